@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace Board {
+
+/// Replaces the file as a whole: whoever reads it, and whoever comes after a crash, finds the old or the new content.
+/// Throws std::system_error.
+void ReplaceFile(const std::string &path, std::string_view content, bool throughToDisk);
+
+} // namespace Board

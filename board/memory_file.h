@@ -1,0 +1,17 @@
+#pragma once
+
+#include "memories.h"
+
+#include <optional>
+#include <string>
+
+namespace Board {
+
+/// Reads what SaveMemories wrote. Nothing when there is no such file; throws std::runtime_error, in French, when the
+/// file is something else or damaged.
+std::optional<Memories::Content> LoadMemories(const std::string &path);
+
+/// Replaces the file. Throws std::system_error.
+void SaveMemories(const std::string &path, const Memories::Content &content);
+
+} // namespace Board

@@ -1,0 +1,38 @@
+#include "interrupt.h"
+
+#include <QSocketNotifier>
+
+#include <csignal>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace
+{
+int wakeUp[2] = {-1, -1};
+
+void Signalled(int)
+{
+    const char byte = 0;
+    [[maybe_unused]] const auto written = write(wakeUp[1], &byte, 1);
+}
+} // namespace
+
+Interrupt::Interrupt()
+{
+    if (pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) != 0)
+        return;
+    auto *notifier = new QSocketNotifier(wakeUp[0], QSocketNotifier::Read, this);
+    connect(notifier, &QSocketNotifier::activated, this, [this] {
+        char byte = 0;
+        while (read(wakeUp[0], &byte, 1) == 1)
+            Q_EMIT Received();
+    });
+    std::signal(SIGINT, Signalled);
+}
+
+Interrupt::~Interrupt()
+{
+    std::signal(SIGINT, SIG_DFL);
+    close(wakeUp[0]);
+    close(wakeUp[1]);
+}

@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QMessageBox>
+
+/// What the program has to tell its user beside the windows' own texts. No box ever holds up the program.
+namespace messages
+{
+/// For runs that nobody watches: texts go to standard error instead of into boxes.
+void UseConsole();
+
+/// Shows a message box with one button; while a box with the same text is open, nothing more.
+void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text);
+
+/// Names an error that ends the program, and ends it with status 1 as soon as the user has seen it.
+void ShowAndEnd(QWidget *over, const QString &title, const QString &text);
+} // namespace messages

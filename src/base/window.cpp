@@ -1,0 +1,71 @@
+#include "window.h"
+
+#include "messages.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QLayout>
+#include <QLineEdit>
+#include <QScreen>
+#include <QSignalBlocker>
+#include <QSlider>
+
+Window::Window(const QString &name)
+    : handlers_([this](std::exception_ptr thrown) {
+        try {
+            std::rethrow_exception(thrown);
+        } catch (const Error &error) {
+            Failed(error);
+        }
+    })
+{
+    setObjectName(name);
+}
+
+void Window::Open()
+{
+    if (!isVisible()) {
+        for (const auto &restore : design_)
+            restore();
+        Load();
+        show();
+    }
+    raise();
+    activateWindow();
+}
+
+void Window::RememberDesign()
+{
+    for (QLabel *label : findChildren<QLabel *>())
+        design_.push_back([label, text = label->text()] { label->setText(text); });
+    for (QLineEdit *box : findChildren<QLineEdit *>())
+        design_.push_back([box, text = box->text()] {
+            const QSignalBlocker quiet(box);
+            box->setText(text);
+        });
+    for (QSlider *slider : findChildren<QSlider *>())
+        design_.push_back([slider, value = slider->value()] {
+            const QSignalBlocker quiet(slider);
+            slider->setValue(value);
+        });
+    for (QCheckBox *box : findChildren<QCheckBox *>())
+        design_.push_back([box, state = box->checkState()] {
+            const QSignalBlocker quiet(box);
+            box->setCheckState(state);
+        });
+}
+
+void Window::Centre()
+{
+    ensurePolished();
+    if (layout())
+        layout()->activate();
+    const QRect room = screen()->availableGeometry();
+    const QSize itsSize = isVisible() ? frameSize() : size();
+    move(room.center() - QPoint(itsSize.width() / 2, itsSize.height() / 2));
+}
+
+void Window::Failed(const Error &error)
+{
+    messages::Show(this, QMessageBox::Critical, windowTitle(), error.Text());
+}

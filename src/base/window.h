@@ -1,0 +1,57 @@
+#pragma once
+
+#include "errors.h"
+#include "handlers.h"
+
+#include <QAbstractButton>
+#include <QMainWindow>
+
+#include <functional>
+#include <vector>
+
+/// What all windows of the program have in common. A window lives as long as the program; opening it runs its Load on
+/// fresh state. Handlers that talk to the board are coroutines, kept here until they end.
+class Window : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    explicit Window(const QString &name);
+
+    /// Loads and shows the window; one that is open is only raised.
+    void Open();
+
+    /// Puts the window in the middle of its screen.
+    void Centre();
+
+Q_SIGNALS:
+    /// The user goes back to the main window.
+    void Returning();
+
+protected:
+    /// Puts the window into the state in which it opens; its labels, boxes and sliders are as designed again.
+    virtual void Load() = 0;
+
+    /// To be called once the controls are made: this is what they are designed like.
+    void RememberDesign();
+
+    /// What a handler of this window threw; shows it, and the program goes on.
+    virtual void Failed(const Error &error);
+
+    void Start(Task<void> handler) { handlers_.Start(std::move(handler)); }
+
+    /// Runs a handler of the window at each click of the button.
+    template <class W>
+    void OnClick(QAbstractButton *button, Task<void> (W::*handler)())
+    {
+        connect(button, &QAbstractButton::clicked, this,
+                [this, handler] { Start((static_cast<W *>(this)->*handler)()); });
+    }
+
+    /// Ends all handlers of this window where they wait.
+    void DropHandlers() { handlers_.Drop(); }
+
+private:
+    Handlers handlers_;
+    std::vector<std::function<void()>> design_; // each restores one control
+};

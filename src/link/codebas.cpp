@@ -1,0 +1,174 @@
+#include "codebas.h"
+
+#include <algorithm>
+
+Codebas::Codebas(Com &itsCom, Timer &timer1, Timer &timer2, QObject *parent)
+    : QObject(parent)
+    , com(itsCom)
+    , timer1_(timer1)
+    , timer2_(timer2)
+    , speedTimer_(QStringLiteral("SpeedTimer"), 5000, this)
+{
+    connect(&com, &Com::Received, this, &Codebas::Dispatch);
+    connect(&com, &Com::Received, this, [this] { greetingNews_.Wake(); });
+    connect(&com, &Com::PortLost, this, [this] {
+        line.SetState(Line::State::Unusable);
+        Cut();
+        greetingNews_.Wake();
+    });
+    connect(&com, &Com::PortBack, this, [this] { line.SetState(Line::State::Usable); });
+    connect(&line, &Line::ReaderChanged, this, &Codebas::Dispatch, Qt::QueuedConnection);
+    connect(&timer1_, &QTimer::timeout, this, [this] {
+        AbortWait = 1;
+        ReleaseAborted();
+        greetingNews_.Wake();
+    });
+    connect(&timer2_, &QTimer::timeout, this, [this] {
+        Timer2Flg = 1;
+        greetingNews_.Wake();
+    });
+    connect(&speedTimer_, &QTimer::timeout, this, [this] {
+        // Nobody answers: the board may be at the other of its two speeds.
+        if (com.Settings() == ordinarySettings)
+            com.SetSettings(QStringLiteral("19200,n,8,1"));
+        else
+            InitSerialPort();
+    });
+}
+
+void Codebas::InitSerialPort()
+{
+    com.SetSettings(ordinarySettings);
+    com.SetCommPort(1);
+    com.SetHandshaking(0);
+    com.SetInputMode(1);
+    com.SetInputLen(1);
+    com.SetRTSEnable(true);
+    com.SetDTREnable(true);
+    LinkState = 0;
+}
+
+void Codebas::OpenPort()
+{
+    if (com.PortOpen())
+        return;
+    com.SetPortOpen(true);
+    line.SetState(Line::State::Usable);
+}
+
+void Codebas::ClosePort()
+{
+    com.SetPortOpen(false);
+    line.SetState(Line::State::Closed);
+    Cut();
+}
+
+void Codebas::Cut()
+{
+    for (ByteAwaiter *reader : readers_)
+        reader->cut_ = true;
+    // Later: whoever closed the port may be about to open it again.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            const auto isCut = [](const ByteAwaiter *reader) { return reader->cut_; };
+            for (auto next = std::ranges::find_if(readers_, isCut); next != readers_.end();
+                 next = std::ranges::find_if(readers_, isCut)) {
+                const auto reader = (*next)->reader_;
+                readers_.erase(next);
+                reader.resume();
+            }
+        },
+        Qt::QueuedConnection);
+}
+
+void Codebas::SendByte(quint8 byte)
+{
+    com.Output(QByteArray(1, static_cast<char>(byte)));
+}
+
+void Codebas::ReadOne()
+{
+    RxByte = static_cast<quint8>(com.Input().at(0));
+    RxCount = static_cast<qint16>(com.InBufferCount());
+    line.Heard();
+}
+
+bool Codebas::TakeByte(ByteAwaiter &awaiter)
+{
+    RxByte = 0;
+    readers_.push_back(&awaiter);
+    if (AbortWait != 0) {
+        // The caller may be in a loop for a certain byte: it goes on only after events have run.
+        QMetaObject::invokeMethod(this, &Codebas::ReleaseAborted, Qt::QueuedConnection);
+        return false;
+    }
+    if (Reader() == &awaiter && com.InBufferCount() > 0) {
+        readers_.pop_back();
+        ReadOne();
+        return true;
+    }
+    com.Flush();
+    return false;
+}
+
+Codebas::ByteAwaiter *Codebas::Reader() const
+{
+    if (readers_.empty())
+        return nullptr;
+    if (line.Reader() == 0)
+        return readers_.back();
+    const auto reader = std::ranges::find(readers_, line.Reader(), &ByteAwaiter::handler_);
+    return reader == readers_.end() ? nullptr : *reader;
+}
+
+void Codebas::Dispatch()
+{
+    while (AbortWait == 0) {
+        ByteAwaiter *reader = Reader();
+        if (!reader || reader->cut_ || com.InBufferCount() == 0)
+            return;
+        std::erase(readers_, reader);
+        ReadOne();
+        reader->reader_.resume();
+    }
+}
+
+void Codebas::ReleaseAborted()
+{
+    auto waiting = readers_.size();
+    while (AbortWait != 0 && waiting-- > 0 && !readers_.empty()) {
+        const auto reader = readers_.front()->reader_;
+        readers_.erase(readers_.begin());
+        RxByte = 0;
+        reader.resume();
+    }
+}
+
+Task<QByteArray> Codebas::Exchange(QByteArray request, Reply reply, std::function<bool()> wanted,
+                                   Line::Overtaking overtaking)
+{
+    for (;;) {
+        const Line::Turn turn = co_await line.Begin(overtaking);
+        if (wanted && !wanted())
+            co_return QByteArray();
+        try {
+            for (const char byte : request)
+                SendByte(static_cast<quint8>(byte));
+            if (reply.until) {
+                if (reply.clearFirst)
+                    RxByte = 0;
+                while (RxByte != *reply.until)
+                    co_await ReceiveByte();
+            }
+            QByteArray data;
+            while (data.size() < reply.length) {
+                co_await ReceiveByte();
+                data.append(static_cast<char>(RxByte));
+            }
+            co_return data;
+        } catch (const LineCut &) {
+            // again from the escape byte, when the line is back
+        }
+    }
+}

@@ -1,0 +1,201 @@
+#include "main.h"
+
+#include "base/messages.h"
+
+#include <QCloseEvent>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QWindow>
+
+Main::Main()
+    : com_(this)
+    , timer1_(QStringLiteral("Timer1"), 200, this)
+    , timer2_(QStringLiteral("Timer2"), 20, this)
+    , link_(com_, timer1_, timer2_)
+    , connecting_([this](std::exception_ptr thrown) { Failed(thrown); })
+    , chargeur_(link_)
+{
+    ui_.setupUi(this);
+    ui_.TXT_Display->setPlainText(QStringLiteral("Pas de connection\r\n ..Attente..\r\n"));
+    timer2_.SetEnabled(true);
+
+    connect(&link_, &Codebas::Display, ui_.TXT_Display, &QPlainTextEdit::setPlainText);
+    connect(&link_, &Codebas::LoadStarted, this, [this](const QString &caption, int maximum) {
+        ui_.Prbar->setMaximum(maximum);
+        ui_.Lbinfo->setText(caption);
+        ui_.FRtemp->show();
+        ui_.Prbar->show();
+    });
+    connect(&link_, &Codebas::LoadProgress, ui_.Prbar, &QProgressBar::setValue);
+    connect(&link_, &Codebas::LoadEnded, this, [this] {
+        ui_.FRtemp->hide();
+        ui_.Prbar->hide();
+    });
+    connect(&link_, &Codebas::Connected, this, [this] { WarnUnwatched(false); });
+    connect(&com_, &Com::PortLost, this, [this](const QString &reason) {
+        messages::Show(this, QMessageBox::Warning, windowTitle(),
+                       QStringLiteral("La liaison avec %1 est coupée : %2\n"
+                                      "Elle reprendra d'elle-même quand le port sera de retour.")
+                           .arg(com_.PortName(), reason));
+    });
+
+    const auto opens = [this](auto *control, auto signal, Window &window) {
+        connect(control, signal, this, [this, &window] { OpenMode(window); });
+    };
+    opens(ui_.cb_chargeur, &QPushButton::clicked, chargeur_);
+    opens(ui_.MnuChargeur, &QAction::triggered, chargeur_);
+    connect(&chargeur_, &Window::Returning, this, &Main::ShowAgain);
+    connect(&chargeur_, &Chargeur::Started, this, [this] { WarnUnwatched(false); });
+    connect(&chargeur_, &Chargeur::Stopped, this, [this] { WarnUnwatched(false); });
+    connect(&chargeur_, &Chargeur::LeftCharging, this, [this] { WarnUnwatched(true); });
+
+    connect(ui_.Cb_Reconnect, &QPushButton::clicked, this, &Main::Cb_Reconnect_Click);
+    connect(ui_.CD_DECONNECT, &QPushButton::clicked, this, &Main::CD_DECONNECT_Click);
+    connect(ui_.Cb_quitter, &QPushButton::clicked, this, &Main::Mnuquitter_Click);
+    connect(ui_.Mnuquitter, &QAction::triggered, this, &Main::Mnuquitter_Click);
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &Main::FocusWindowChanged);
+}
+
+Main::~Main()
+{
+    connecting_.Drop(); // what it tells while it ends is still understood here
+}
+
+void Main::Load()
+{
+    link_.ClosePort();
+    ui_.FRtemp->hide();
+    link_.InitSerialPort();
+    link_.LinkDropped = false;
+    link_.ReconnectOnActivate = 1;
+    adjustSize();
+    const QRect room = screen()->availableGeometry();
+    move(room.center() - rect().center());
+    showing_ = true;
+    show();
+    activateWindow();
+    // Not every system tells of the activation that a first showing is.
+    QMetaObject::invokeMethod(this, &Main::Form_Activate, Qt::QueuedConnection);
+}
+
+void Main::FocusWindowChanged(QWindow *focus)
+{
+    if (!focus)
+        return;
+    if (focus != windowHandle()) {
+        const bool transient = focus->type() == Qt::Dialog || focus->type() == Qt::Popup || focus->type() == Qt::Sheet;
+        excused_ = transient;
+        return;
+    }
+    const bool excused = std::exchange(excused_, false);
+    if (!std::exchange(showing_, false) && !excused)
+        Form_Activate();
+}
+
+void Main::Form_Activate()
+{
+    link_.ClosePort();
+    if (link_.ReconnectOnActivate == 1) {
+        Connect();
+        return;
+    }
+    try {
+        link_.InitSerialPort();
+        link_.LinkDropped = false;
+        link_.OpenPort();
+    } catch (...) {
+        Failed(std::current_exception());
+    }
+}
+
+void Main::Connect()
+{
+    connecting_.Drop();
+    connecting_.Start(link_.ConnectBoard());
+}
+
+void Main::Cb_Reconnect_Click()
+{
+    link_.ClosePort();
+    connecting_.Drop();
+    connecting_.Start(Reconnect());
+}
+
+Task<void> Main::Reconnect()
+{
+    co_await link_.ConnectBoard();
+    link_.LinkDropped = false;
+    link_.ReconnectOnActivate = 0;
+}
+
+void Main::CD_DECONNECT_Click()
+{
+    connecting_.Drop();
+    timer1_.SetEnabled(false);
+    try {
+        link_.OpenPort();
+        link_.SendByte(27);
+        link_.SendByte(3);
+    } catch (...) {
+        Failed(std::current_exception());
+    }
+    link_.ClosePort();
+    ui_.TXT_Display->setPlainText(QStringLiteral("Déconnecté"));
+    link_.ReconnectOnActivate = 1;
+    link_.LinkDropped = true;
+}
+
+void Main::Mnuquitter_Click()
+{
+    QCoreApplication::exit(0);
+}
+
+void Main::closeEvent(QCloseEvent *event)
+{
+    event->accept();
+    Mnuquitter_Click();
+}
+
+void Main::Failed(std::exception_ptr thrown)
+{
+    try {
+        std::rethrow_exception(thrown);
+    } catch (const Error &error) {
+        messages::Show(this, QMessageBox::Warning, windowTitle(), error.Text());
+        Q_EMIT ConnectionFailed();
+    }
+}
+
+void Main::OpenMode(Window &window)
+{
+    link_.MainLeft = static_cast<float>(x());
+    link_.MainTop = static_cast<float>(y());
+    window.Open();
+}
+
+void Main::ShowAgain()
+{
+    show();
+    raise();
+    activateWindow();
+}
+
+void Main::WarnUnwatched(bool charging)
+{
+    if (charging)
+        ui_.statusbar->showMessage(QStringLiteral("Attention : la carte charge sans surveillance"));
+    else
+        ui_.statusbar->clearMessage();
+}
+
+Task<void> Main::Send51On()
+{
+    Task<QByteArray> exchange = link_.Exchange(Request(51, 1), Reply::Acknowledge());
+    co_await exchange;
+}
+
+Task<void> Main::Send51Off()
+{
+    Task<QByteArray> exchange = link_.Exchange(Request(51, 0), Reply::Acknowledge());
+    co_await exchange;
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "base/handlers.h"
+#include "base/timer.h"
+#include "link/codebas.h"
+#include "runs/chargeur.h"
+#include "ui_main.h"
+
+#include <QMainWindow>
+
+/// The start window and hub: owns the serial port and the link, shows the connection, opens the mode windows.
+class Main : public QMainWindow
+{
+    Q_OBJECT
+
+public:
+    Main();
+    ~Main() override;
+
+    Codebas &Link() { return link_; }
+    Com &Port() { return com_; }
+    Chargeur &ChargeWindow() { return chargeur_; }
+
+    /// Puts the window in the middle of the screen, configures the port and shows the window, which then connects.
+    void Load();
+
+    /// Stores where this window is and opens a mode window there.
+    void OpenMode(Window &window);
+
+    /// Switches the doubler cut on (51, 1) or off (51, 0) and takes the board's answer.
+    Task<void> Send51On();
+    Task<void> Send51Off();
+
+Q_SIGNALS:
+    /// The port could not be opened for a connection; the user was told why.
+    void ConnectionFailed();
+
+protected:
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    void Form_Activate();
+    void FocusWindowChanged(QWindow *focus);
+    void ShowAgain();
+    void Connect();
+    Task<void> Reconnect();
+    void Cb_Reconnect_Click();
+    void CD_DECONNECT_Click();
+    void Mnuquitter_Click();
+    void Failed(std::exception_ptr thrown);
+    void WarnUnwatched(bool charging);
+
+    Ui::Main ui_;
+    Com com_;
+    Timer timer1_;
+    Timer timer2_;
+    Codebas link_;
+    Handlers connecting_;
+    bool excused_ = false; ///< the focus comes back from a dialog or a menu: that is no activation
+    bool showing_ = false; ///< the activation that goes with the first showing is still to come
+    Chargeur chargeur_;
+};

@@ -1,0 +1,142 @@
+#include "scriptedboard.h"
+
+#include <QTimerEvent>
+
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+QByteArray Bytes(std::initializer_list<int> numbers)
+{
+    QByteArray bytes;
+    for (const int number : numbers)
+        bytes.append(static_cast<char>(number));
+    return bytes;
+}
+
+ScriptedBoard::ScriptedBoard()
+{
+    master_ = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0)
+        qFatal("no pseudo-terminal");
+    port_ = QString::fromLocal8Bit(ptsname(master_));
+    termios settings{};
+    tcgetattr(master_, &settings);
+    cfmakeraw(&settings);
+    tcsetattr(master_, TCSANOW, &settings);
+    notifier_ = std::make_unique<QSocketNotifier>(master_, QSocketNotifier::Read);
+    connect(notifier_.get(), &QSocketNotifier::activated, this, &ScriptedBoard::Read);
+}
+
+ScriptedBoard::~ScriptedBoard()
+{
+    Unplug();
+}
+
+void ScriptedBoard::Unplug()
+{
+    notifier_.reset();
+    if (master_ >= 0)
+        close(master_);
+    master_ = -1;
+}
+
+QByteArray ScriptedBoard::TakeReceived()
+{
+    return std::exchange(received_, {});
+}
+
+void ScriptedBoard::Send(const QByteArray &bytes)
+{
+    if (write(master_, bytes.constData(), static_cast<size_t>(bytes.size())) != bytes.size())
+        qFatal("the pseudo-terminal takes no more bytes");
+}
+
+void ScriptedBoard::On(quint8 command, int parameters, Answer answer)
+{
+    rules_[command] = {parameters, std::move(answer)};
+}
+
+int ScriptedBoard::Speed() const
+{
+    termios settings{};
+    tcgetattr(master_, &settings);
+    switch (cfgetospeed(&settings)) {
+    case B9600: return 9600;
+    case B19200: return 19200;
+    default: return 0;
+    }
+}
+
+void ScriptedBoard::Read()
+{
+    char buffer[4096];
+    const auto length = read(master_, buffer, sizeof buffer);
+    if (length <= 0) {
+        // Nobody has the program's end open: look again when it is, without being woken all the time.
+        notifier_->setEnabled(false);
+        startTimer(1);
+        return;
+    }
+    received_.append(buffer, length);
+    if (silent_)
+        return;
+    pending_.append(buffer, length);
+    Parse();
+}
+
+void ScriptedBoard::timerEvent(QTimerEvent *event)
+{
+    killTimer(event->timerId());
+    if (notifier_)
+        notifier_->setEnabled(true);
+}
+
+void ScriptedBoard::Parse()
+{
+    while (!pending_.isEmpty()) {
+        const auto first = static_cast<quint8>(pending_[0]);
+        if (first != 27) {
+            pending_.remove(0, 1);
+            if (greets_ && first == 85)
+                Send(Bytes({27}));
+            else if (greets_ && first == 170)
+                Send(Bytes({85}));
+            continue;
+        }
+        if (pending_.size() < 2)
+            return;
+        const auto rule = rules_.find(static_cast<quint8>(pending_[1]));
+        if (rule == rules_.end()) {
+            pending_.remove(0, 2);
+            continue;
+        }
+        const int length = 2 + rule->second.parameters;
+        if (pending_.size() < length)
+            return;
+        const QByteArray parameters = pending_.mid(2, rule->second.parameters);
+        pending_.remove(0, length);
+        const QByteArray answer = rule->second.answer(parameters);
+        if (!answer.isEmpty())
+            Send(answer);
+    }
+}
+
+void ScriptedBoard::Healthy()
+{
+    greets_ = true;
+    On(1, 0, [this](const QByteArray &) { return Bytes({27, i2c[0], i2c[1], i2c[2], 0}); });
+    On(37, 1, [this](const QByteArray &p) { return Bytes({27, master[static_cast<quint8>(p[0])], 0}); });
+    On(38, 1, [this](const QByteArray &p) { return Bytes({27, slave[static_cast<quint8>(p[0])], 0}); });
+    On(41, 0, [this](const QByteArray &) { return Bytes({27, hours, minutes, seconds, 0}); });
+    for (int number = 5; number <= 13; ++number)
+        On(static_cast<quint8>(number), 0, [this, number](const QByteArray &) {
+            return Bytes({27, channel[number] / 256, channel[number] % 256, 0});
+        });
+    for (const int reg : {15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 51})
+        On(static_cast<quint8>(reg), 1, [](const QByteArray &) { return Bytes({6}); });
+    On(42, 3, [](const QByteArray &) { return Bytes({6}); });
+}

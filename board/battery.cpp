@@ -8,7 +8,7 @@ namespace Board {
 namespace {
 
 constexpr double polarisationSeconds = 300.0; // while charging or resting
-constexpr double dischargePolarisationSeconds = 60.0;
+constexpr double dischargePolarisationSeconds = 1800.0;
 constexpr double surfaceSeconds = 1800.0;
 constexpr double bumpSeconds = 8.0;             // how fast the early bump follows the current
 constexpr double bumpCharge = 0.006;            // share of the capacity that activates rested electrodes
@@ -99,7 +99,8 @@ void Battery::Pass(double seconds, double amps)
                           : Approach(freshness_, 1.0, seconds, restSeconds);
 
     const double fallTarget = preset_.overchargeFall * (1.0 - std::exp(-rate * refused * refused * refused / fallRate));
-    fall_ = Approach(fall_, charging ? fallTarget : 0.0, seconds, fallSeconds);
+    fall_ = charging ? Approach(fall_, fallTarget, seconds, fallSeconds)
+                     : Approach(fall_, 0.0, seconds, polarisationSeconds);
 
     charge_ = std::clamp(charge_ + rate * (1.0 - refused) * seconds / 3600.0, preset_.openCircuit.front().charge, 1.0);
     (charging ? chargedAmpHours_ : dischargedAmpHours_) += std::abs(amps) * seconds / 3600.0;

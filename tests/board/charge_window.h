@@ -34,7 +34,7 @@ struct ChargePlan
     double mostHours = 6;
 };
 
-inline ChargeRun RunCharge(Pc& pc, const ChargePlan& plan)
+inline ChargeRun RunCharge(Pc &pc, const ChargePlan &plan)
 {
     const double atStart = pc.Pack().StateOfCharge();
     const double before = pc.Pack().ChargedAmpHours();

@@ -11,7 +11,7 @@
 class Pc
 {
 public:
-    explicit Pc(const Board::DeviceOptions& options, std::uint8_t streamType = 2)
+    explicit Pc(const Board::DeviceOptions &options, std::uint8_t streamType = 2)
         : board(options, Board::BirthContent(options.pack), streamType)
     {
     }
@@ -44,7 +44,7 @@ public:
 
     void Write(std::initializer_list<std::pair<int, int>> writes)
     {
-        for (const auto& [command, value] : writes)
+        for (const auto &[command, value] : writes)
             Write(command, value);
     }
 
@@ -58,7 +58,7 @@ public:
 
     void Wait(double seconds) { now += seconds; }
 
-    const Board::Battery& Pack() const { return board.Hardware().Pack(); }
+    const Board::Battery &Pack() const { return board.Hardware().Pack(); }
 
     Board::Controller board;
     double now = 0;

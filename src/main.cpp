@@ -1,9 +1,9 @@
+#include "ui/main/main.h"
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/timer.h"
 #include "demo/demoboard.h"
 #include "runs/unattended.h"
-#include "ui/main/main.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -14,8 +14,7 @@
 #include <cstdio>
 #include <memory>
 
-namespace
-{
+namespace {
 constexpr double demoTimeScale = 60;
 
 struct Options

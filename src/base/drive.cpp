@@ -4,10 +4,8 @@
 
 #include <QDir>
 
-namespace drive
-{
-namespace
-{
+namespace drive {
+namespace {
 QString root;
 }
 

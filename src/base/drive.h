@@ -3,8 +3,7 @@
 #include <QString>
 
 /// Where the folders of "C:\" lie: the real drive on Windows, elsewhere a folder with lower-case names.
-namespace drive
-{
+namespace drive {
 /// Another place for the folder that stands for "C:\" than the default, Voltaire in the user's home.
 void SetRoot(const QString &folder);
 

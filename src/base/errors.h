@@ -8,11 +8,7 @@
 class Error : public std::exception
 {
 public:
-    explicit Error(QString text)
-        : text_(std::move(text))
-        , bytes_(text_.toUtf8())
-    {
-    }
+    explicit Error(QString text) : text_(std::move(text)), bytes_(text_.toUtf8()) {}
     const QString &Text() const { return text_; }
     const char *what() const noexcept override { return bytes_.constData(); }
 
@@ -25,29 +21,20 @@ private:
 class Overflow : public Error
 {
 public:
-    explicit Overflow(const QString &where)
-        : Error(QStringLiteral("Dépassement de capacité : %1").arg(where))
-    {
-    }
+    explicit Overflow(const QString &where) : Error(QStringLiteral("Dépassement de capacité : %1").arg(where)) {}
 };
 
 class DivisionByZero : public Error
 {
 public:
-    explicit DivisionByZero(const QString &where)
-        : Error(QStringLiteral("Division par zéro : %1").arg(where))
-    {
-    }
+    explicit DivisionByZero(const QString &where) : Error(QStringLiteral("Division par zéro : %1").arg(where)) {}
 };
 
 /// A text that should have been a number.
 class TypeMismatch : public Error
 {
 public:
-    explicit TypeMismatch(const QString &where)
-        : Error(QStringLiteral("Incompatibilité de type : %1").arg(where))
-    {
-    }
+    explicit TypeMismatch(const QString &where) : Error(QStringLiteral("Incompatibilité de type : %1").arg(where)) {}
 };
 
 /// A file or folder that cannot be opened, made or written; `reason` is the system's.

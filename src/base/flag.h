@@ -11,10 +11,7 @@ public:
     class Awaiter
     {
     public:
-        explicit Awaiter(Flag &flag)
-            : flag_(&flag)
-        {
-        }
+        explicit Awaiter(Flag &flag) : flag_(&flag) {}
         Awaiter(const Awaiter &) = delete;
         Awaiter &operator=(const Awaiter &) = delete;
         ~Awaiter()

@@ -1,13 +1,10 @@
 #include "handlers.h"
 
-namespace
-{
+namespace {
 HandlerNumber youngest = 0;
 }
 
-Handlers::Root::promise_type::promise_type(Handlers &itsOwner, Task<void> &)
-    : owner(itsOwner)
-    , handler(++youngest)
+Handlers::Root::promise_type::promise_type(Handlers &itsOwner, Task<void> &) : owner(itsOwner), handler(++youngest)
 {
     owner.live_.insert(std::coroutine_handle<promise_type>::from_promise(*this));
 }
@@ -17,8 +14,7 @@ Handlers::Root::promise_type::~promise_type()
     owner.live_.erase(std::coroutine_handle<promise_type>::from_promise(*this));
 }
 
-Handlers::Handlers(Failed failed)
-    : failed_(std::move(failed))
+Handlers::Handlers(Failed failed) : failed_(std::move(failed))
 {
 }
 
@@ -38,8 +34,7 @@ void Handlers::Drop()
         live_.begin()->destroy();
 }
 
-namespace
-{
+namespace {
 /// Gives a coroutine its own handle.
 template <class Promise>
 struct Self

@@ -6,8 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace
-{
+namespace {
 int wakeUp[2] = {-1, -1};
 
 void Signalled(int)

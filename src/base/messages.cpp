@@ -4,10 +4,8 @@
 
 #include <cstdio>
 
-namespace messages
-{
-namespace
-{
+namespace messages {
+namespace {
 bool console = false;
 
 bool IsOpen(const QString &text)

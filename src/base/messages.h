@@ -3,8 +3,7 @@
 #include <QMessageBox>
 
 /// What the program has to tell its user beside the windows' own texts. No box ever holds up the program.
-namespace messages
-{
+namespace messages {
 /// For runs that nobody watches: texts go to standard error instead of into boxes.
 void UseConsole();
 

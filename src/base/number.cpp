@@ -8,8 +8,7 @@
 #include <cmath>
 #include <limits>
 
-namespace number
-{
+namespace number {
 QString Plain(double value)
 {
     return QString::number(value == 0 ? 0.0 : value, 'G', 15); // no negative zero
@@ -41,8 +40,7 @@ double Int(double value)
     return std::floor(value);
 }
 
-namespace
-{
+namespace {
 template <class Whole>
 Whole Checked(double value, const QString &where)
 {

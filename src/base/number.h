@@ -3,8 +3,7 @@
 #include <QString>
 
 /// The rules that every number shown, written or read by the windows follows.
-namespace number
-{
+namespace number {
 /// Plain decimal text with at most 15 significant digits, a point, and a blank in place of the sign when it is not
 /// negative; exponent form (1.5E-05) below 0.0001 and from 1E+15 on.
 QString Str(double value);

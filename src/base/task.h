@@ -8,8 +8,7 @@
 /// The number of the handler (see Handlers) on whose behalf a coroutine runs: a larger number is a younger handler.
 using HandlerNumber = unsigned long long;
 
-namespace detail
-{
+namespace detail {
 struct TaskPromiseBase
 {
     struct FinalAwaiter
@@ -75,10 +74,7 @@ public:
         Task get_return_object() { return Task(std::coroutine_handle<promise_type>::from_promise(*this)); }
     };
 
-    Task(Task &&other) noexcept
-        : coroutine_(std::exchange(other.coroutine_, nullptr))
-    {
-    }
+    Task(Task &&other) noexcept : coroutine_(std::exchange(other.coroutine_, nullptr)) {}
     Task(const Task &) = delete;
     Task &operator=(const Task &) = delete;
     Task &operator=(Task &&) = delete;
@@ -99,9 +95,6 @@ public:
     T await_resume() { return coroutine_.promise().Take(); }
 
 private:
-    explicit Task(std::coroutine_handle<promise_type> coroutine)
-        : coroutine_(coroutine)
-    {
-    }
+    explicit Task(std::coroutine_handle<promise_type> coroutine) : coroutine_(coroutine) {}
     std::coroutine_handle<promise_type> coroutine_;
 };

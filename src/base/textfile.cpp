@@ -2,8 +2,7 @@
 
 #include "errors.h"
 
-TextFile::TextFile(const QString &path)
-    : file_(path)
+TextFile::TextFile(const QString &path) : file_(path)
 {
     if (!file_.open(QIODevice::WriteOnly | QIODevice::Truncate))
         throw FileError(path, file_.errorString());

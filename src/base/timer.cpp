@@ -2,13 +2,11 @@
 
 #include <algorithm>
 
-namespace
-{
+namespace {
 double timeScale = 1;
 }
 
-Timer::Timer(const QString &name, int milliseconds, QObject *parent)
-    : QTimer(parent)
+Timer::Timer(const QString &name, int milliseconds, QObject *parent) : QTimer(parent)
 {
     setObjectName(name);
     setTimerType(Qt::PreciseTimer);

@@ -4,7 +4,6 @@
 
 #include <QCheckBox>
 #include <QLabel>
-#include <QLayout>
 #include <QLineEdit>
 #include <QScreen>
 #include <QSignalBlocker>
@@ -29,8 +28,9 @@ void Window::Open()
             restore();
         Load();
         show();
+    } else {
+        raise();
     }
-    raise();
     activateWindow();
 }
 
@@ -57,12 +57,9 @@ void Window::RememberDesign()
 
 void Window::Centre()
 {
-    ensurePolished();
-    if (layout())
-        layout()->activate();
+    adjustSize();
     const QRect room = screen()->availableGeometry();
-    const QSize itsSize = isVisible() ? frameSize() : size();
-    move(room.center() - QPoint(itsSize.width() / 2, itsSize.height() / 2));
+    move(room.center() - rect().center());
 }
 
 void Window::Failed(const Error &error)

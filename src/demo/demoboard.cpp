@@ -10,8 +10,9 @@ DemoBoard::DemoBoard(double timeScale)
     connect(&process_, &QProcess::errorOccurred, this, [this] {
         Q_EMIT Failed(QStringLiteral("La carte virtuelle ne démarre pas : %1").arg(process_.errorString()));
     });
-    process_.start(QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("virtual-board")),
-                   {QStringLiteral("--time-scale"), QString::number(timeScale), QStringLiteral("--until-stdin-closes")});
+    process_.start(
+        QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("virtual-board")),
+        {QStringLiteral("--time-scale"), QString::number(timeScale), QStringLiteral("--until-stdin-closes")});
 }
 
 DemoBoard::~DemoBoard()

@@ -71,13 +71,15 @@ public:
     float MainLeft = 0;          ///< where the main window was when it opened a window
     float MainTop = 0;
 
-    /// Configures the port ("9600,n,8,1", port 1, no handshaking, binary, byte by byte, RTS and DTR on); does not open it.
+    /// Configures the port ("9600,n,8,1", port 1, no handshaking, binary, byte by byte, RTS and DTR on); does not open
+    /// it.
     void InitSerialPort();
 
     /// Opens the port if it is closed; throws PortError.
     void OpenPort();
 
-    /// Closes the port: exchanges under way start again when it is open next, or fail with PortClosed if it stays closed.
+    /// Closes the port: exchanges under way start again when it is open next, or fail with PortClosed if it stays
+    /// closed.
     void ClosePort();
 
     /// Sends one byte; throws PortClosed.
@@ -86,10 +88,7 @@ public:
     class ByteAwaiter
     {
     public:
-        explicit ByteAwaiter(Codebas &link)
-            : link_(link)
-        {
-        }
+        explicit ByteAwaiter(Codebas &link) : link_(link) {}
         ByteAwaiter(const ByteAwaiter &) = delete;
         ByteAwaiter &operator=(const ByteAwaiter &) = delete;
         ~ByteAwaiter() { std::erase(link_.readers_, this); }

@@ -9,14 +9,12 @@
 #    include <termios.h>
 #endif
 
-namespace
-{
+namespace {
 /// Milliseconds after a loss at which the device is looked for once more, lest it came back before it was watched for.
 constexpr int secondLook = 1000;
 } // namespace
 
-Com::Com(QObject *parent)
-    : QObject(parent)
+Com::Com(QObject *parent) : QObject(parent)
 {
     setObjectName(QStringLiteral("Com"));
     connect(&serial_, &QSerialPort::readyRead, this, [this] {
@@ -38,9 +36,9 @@ void Com::SetSettings(const QString &settings)
 {
     const QStringList parts = settings.split(u',');
     static const QString parities = QStringLiteral("neosm");
-    const bool wellFormed = parts.size() == 4 && parts[0].toInt() > 0 && parts[1].size() == 1
-                            && parities.contains(parts[1]) && parts[2].toInt() >= 5 && parts[2].toInt() <= 8
-                            && (parts[3] == QLatin1String("1") || parts[3] == QLatin1String("2"));
+    const bool wellFormed = parts.size() == 4 && parts[0].toInt() > 0 && parts[1].size() == 1 &&
+                            parities.contains(parts[1]) && parts[2].toInt() >= 5 && parts[2].toInt() <= 8 &&
+                            (parts[3] == QLatin1String("1") || parts[3] == QLatin1String("2"));
     if (!wellFormed)
         throw Error(QStringLiteral("Réglage de port série incorrect : %1").arg(settings));
     settings_ = settings;
@@ -53,11 +51,21 @@ void Com::ApplySettings()
     const QStringList parts = settings_.split(u',');
     serial_.setBaudRate(parts[0].toInt());
     switch (parts[1][0].unicode()) {
-    case u'e': serial_.setParity(QSerialPort::EvenParity); break;
-    case u'o': serial_.setParity(QSerialPort::OddParity); break;
-    case u's': serial_.setParity(QSerialPort::SpaceParity); break;
-    case u'm': serial_.setParity(QSerialPort::MarkParity); break;
-    default: serial_.setParity(QSerialPort::NoParity); break;
+    case u'e':
+        serial_.setParity(QSerialPort::EvenParity);
+        break;
+    case u'o':
+        serial_.setParity(QSerialPort::OddParity);
+        break;
+    case u's':
+        serial_.setParity(QSerialPort::SpaceParity);
+        break;
+    case u'm':
+        serial_.setParity(QSerialPort::MarkParity);
+        break;
+    default:
+        serial_.setParity(QSerialPort::NoParity);
+        break;
     }
     serial_.setDataBits(static_cast<QSerialPort::DataBits>(parts[2].toInt()));
     serial_.setStopBits(static_cast<QSerialPort::StopBits>(parts[3].toInt()));
@@ -130,7 +138,8 @@ void Com::SetPortOpen(bool open)
         QStringLiteral("Le port série %1 ne peut pas être ouvert : %2").arg(PortName(), serial_.errorString());
     const QFileInfo device(DevicePath());
     if (device.exists() && !(device.isReadable() && device.isWritable()))
-        text += QStringLiteral("\nVous devez appartenir au groupe « %1 », propriétaire de ce port.").arg(device.group());
+        text +=
+            QStringLiteral("\nVous devez appartenir au groupe « %1 », propriétaire de ce port.").arg(device.group());
     throw PortError(text);
 }
 

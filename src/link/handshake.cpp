@@ -3,8 +3,7 @@
 
 #include <optional>
 
-namespace
-{
+namespace {
 /// Milliseconds within which the bytes of one burst follow each other; at 9600 baud they are one apart. A property of
 /// the wire: it is not scaled.
 constexpr int burst = 5;
@@ -15,10 +14,7 @@ constexpr int eepromBytes = 16;
 class Delay
 {
 public:
-    explicit Delay(int milliseconds)
-        : milliseconds_(milliseconds)
-    {
-    }
+    explicit Delay(int milliseconds) : milliseconds_(milliseconds) {}
     bool await_ready() const noexcept { return false; }
     void await_suspend(std::coroutine_handle<> waiter)
     {
@@ -39,8 +35,7 @@ private:
 class Codebas::Greeting
 {
 public:
-    explicit Greeting(Codebas &link)
-        : link_(link)
+    explicit Greeting(Codebas &link) : link_(link)
     {
         link_.timer2_.SetEnabled(false);
         link_.timer1_.SetEnabled(true);
@@ -141,19 +136,19 @@ Task<void> Codebas::ReportI2c()
     const auto first = static_cast<quint8>(status[0]);
     const auto second = static_cast<quint8>(status[1]);
     const auto third = static_cast<quint8>(status[2]);
-    const QString report = QStringLiteral("I2C err :%1,%2,%3").arg(number::Str(first), number::Str(second), number::Str(third));
+    const QString report =
+        QStringLiteral("I2C err :%1,%2,%3").arg(number::Str(first), number::Str(second), number::Str(third));
     Q_EMIT Display(QStringLiteral("Srl Connecté\r\n") + (third == 6 ? QStringLiteral("Slave Connecté.") : report));
 }
 
-namespace
-{
+namespace {
 /// Whatever ends the loading, the main window is told.
 struct LoadingShown
 {
-    explicit LoadingShown(Codebas &itsLink)
-        : link(itsLink)
+    explicit LoadingShown(Codebas &itsLink) : link(itsLink)
     {
-        Q_EMIT link.LoadStarted(QStringLiteral(" Chargement partiel EEproms   Main.Prbar.Visible = False "), 2 * eepromBytes);
+        Q_EMIT link.LoadStarted(QStringLiteral(" Chargement partiel EEproms   Main.Prbar.Visible = False "),
+                                2 * eepromBytes);
     }
     LoadingShown(const LoadingShown &) = delete;
     LoadingShown &operator=(const LoadingShown &) = delete;

@@ -4,23 +4,18 @@
 
 #include <algorithm>
 
-Line::Line(QObject *parent)
-    : QObject(parent)
+Line::Line(QObject *parent) : QObject(parent)
 {
     patience_.setSingleShot(true);
     patience_.setTimerType(Qt::PreciseTimer);
     connect(&patience_, &QTimer::timeout, this, &Line::Decide);
 }
 
-Line::Turn::Turn(Line &line, HandlerNumber handler)
-    : line_(&line)
-    , handler_(handler)
+Line::Turn::Turn(Line &line, HandlerNumber handler) : line_(&line), handler_(handler)
 {
 }
 
-Line::Turn::Turn(Turn &&other) noexcept
-    : line_(std::exchange(other.line_, nullptr))
-    , handler_(other.handler_)
+Line::Turn::Turn(Turn &&other) noexcept : line_(std::exchange(other.line_, nullptr)), handler_(other.handler_)
 {
 }
 
@@ -30,9 +25,7 @@ Line::Turn::~Turn()
         line_->Leave(handler_);
 }
 
-Line::BeginAwaiter::BeginAwaiter(Line &line, Overtaking overtaking)
-    : line_(line)
-    , overtaking_(overtaking)
+Line::BeginAwaiter::BeginAwaiter(Line &line, Overtaking overtaking) : line_(line), overtaking_(overtaking)
 {
 }
 
@@ -66,8 +59,8 @@ bool Line::Free() const
 {
     if (state_ != State::Usable)
         return false;
-    return underWay_.empty()
-           || (underWay_.back().overtaking == Overtaking::Allowed && underWay_.back().silence.hasExpired(patience - 1));
+    return underWay_.empty() ||
+           (underWay_.back().overtaking == Overtaking::Allowed && underWay_.back().silence.hasExpired(patience - 1));
 }
 
 Line::BeginAwaiter *Line::Youngest() const

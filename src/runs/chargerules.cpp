@@ -10,8 +10,7 @@ bool DeltaPeak::Add(int count)
     return count < highest_ - fall;
 }
 
-namespace
-{
+namespace {
 constexpr int blockSteps = 50;
 constexpr double earlyRise = 10;        // stands for the first two blocks, which have nothing before them
 constexpr int earlyBlocks = 3;          // blocks before this one are early

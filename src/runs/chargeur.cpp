@@ -8,8 +8,7 @@
 
 using namespace measurement;
 
-namespace
-{
+namespace {
 constexpr int stepMs = 1000;
 constexpr int settleMs = 5;
 constexpr quint8 startDischargeSetting = 35;
@@ -183,8 +182,8 @@ Task<void> Chargeur::Slider1_Change(int value)
     const int move = ++sliderMoves_[0];
     const int scale = link_.SlaveEeprom[4];
     if (scale != 0)
-        ui_.Label12->setText(QStringLiteral("COURANT DE CHARGE =") + number::Str(CurrentSettingAmps(value, scale))
-                             + QStringLiteral(" A"));
+        ui_.Label12->setText(QStringLiteral("COURANT DE CHARGE =") + number::Str(CurrentSettingAmps(value, scale)) +
+                             QStringLiteral(" A"));
     run_->Peak.Reset();
     // While the line is busy moves pile up, and the last one goes first: those before it are void then.
     const Wanted wanted = [this, move] { return move == sliderMoves_[0]; };

@@ -3,10 +3,8 @@
 #include "base/errors.h"
 #include "base/number.h"
 
-namespace measurement
-{
-namespace
-{
+namespace measurement {
+namespace {
 quint8 At(const QByteArray &bytes, qsizetype i)
 {
     return static_cast<quint8>(bytes.at(i));

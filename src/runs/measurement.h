@@ -5,8 +5,7 @@
 
 /// The exchanges with which the windows measure and switch, and the conversions from converter counts ("CAD") to units
 /// with the calibration words of the EEPROM images.
-namespace measurement
-{
+namespace measurement {
 /// The measurement channels of the board that the runs read; the number is the command byte.
 enum Channel : quint8
 {

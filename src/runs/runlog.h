@@ -24,9 +24,10 @@ public:
     QString Path() const { return file_.Path(); }
 
     static inline const QString chargePrefix = QStringLiteral("St_CH");
-    static inline const QString chargeHeader = QStringLiteral("DUREE:VALIMCAD:VDBLCAD:DVaverage:VALIM:DVFLAG:CDVDT:TEMPER:"
-                                                              "ICHRGCAD:VBATCAD:VDELTACAD:ICHRG:VBAT:VDELTA:"
-                                                              "CAPACITE:TEMPS");
+    static inline const QString chargeHeader =
+        QStringLiteral("DUREE:VALIMCAD:VDBLCAD:DVaverage:VALIM:DVFLAG:CDVDT:TEMPER:"
+                       "ICHRGCAD:VBATCAD:VDELTACAD:ICHRG:VBAT:VDELTA:"
+                       "CAPACITE:TEMPS");
     static inline const QString dischargePrefix = QStringLiteral("S_DCH");
     static inline const QString dischargeHeader = QStringLiteral("DUREE:VALIMCAD:VDBLCAD:TEMPCAD:VALIM:VDBL:TEMPER:"
                                                                  "IDCHRGCAD:VDELTACAD:ICHRG:VBAT:"

@@ -9,16 +9,13 @@
 #include <algorithm>
 #include <cstdio>
 
-namespace
-{
+namespace {
 constexpr int interrupted = 130; // as a shell reports a program that SIGINT ended
 constexpr int answerMs = 2000;   // how long the board may take to answer "Arret"
 } // namespace
 
 UnattendedCharge::UnattendedCharge(Codebas &link, Chargeur &window, ChargeOrder order)
-    : link_(link)
-    , window_(window)
-    , order_(std::move(order))
+    : link_(link), window_(window), order_(std::move(order))
 {
     connect(&window_, &Chargeur::Recorded, this, &UnattendedCharge::Print);
     connect(&window_, &Chargeur::Ended, this, [this] {

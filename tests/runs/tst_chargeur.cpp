@@ -2,37 +2,842 @@
 #include "runs/chargeur.h"
 #include "support/scriptedboard.h"
 
-#include <QtTest>
-#include <QApplication>
 #include <QMessageBox>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+const QByteArray startBytes = Bytes({27, 41, 27, 18, 0, 27, 16, 0, 27, 17, 1, 27, 15, 1, 27, 20, 35});
+const QByteArray stopBytes = Bytes({27, 15, 0, 27, 17, 0, 27, 18, 1});
+const QByteArray readings = Bytes({27, 41, 27, 6, 27, 7, 27, 5, 27, 10});
+const QByteArray interruption = Bytes({27, 15, 0, 27, 17, 0, 27, 18, 1, 27, 16, 1});
+const QByteArray battery = Bytes({27, 16, 0, 27, 13, 27, 12});
+const QByteArray resumption = Bytes({27, 18, 0, 27, 17, 1, 27, 15, 1});
+const QByteArray restStep = readings + interruption + battery + resumption;
+const QByteArray plainStep = readings + battery + resumption;
+
+/// A charge window on a connected scripted board, in a folder of its own.
+struct Bench
+{
+    Bench()
+    {
+        QDir::setCurrent(folder.path());
+        board.Healthy();
+        board.channel = {{6, 800}, {7, 900}, {5, 575}, {10, 300}, {13, 600}, {12, 700}};
+        com.SetPortName(board.Port());
+        link.InitSerialPort();
+        link.OpenPort();
+        const auto word = [](std::array<quint8, 257> &image, size_t i, int value) {
+            image[i] = static_cast<quint8>(value / 256);
+            image[i + 1] = static_cast<quint8>(value % 256);
+        };
+        word(link.MasterEeprom, 0, 1024);
+        word(link.MasterEeprom, 2, 600);
+        word(link.MasterEeprom, 9, 600);
+        word(link.MasterEeprom, 11, 400);
+        word(link.SlaveEeprom, 0, 2048);
+        word(link.SlaveEeprom, 6, 1200);
+        link.SlaveEeprom[4] = 80;
+        window.Open();
+    }
+    ~Bench() { QDir::setCurrent(QStringLiteral("/")); }
+
+    QPushButton *Button(const char *name) { return window.findChild<QPushButton *>(QLatin1String(name)); }
+    QString Text(const char *label) { return window.findChild<QLabel *>(QLatin1String(label))->text(); }
+    QSlider *SliderOf(const char *name) { return window.findChild<QSlider *>(QLatin1String(name)); }
+    QTimer *TimerOf(const char *name) { return window.findChild<QTimer *>(QLatin1String(name)); }
+    void SetMode(const char *mode)
+    {
+        window.findChild<QLineEdit *>(QStringLiteral("Text1"))->setText(QLatin1String(mode));
+    }
+
+    /// Presses "Demarrage" and sees the start through.
+    void Start()
+    {
+        QByteArray sent;
+        QObject::connect(
+            &window, &Chargeur::Started, &window, [&] { sent = board.TakeReceived(); }, Qt::SingleShotConnection);
+        Button("CBstart")->click();
+        QTRY_VERIFY(!sent.isEmpty());
+        QCOMPARE(sent, startBytes);
+    }
+
+    QByteArray Log()
+    {
+        QFile file(window.LogPath());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no log");
+    }
+    qsizetype Records() { return Log().count("\r\n") - 2; }
+
+    /// Keeps the reply to a channel back; Send() it when it is due.
+    void HoldBack(int channel)
+    {
+        board.On(static_cast<quint8>(channel), 0, [](const QByteArray &) { return QByteArray(); });
+    }
+
+    QTemporaryDir folder;
+    ScriptedBoard board;
+    Com com;
+    Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
+    Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
+    Codebas link{com, timer1, timer2};
+    Chargeur window{link};
+};
+
+QStringList BoxTexts()
+{
+    QStringList texts;
+    for (QWidget *widget : QApplication::topLevelWidgets())
+        if (const auto *box = qobject_cast<QMessageBox *>(widget); box && box->isVisible())
+            texts.append(box->text());
+    return texts;
+}
+} // namespace
 
 class TestChargeur : public QObject
 {
     Q_OBJECT
+
 private Q_SLOTS:
-    void Smoke()
+    void init() { Timer::SetScale(100); } // a step every 10 ms
+    void cleanup() { Timer::SetScale(1); }
+
+    void Controls_data()
     {
-        Timer::SetScale(20);
-        QTemporaryDir dir;
-        QDir::setCurrent(dir.path());
-        ScriptedBoard board;
-        board.Healthy();
-        Com com;
-        com.SetPortName(board.Port());
-        Timer t1("Timer1", 200, nullptr), t2("Timer2", 20, nullptr);
-        Codebas link(com, t1, t2);
-        link.InitSerialPort();
-        link.OpenPort();
-        link.SlaveEeprom[6] = 4;
-        Chargeur window(link);
-        window.Open();
-        window.findChild<QPushButton *>("CBstart")->click();
-        QTRY_COMPARE(board.Received().size(), 2 + 15 + 0);
-        QTest::qWait(1000);
-        for (auto *l : window.findChildren<QLabel *>()) qDebug() << l->objectName() << l->text();
-        for (auto *w : QApplication::topLevelWidgets()) if (auto *b = qobject_cast<QMessageBox *>(w)) qDebug() << b->text();
- qDebug() << board.TakeReceived().toHex(' ');
-        window.grab().save("/tmp/chargeur.png");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("caption");
+        const struct
+        {
+            const char *name, *kind, *caption;
+        } controls[] = {
+            {"Frame1", "QGroupBox", "HORLOGE"},
+            {"Frame2", "QGroupBox", "ETAT"},
+            {"Frame3", "QGroupBox", "PARAMETRES CHARGE"},
+            {"Frame4", "QGroupBox", "PARAMETRES ALIMENTATIONS"},
+            {"Frame5", "QGroupBox", ""},
+            {"Label1", "QLabel", nullptr},
+            {"Label2", "QLabel", nullptr},
+            {"Label3", "QLabel", nullptr},
+            {"Label18", "QLabel", "Prêt"},
+            {"Label13", "QLabel", "V ALIMENTATION"},
+            {"Label14", "QLabel", "V DOUBLEUR"},
+            {"Label15", "QLabel", "TEMPERATURE"},
+            {"Label4", "QLabel", nullptr},
+            {"Label5", "QLabel", nullptr},
+            {"Label6", "QLabel", nullptr},
+            {"Label7", "QLabel", nullptr},
+            {"Label8", "QLabel", nullptr},
+            {"Label9", "QLabel", nullptr},
+            {"Label19", "QLabel", "I Charge"},
+            {"Label10", "QLabel", nullptr},
+            {"Label11", "QLabel", nullptr},
+            {"Label20", "QLabel", "V Batterie"},
+            {"Label16", "QLabel", nullptr},
+            {"Label17", "QLabel", nullptr},
+            {"Label23", "QLabel", "V Delta"},
+            {"Label21", "QLabel", nullptr},
+            {"Label22", "QLabel", nullptr},
+            {"Label28", "QLabel", "Poten."},
+            {"Label26", "QLabel", nullptr},
+            {"Label27", "QLabel", nullptr},
+            {"Label30", "QLabel", "Chrg Totale"},
+            {"Label29", "QLabel", "0mAh"},
+            {"Label32", "QLabel", "DV/DT"},
+            {"Label33", "QLabel", nullptr},
+            {"Label34", "QLabel", nullptr},
+            {"Check1", "QCheckBox", "DV/DT Mode"},
+            {"Label31", "QLabel", "MODE"},
+            {"Text1", "QLineEdit", "0"},
+            {"Slider1", "QSlider", nullptr},
+            {"Slider2", "QSlider", nullptr},
+            {"Slider3", "QSlider", nullptr},
+            {"Label12", "QLabel", "COURANT DE CHARGE = 0.00 A"},
+            {"Label25", "QLabel", "DECALAGE DELTA"},
+            {"Label24", "QLabel", "GAIN DELTA"},
+            {"CBstart", "QPushButton", "Demarrage"},
+            {"CBStop", "QPushButton", "Arret"},
+            {"CQuitter", "QPushButton", "Retour"},
+        };
+        for (const auto &control : controls)
+            QTest::newRow(control.name) << QString::fromUtf8(control.name) << QString::fromUtf8(control.kind)
+                                        << (control.caption ? QString::fromUtf8(control.caption) : QString());
+    }
+    void Controls()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, kind);
+        QFETCH(QString, caption);
+        Bench bench;
+        const auto *control = bench.window.findChild<QWidget *>(name);
+        QVERIFY(control);
+        QCOMPARE(QString::fromLatin1(control->metaObject()->className()), kind);
+        if (caption.isNull())
+            return;
+        const char *property = kind == QLatin1String("QGroupBox") ? "title" : "text";
+        QCOMPARE(control->property(property).toString(), caption);
+    }
+
+    void OpensReadyAndSendsNothing()
+    {
+        Bench bench;
+        QCOMPARE(bench.window.objectName(), QStringLiteral("Chargeur"));
+        QCOMPARE(bench.window.windowTitle(), QStringLiteral("Mode chargeur rapide"));
+        QVERIFY(bench.window.isVisible());
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("Prêt"));
+        for (const char *name : {"Slider1", "Slider2", "Slider3"}) {
+            QCOMPARE(bench.SliderOf(name)->minimum(), 0);
+            QCOMPARE(bench.SliderOf(name)->maximum(), 255);
+        }
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QVERIFY(!bench.TimerOf("Timerch2")->isActive());
+        const QPoint off = bench.window.geometry().center() - bench.window.screen()->availableGeometry().center();
+        QVERIFY(qAbs(off.x()) <= 2 && qAbs(off.y()) <= 2);
+        // A slider's write comes after all that the opening may have sent.
+        bench.SliderOf("Slider1")->setValue(1);
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 19, 1}));
+    }
+
+    void StepTimersHaveTheirIntervals()
+    {
+        Timer::SetScale(1);
+        Bench bench;
+        QCOMPARE(bench.TimerOf("Timerchargeur")->interval(), 1000);
+        QCOMPARE(bench.TimerOf("Timerch2")->interval(), 5);
+    }
+
+    void StartWritesTheRegistersAndOpensTheLog()
+    {
+        Bench bench;
+        bench.Button("CBstart")->click();
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("CHARGE"));
+        QTRY_VERIFY(bench.board.Received().size() >= startBytes.size());
+        QCOMPARE(bench.board.Received().left(startBytes.size()), startBytes);
+        QVERIFY(QFileInfo(bench.window.LogPath()).fileName().startsWith(QLatin1String("St_CH_D")));
+        QVERIFY(bench.Log().startsWith("DUREE:VALIMCAD:VDBLCAD:DVaverage:VALIM:DVFLAG:CDVDT:TEMPER:"
+                                       "ICHRGCAD:VBATCAD:VDELTACAD:ICHRG:VBAT:VDELTA:CAPACITE:TEMPS\r\n\r\n"));
+    }
+
+    void NoStepBeforeTheStartIsComplete()
+    {
+        Bench bench;
+        bench.board.On(20, 1, [](const QByteArray &) { return QByteArray(); }); // the last write stays unanswered
+        bench.Button("CBstart")->click();
+        QTRY_COMPARE(bench.board.Received(), startBytes);
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        bench.board.Send(Bytes({6}));
+        QTRY_VERIFY(bench.board.Received().size() > startBytes.size());
+    }
+
+    void StepWithTheChargeInterrupted()
+    {
+        Bench bench;
+        QByteArray clock = Bytes({27, 1, 0, 0, 0});
+        bench.board.On(41, 0, [&clock](const QByteArray &) { return std::exchange(clock, Bytes({27, 2, 5, 12, 0})); });
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        QCOMPARE(bench.board.Received().left(restStep.size()), restStep);
+        QCOMPARE(bench.Text("Label1"), QStringLiteral("01"));
+        QCOMPARE(bench.Text("Label2"), QStringLiteral("05"));
+        QCOMPARE(bench.Text("Label3"), QStringLiteral(" 12"));
+        QCOMPARE(bench.Text("Label4"), QStringLiteral(" 800"));
+        QCOMPARE(bench.Text("Label6"), QStringLiteral(" 13.65V"));
+        QCOMPARE(bench.Text("Label5"), QStringLiteral(" 900"));
+        QCOMPARE(bench.Text("Label7"), QStringLiteral(" 23.04V"));
+        QCOMPARE(bench.Text("Label8"), QStringLiteral(" 575"));
+        QCOMPARE(bench.Text("Label9"), QStringLiteral(" 25"));
+        QCOMPARE(bench.Text("Label10"), QStringLiteral(" 300"));
+        QCOMPARE(bench.Text("Label11"), QStringLiteral(" 1.5A"));
+        QCOMPARE(bench.Text("Label16"), QStringLiteral(" 600"));
+        QCOMPARE(bench.Text("Label17"), QString()); // shown at the end of a block only
+        QCOMPARE(bench.Text("Label21"), QStringLiteral(" 700"));
+        QCOMPARE(bench.Text("Label22"), QStringLiteral(" 700"));
+        // 3912 s at 1.5 A, all counted by the first step
+        QCOMPARE(bench.Text("Label29"), QStringLiteral(" 1630 mAh"));
+        QCOMPARE(bench.Log().split('\n').at(2),
+                 QByteArray(" 3912 : 800 : 900 : 0 : 13.65 : 0 : 0 : 25 : 300 : 600 : 700 : 1.5 : 5.12 : 700 : 1630 "
+                            ": 0.0452777777777778 \r"));
+    }
+
+    void StepInAnotherMode()
+    {
+        Bench bench;
+        bench.SetMode("3");
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 2);
+        QCOMPARE(bench.board.Received().left(2 * plainStep.size()), plainStep + plainStep);
+    }
+
+    void UncalibratedQuantitiesKeepTheirFormerValues()
+    {
+        Bench bench;
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        for (const size_t i : {0, 1, 9, 10, 11, 12})
+            bench.link.MasterEeprom[i] = 0;
+        bench.link.SlaveEeprom[0] = bench.link.SlaveEeprom[1] = 0;
+        bench.board.channel = {{6, 801}, {7, 901}, {5, 500}, {10, 301}, {13, 600}, {12, 700}};
+        const auto before = bench.Records();
+        QTRY_VERIFY(bench.Records() >= before + 2);
+        QCOMPARE(bench.Text("Label4"), QStringLiteral(" 801"));
+        QCOMPARE(bench.Text("Label6"), QStringLiteral(" 13.65V"));
+        QCOMPARE(bench.Text("Label5"), QStringLiteral(" 901"));
+        QCOMPARE(bench.Text("Label7"), QStringLiteral(" 23.04V"));
+        QCOMPARE(bench.Text("Label8"), QStringLiteral(" 500"));
+        QCOMPARE(bench.Text("Label9"), QStringLiteral(" 25"));
+        QCOMPARE(bench.Text("Label10"), QStringLiteral(" 301"));
+        QCOMPARE(bench.Text("Label11"), QStringLiteral(" 1.5A"));
+        QCOMPARE(bench.Log().chopped(2).split('\n').last(),
+                 QByteArray(" 0 : 801 : 901 : 0 : 13.65 : 0 : 0 : 25 : 301 : 600 : 700 : 1.5 : 5.12 : 700 : 0 : 0 "));
+    }
+
+    void HalfACalibrationWordIsEnough()
+    {
+        Bench bench;
+        bench.link.MasterEeprom[9] = 0; // word 88: Int(800 * 1024 / 88) / 100
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        QCOMPARE(bench.Text("Label6"), QStringLiteral(" 93.09V"));
+    }
+
+    void EndsByTheFallOfTheDelta()
+    {
+        Bench bench;
+        QSignalSpy ended(&bench.window, &Chargeur::Ended);
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        bench.board.channel[12] = 691;
+        auto records = bench.Records();
+        QTRY_VERIFY(bench.Records() >= records + 3);
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("CHARGE"));
+        bench.board.channel[12] = 690;
+        QTRY_COMPARE(ended.size(), 1);
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("Charge Terminée"));
+        QCOMPARE(bench.Text("Label21"), QStringLiteral(" 690"));
+        QCOMPARE(bench.Text("Label22"), QStringLiteral(" 700"));
+        // The charge is resumed by the step and then switched off.
+        QVERIFY(bench.board.Received().endsWith(restStep + Bytes({27, 17, 0, 27, 15, 0})));
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QVERIFY(bench.Log().endsWith(": 690 : 1.5 : 5.12 : 700 : 0 : 0 \r\n"));
+        // "Arret" closes the log and says so.
+        bench.board.TakeReceived();
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QCOMPARE(bench.board.Received(), stopBytes);
+    }
+
+    void MovingTheCurrentResetsThePeak()
+    {
+        Bench bench;
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        QSignalSpy recorded(&bench.window, &Chargeur::Recorded);
+        bench.board.channel[12] = 500; // would end the charge
+        bench.SliderOf("Slider1")->setValue(120);
+        QTRY_VERIFY(recorded.size() >= 2);
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("CHARGE"));
+        QCOMPARE(bench.Text("Label22"), QStringLiteral(" 500"));
+        QCOMPARE(bench.Text("Label12"), QStringLiteral("COURANT DE CHARGE = 1.5 A"));
+        QVERIFY(bench.board.Received().contains(Bytes({27, 19, 120})));
+    }
+
+    void CurrentSliderWorksInEveryState()
+    {
+        Bench bench;
+        bench.SliderOf("Slider1")->setValue(255);
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 19, 255}));
+        bench.board.TakeReceived();
+        QCOMPARE(bench.Text("Label12"), QStringLiteral("COURANT DE CHARGE = 3.18 A"));
+        bench.SliderOf("Slider1")->setValue(0);
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 19, 0}));
+        bench.board.TakeReceived();
+        QCOMPARE(bench.Text("Label12"), QStringLiteral("COURANT DE CHARGE = 0 A"));
+    }
+
+    void AScaleOfZeroKeepsTheCaption()
+    {
+        Bench bench;
+        bench.link.SlaveEeprom[4] = 0;
+        bench.SliderOf("Slider1")->setValue(7);
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 19, 7}));
+        bench.board.TakeReceived();
+        QCOMPARE(bench.Text("Label12"), QStringLiteral("COURANT DE CHARGE = 0.00 A"));
+        QVERIFY(BoxTexts().isEmpty());
+    }
+
+    void TrimsReadTheDeltaWhileStopped()
+    {
+        Bench bench;
+        bench.SliderOf("Slider2")->setValue(90);
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 21, 90, 27, 18, 1, 27, 12, 27, 18, 0}));
+        bench.board.TakeReceived();
+        QCOMPARE(bench.Text("Label26"), QStringLiteral(" 90"));
+        QCOMPARE(bench.Text("Label21"), QStringLiteral(" 700"));
+        bench.board.channel[12] = 123;
+        bench.SliderOf("Slider3")->setValue(40);
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 22, 40, 27, 18, 1, 27, 12, 27, 18, 0}));
+        QCOMPARE(bench.Text("Label26"), QStringLiteral(" 90"));
+        QCOMPARE(bench.Text("Label21"), QStringLiteral(" 123"));
+        QCOMPARE(bench.Text("Label27"), QString());
+    }
+
+    void TrimsSendNothingWhileChargingOrEnded()
+    {
+        Bench bench;
+        QSignalSpy ended(&bench.window, &Chargeur::Ended);
+        bench.Start();
+        bench.SliderOf("Slider2")->setValue(91);
+        bench.SliderOf("Slider3")->setValue(92);
+        QTRY_VERIFY(bench.Records() >= 1);
+        bench.board.channel[12] = 0;
+        QTRY_COMPARE(ended.size(), 1);
+        bench.SliderOf("Slider2")->setValue(93);
+        bench.SliderOf("Slider3")->setValue(94);
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QVERIFY(!bench.board.Received().contains(Bytes({27, 21})));
+        QVERIFY(!bench.board.Received().contains(Bytes({27, 22})));
+        QCOMPARE(bench.Text("Label26"), QString());
+        // Stopped, they work again.
+        bench.board.TakeReceived();
+        bench.SliderOf("Slider2")->setValue(95);
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 21, 95, 27, 18, 1, 27, 12, 27, 18, 0}));
+    }
+
+    void TheLastOfManyMovesIsWhatTheBoardKeeps()
+    {
+        Bench bench;
+        int setting = -1;
+        bench.board.On(19, 1, [&setting](const QByteArray &value) {
+            setting = static_cast<quint8>(value[0]);
+            return Bytes({6});
+        });
+        for (int value = 1; value <= 200; ++value)
+            bench.SliderOf("Slider1")->setValue(value);
+        QTRY_COMPARE(setting, 200);
+        bench.SliderOf("Slider2")->setValue(1); // would come after anything that is still to be sent
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 18, 0})));
+        // Sent were the first one and the last one that waited.
+        QVERIFY(bench.board.Received().startsWith(Bytes({27, 19, 1, 27, 19, 200, 27, 21, 1})));
+    }
+
+    void StopSwitchesOffAndClosesTheLog()
+    {
+        Bench bench;
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive()); // between two steps
+        bench.board.TakeReceived();
+        bench.Button("CBStop")->click();
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QCOMPARE(bench.board.Received(), stopBytes);
+    }
+
+    void StopWithoutARun()
+    {
+        Bench bench;
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QCOMPARE(bench.board.Received(), stopBytes);
+        QVERIFY(bench.window.LogPath().isEmpty());
+    }
+
+    void StopInMidStep_data()
+    {
+        QTest::addColumn<int>("heldChannel");
+        for (const int channel : {6, 7, 5, 10, 13, 12})
+            QTest::addRow("channel %d", channel) << channel;
+    }
+    void StopInMidStep()
+    {
+        QFETCH(int, heldChannel);
+        Bench bench;
+        bench.Start();
+        bench.HoldBack(heldChannel);
+        const QByteArray question = Bytes({27, heldChannel});
+        QTRY_VERIFY(bench.board.Received().endsWith(question));
+        const auto records = bench.Records();
+        const auto soFar = bench.board.TakeReceived();
+        bench.Button("CBStop")->click();
+        bench.board.Send(Bytes({27, 1, 1, 0}));
+        QTRY_VERIFY(bench.board.Received().size() > stopBytes.size() && bench.board.Received().endsWith(stopBytes));
+        // First the stop, then the rest of the step, then the stop once more.
+        const QByteArray rest = restStep.mid(restStep.indexOf(question) + 2);
+        QTRY_COMPARE(bench.board.Received(), stopBytes + rest + stopBytes);
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QCOMPARE(bench.Records(), records);
+        QVERIFY(BoxTexts().isEmpty());
+    }
+
+    void StopReachesASilentBoard()
+    {
+        Bench bench;
+        bench.Start();
+        bench.HoldBack(10);
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 10})));
+        bench.board.TakeReceived();
+        bench.Button("CBStop")->click(); // no reply comes: after a quarter of a second the stop goes ahead
+        QTRY_VERIFY(bench.board.Received().startsWith(stopBytes));
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        // When the board speaks again the step ends, and the stop has the last word.
+        bench.board.Send(Bytes({27, 0, 1, 0}));
+        QTRY_VERIFY(bench.board.Received().size() > 2 * stopBytes.size());
+        QTRY_VERIFY(bench.board.Received().endsWith(resumption + stopBytes));
+    }
+
+    void StopInTheSettlingPause()
+    {
+        Timer::SetScale(1);
+        Bench bench;
+        bench.board.On(16, 1, [&bench](const QByteArray &value) {
+            if (value[0] == 1) // the pause comes after this answer
+                QTimer::singleShot(2, &bench.window, [&bench] { bench.Button("CBStop")->click(); });
+            return Bytes({6});
+        });
+        bench.Start();
+        QTRY_VERIFY(bench.board.Received().endsWith(resumption + stopBytes));
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QCOMPARE(bench.Records(), 0);
+    }
+
+    void StopInTheStartLeavesTheChargeOff()
+    {
+        Bench bench;
+        bench.board.On(41, 0, [](const QByteArray &) { return QByteArray(); });
+        bench.Button("CBstart")->click();
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 41}));
+        bench.Button("CBStop")->click();
+        bench.board.Send(Bytes({27, 0, 0, 0, 0}));
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QCOMPARE(bench.board.Received(), Bytes({27, 41}) + stopBytes);
+        QVERIFY(bench.window.LogPath().isEmpty());
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+    }
+
+    void StopBetweenTheWritesOfAStart()
+    {
+        Bench bench;
+        bench.board.On(17, 1, [](const QByteArray &value) { return value[0] == 1 ? QByteArray() : Bytes({6}); });
+        bench.Button("CBstart")->click();
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 17, 1})));
+        bench.Button("CBStop")->click();
+        bench.board.Send(Bytes({6}));
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QVERIFY(bench.board.Received().endsWith(Bytes({27, 17, 1}) + stopBytes));
+    }
+
+    void StartDuringAChargeStartsAnew()
+    {
+        Bench bench;
+        bench.Start();
+        bench.HoldBack(10);
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 10})));
+        bench.board.TakeReceived();
+        QSignalSpy started(&bench.window, &Chargeur::Started);
+        bench.Button("CBstart")->click();
+        bench.board.Healthy();
+        bench.board.Send(Bytes({27, 1, 1, 0}));
+        QTRY_COMPARE(started.size(), 1);
+        QTRY_VERIFY(bench.board.Received().size() >= startBytes.size() + 4 + 2 * restStep.size());
+        // What is left of the old step only reads; then the new run's steps follow, one at a time.
+        QCOMPARE(bench.board.Received().left(startBytes.size() + 4 + 2 * restStep.size()),
+                 startBytes + Bytes({27, 13, 27, 12}) + restStep + restStep);
+    }
+
+    void StartAfterAStopDropsWhatTheStopStillHadToWrite()
+    {
+        Bench bench;
+        bench.board.On(15, 1, [](const QByteArray &value) { return value[0] == 0 ? QByteArray() : Bytes({6}); });
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 15, 0}));
+        bench.board.TakeReceived();
+        bench.board.Healthy();
+        bench.Button("CBstart")->click();
+        bench.board.Send(Bytes({6}));
+        QTRY_VERIFY(bench.board.Received().size() >= startBytes.size() + restStep.size());
+        QCOMPARE(bench.board.Received().left(startBytes.size() + restStep.size()), startBytes + restStep);
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("CHARGE"));
+    }
+
+    void ASecondRunCountsFromTheFormerElapsedTime()
+    {
+        Bench bench;
+        bench.Start();
+        bench.board.minutes = 2; // 120 s at 1.5 A: 50 mAh
+        QTRY_COMPARE(bench.Text("Label29"), QStringLiteral(" 50 mAh"));
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QTRY_VERIFY(bench.board.Received().endsWith(stopBytes));
+        bench.board.TakeReceived();
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1); // elapsed 0, 120 s less than the former run's last
+        QCOMPARE(bench.Text("Label29"), QStringLiteral("-50 mAh"));
+        QVERIFY(bench.Log().contains(": 700 :-50 : 0 \r\n"));
+    }
+
+    void ANewRunResetsPeakAndIndicator()
+    {
+        Bench bench;
+        bench.Start();
+        QTRY_COMPARE(bench.Text("Label22"), QStringLiteral(" 700"));
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QTRY_VERIFY(bench.board.Received().endsWith(stopBytes));
+        bench.board.TakeReceived();
+        bench.window.findChild<QCheckBox *>(QStringLiteral("Check1"))->setCheckState(Qt::Checked);
+        bench.board.channel[12] = 100;
+        bench.Start();
+        QCOMPARE(bench.window.findChild<QCheckBox *>(QStringLiteral("Check1"))->checkState(), Qt::Unchecked);
+        QTRY_COMPARE(bench.Text("Label22"), QStringLiteral(" 100"));
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("CHARGE"));
+    }
+
+    void AClockThatPassesMidnightGoesNegative()
+    {
+        Bench bench;
+        bench.board.hours = 23;
+        bench.board.minutes = 59;
+        bench.board.seconds = 59;
+        bench.Start();
+        bench.board.hours = bench.board.minutes = bench.board.seconds = 0;
+        QTRY_VERIFY(bench.Log().contains("\r\n-86399 :"));
+    }
+
+    void BlockValuesAppearAtTheFiftiethStep()
+    {
+        Timer::SetScale(1000);
+        Bench bench;
+        bench.SetMode("1");
+        QSignalSpy recorded(&bench.window, &Chargeur::Recorded);
+        bool early = false;
+        connect(&bench.window, &Chargeur::Recorded, &bench.window, [&] {
+            if (recorded.size() < 50)
+                early |= !bench.Text("Label17").isEmpty() || !bench.Text("Label33").isEmpty() ||
+                         !bench.Text("Label34").isEmpty();
+        });
+        bench.Start();
+        QTRY_VERIFY(recorded.size() >= 50);
+        QVERIFY(!early);
+        QCOMPARE(bench.Text("Label17"), QStringLiteral(" 5.12V"));
+        QCOMPARE(bench.Text("Label33"), QStringLiteral(" 10"));
+        QCOMPARE(bench.Text("Label34"), QStringLiteral("Avrg 10"));
+        const QByteArrayList lines = bench.Log().split('\n');
+        QVERIFY(lines.at(2 + 48).startsWith(" 0 : 800 : 900 : 0 : 13.65 : 0 : 0 :"));
+        QVERIFY(lines.at(2 + 49).startsWith(" 0 : 800 : 900 : 10 : 13.65 : 0 : 10 :"));
+    }
+
+    void TheIndicatorFollowsTheRise()
+    {
+        Timer::SetScale(1000);
+        Bench bench;
+        bench.SetMode("1");
+        QSignalSpy recorded(&bench.window, &Chargeur::Recorded);
+        const auto *indicator = bench.window.findChild<QCheckBox *>(QStringLiteral("Check1"));
+        bench.Start();
+        bench.board.minutes = 10;            // late enough for a suspicion
+        QTRY_VERIFY(recorded.size() >= 400); // eight flat blocks: an average of Int(20 / 8)
+        bench.board.channel[13] = 602;       // a rise of up to 100 a block
+        QTRY_COMPARE(indicator->checkState(), Qt::PartiallyChecked);
+        QTRY_VERIFY(bench.Log().contains(": 13.65 : 2 :"));
+        QTRY_COMPARE_WITH_TIMEOUT(indicator->checkState(), Qt::Checked, 20000);
+        QTRY_VERIFY(bench.Log().contains(": 13.65 : 1 :"));
+    }
+
+    void FatalErrors_data()
+    {
+        QTest::addColumn<int>("channel");
+        for (const int channel : {6, 7, 5, 10, 13, 12})
+            QTest::addRow("high byte 128 of channel %d", channel) << channel;
+        QTest::addRow("battery divisor 0") << 0;
+    }
+    void FatalErrors()
+    {
+        QFETCH(int, channel);
+        Bench bench;
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        if (channel == 0)
+            bench.link.SlaveEeprom[6] = bench.link.SlaveEeprom[7] = 0;
+        else
+            bench.board.channel[channel] = 128 * 256;
+        QTRY_VERIFY(!BoxTexts().isEmpty());
+        QCOMPARE(BoxTexts().size(), 1);
+        QVERIFY(BoxTexts()[0].startsWith(channel == 0 ? QStringLiteral("Division par zéro : ")
+                                                      : QStringLiteral("Dépassement de capacité : ")));
+        QTRY_VERIFY(bench.board.Received().endsWith(stopBytes));
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QVERIFY(!bench.Button("CBstart")->isEnabled());
+    }
+
+    void TheStopWritesOfAnErrorWaitForNoAnswer()
+    {
+        Bench bench;
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        bench.board.On(12, 0, [&bench](const QByteArray &) {
+            bench.board.SetSilent(true);
+            return Bytes({27, 200, 0, 0});
+        });
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 12}) + stopBytes));
+        QTRY_COMPARE(BoxTexts().size(), 1);
+    }
+
+    void AModeOutOfRangeIsRefusedBeforeAnythingIsSent_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::newRow("256") << "256";
+        QTest::newRow("negative") << "-1";
+        QTest::newRow("large") << "1e9";
+    }
+    void AModeOutOfRangeIsRefusedBeforeAnythingIsSent()
+    {
+        QFETCH(QString, mode);
+        Bench bench;
+        bench.SetMode(qPrintable(mode));
+        bench.Button("CBstart")->click();
+        QTRY_COMPARE(BoxTexts(), QStringList{QStringLiteral("Dépassement de capacité : MODE")});
+        QVERIFY(bench.board.Received().isEmpty());
+    }
+
+    void ATextThatIsNoNumberMeansModeZero()
+    {
+        Bench bench;
+        bench.SetMode("abc");
+        bench.Start();
+        QTRY_VERIFY(bench.board.Received().size() >= restStep.size());
+        QCOMPARE(bench.board.Received().left(restStep.size()), restStep);
+    }
+
+    void ALogThatCannotBeWrittenEndsTheRun()
+    {
+        Bench bench;
+        for (const int minutes : {0, 1})
+            QFile::link(QStringLiteral("/dev/full"),
+                        RunLog::Name(RunLog::chargePrefix, QDateTime::currentDateTime().addSecs(60 * minutes)));
+        bench.Button("CBstart")->click();
+        QTRY_COMPARE(BoxTexts().size(), 1);
+        QVERIFY(BoxTexts()[0].startsWith(QLatin1String("Erreur de fichier : St_CH_D")));
+        QCOMPARE(bench.board.Received(), Bytes({27, 41})); // nothing was switched on
+    }
+
+    void AClosedPortIsSaidOnceAndTheStepTriesAgain()
+    {
+        Bench bench;
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        bench.link.ClosePort();
+        QTRY_COMPARE(BoxTexts().size(), 1);
+        QVERIFY(BoxTexts()[0].contains(QStringLiteral("port série est fermé")));
+        for (QWidget *widget : QApplication::topLevelWidgets())
+            if (qobject_cast<QMessageBox *>(widget))
+                widget->close();
+        QSignalSpy ticks(bench.TimerOf("Timerchargeur"), &QTimer::timeout);
+        QTRY_VERIFY(ticks.size() >= 3);
+        QVERIFY(BoxTexts().isEmpty());
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("CHARGE"));
+        bench.link.OpenPort();
+        const auto records = bench.Records();
+        QTRY_VERIFY(bench.Records() >= records + 2);
+    }
+
+    void AStartOnAClosedPortDoesNothing()
+    {
+        Bench bench;
+        bench.link.ClosePort();
+        bench.Button("CBstart")->click();
+        QTRY_COMPARE(BoxTexts().size(), 1);
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QVERIFY(bench.window.LogPath().isEmpty());
+    }
+
+    void AStepSurvivesTheReopeningOfThePort()
+    {
+        Bench bench;
+        bench.Start();
+        bench.HoldBack(13);
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 13})));
+        bench.board.Healthy();
+        const auto records = bench.Records();
+        bench.link.ClosePort();
+        bench.link.OpenPort();
+        QTRY_VERIFY(bench.Records() >= records + 2); // the question was asked again and the run goes on
+        QVERIFY(bench.board.Received().contains(Bytes({27, 13, 27, 13, 27, 12})));
+        QVERIFY(BoxTexts().isEmpty());
+    }
+
+    void ReturnClosesTheLogAndSendsNothing()
+    {
+        Bench bench;
+        QSignalSpy returning(&bench.window, &Window::Returning);
+        QSignalSpy left(&bench.window, &Chargeur::LeftCharging);
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive());
+        bench.board.TakeReceived();
+        bench.Button("CQuitter")->click();
+        QVERIFY(!bench.window.isVisible());
+        QCOMPARE(returning.size(), 1);
+        QCOMPARE(left.size(), 1);
+        QCOMPARE(bench.link.ReconnectOnActivate, 0);
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QVERIFY(!bench.TimerOf("Timerch2")->isActive());
+        bench.SliderOf("Slider1")->setValue(3); // whatever was sent before would come first
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 19, 3}));
+    }
+
+    void TheCloseBoxDoesTheSameButForTheReconnection()
+    {
+        Bench bench;
+        QSignalSpy returning(&bench.window, &Window::Returning);
+        QSignalSpy left(&bench.window, &Chargeur::LeftCharging);
+        bench.window.close();
+        QCOMPARE(returning.size(), 1);
+        QCOMPARE(left.size(), 0); // no charge was on
+        QCOMPARE(bench.link.ReconnectOnActivate, 1);
+        QVERIFY(bench.board.Received().isEmpty());
+    }
+
+    void ReturnInMidStepLetsTheStepFinish()
+    {
+        Bench bench;
+        bench.Start();
+        bench.HoldBack(13);
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 13})));
+        const auto records = bench.Records();
+        bench.Button("CQuitter")->click();
+        bench.board.TakeReceived();
+        bench.board.Send(Bytes({27, 2, 2, 0}));
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 12}) + resumption);
+        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QCOMPARE(bench.Records(), records);
+    }
+
+    void ReopeningStartsFresh()
+    {
+        Bench bench;
+        bench.SetMode("7");
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        bench.SliderOf("Slider1")->setValue(80);
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QTRY_VERIFY(bench.board.Received().endsWith(stopBytes));
+        bench.window.close();
+        bench.board.TakeReceived();
+        bench.window.Open();
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("Prêt"));
+        QCOMPARE(bench.Text("Label4"), QString());
+        QCOMPARE(bench.Text("Label29"), QStringLiteral("0mAh"));
+        QCOMPARE(bench.Text("Label12"), QStringLiteral("COURANT DE CHARGE = 0.00 A"));
+        QCOMPARE(bench.SliderOf("Slider1")->value(), 0);
+        QCOMPARE(bench.window.findChild<QLineEdit *>(QStringLiteral("Text1"))->text(), QStringLiteral("0"));
+        bench.SliderOf("Slider1")->setValue(1);
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 19, 1}));
     }
 };
 

@@ -65,9 +65,12 @@ int ScriptedBoard::Speed() const
     termios settings{};
     tcgetattr(master_, &settings);
     switch (cfgetospeed(&settings)) {
-    case B9600: return 9600;
-    case B19200: return 19200;
-    default: return 0;
+    case B9600:
+        return 9600;
+    case B19200:
+        return 19200;
+    default:
+        return 0;
     }
 }
 
@@ -133,9 +136,8 @@ void ScriptedBoard::Healthy()
     On(38, 1, [this](const QByteArray &p) { return Bytes({27, slave[static_cast<quint8>(p[0])], 0}); });
     On(41, 0, [this](const QByteArray &) { return Bytes({27, hours, minutes, seconds, 0}); });
     for (int number = 5; number <= 13; ++number)
-        On(static_cast<quint8>(number), 0, [this, number](const QByteArray &) {
-            return Bytes({27, channel[number] / 256, channel[number] % 256, 0});
-        });
+        On(static_cast<quint8>(number), 0,
+           [this, number](const QByteArray &) { return Bytes({27, channel[number] / 256, channel[number] % 256, 0}); });
     for (const int reg : {15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 51})
         On(static_cast<quint8>(reg), 1, [](const QByteArray &) { return Bytes({6}); });
     On(42, 3, [](const QByteArray &) { return Bytes({6}); });

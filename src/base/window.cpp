@@ -29,6 +29,7 @@ void Window::Open()
         Load();
         show();
     } else {
+        setWindowState(windowState() & ~Qt::WindowMinimized);
         raise();
     }
     activateWindow();

@@ -49,6 +49,14 @@ QByteArray ScriptedBoard::TakeReceived()
     return std::exchange(received_, {});
 }
 
+const QByteArray &ScriptedBoard::Pull()
+{
+    char buffer[4096];
+    for (auto length = read(master_, buffer, sizeof buffer); length > 0; length = read(master_, buffer, sizeof buffer))
+        received_.append(buffer, length);
+    return received_;
+}
+
 void ScriptedBoard::Send(const QByteArray &bytes)
 {
     if (write(master_, bytes.constData(), static_cast<size_t>(bytes.size())) != bytes.size())
@@ -72,6 +80,13 @@ int ScriptedBoard::Speed() const
     default:
         return 0;
     }
+}
+
+int ScriptedBoard::StopBits() const
+{
+    termios settings{};
+    tcgetattr(master_, &settings);
+    return (settings.c_cflag & CSTOPB) != 0 ? 2 : 1;
 }
 
 void ScriptedBoard::Read()
@@ -104,10 +119,9 @@ void ScriptedBoard::Parse()
         const auto first = static_cast<quint8>(pending_[0]);
         if (first != 27) {
             pending_.remove(0, 1);
-            if (greets_ && first == 85)
-                Send(Bytes({27}));
-            else if (greets_ && first == 170)
-                Send(Bytes({85}));
+            const QByteArray answer = greet && (first == 85 || first == 170) ? greet(first) : QByteArray();
+            if (!answer.isEmpty())
+                Send(answer);
             continue;
         }
         if (pending_.size() < 2)
@@ -130,7 +144,7 @@ void ScriptedBoard::Parse()
 
 void ScriptedBoard::Healthy()
 {
-    greets_ = true;
+    greet = [](quint8 greeting) { return greeting == 85 ? Bytes({27}) : Bytes({85}); };
     On(1, 0, [this](const QByteArray &) { return Bytes({27, i2c[0], i2c[1], i2c[2], 0}); });
     On(37, 1, [this](const QByteArray &p) { return Bytes({27, master[static_cast<quint8>(p[0])], 0}); });
     On(38, 1, [this](const QByteArray &p) { return Bytes({27, slave[static_cast<quint8>(p[0])], 0}); });

@@ -25,8 +25,14 @@ public:
     QByteArray TakeReceived();
     const QByteArray &Received() const { return received_; }
 
+    /// Everything that has reached this end at this moment, events or not; nothing of it is answered.
+    const QByteArray &Pull();
+
     /// Sends bytes to the program now.
     void Send(const QByteArray &bytes);
+
+    /// Answers the two bytes of the greeting, 85 and 170, which come without an escape byte.
+    std::function<QByteArray(quint8 greeting)> greet;
 
     /// Answers each request that begins with 27 and `command` and has `parameters` more bytes.
     using Answer = std::function<QByteArray(const QByteArray &parameters)>;
@@ -40,6 +46,8 @@ public:
 
     /// Speed that the program has set, in baud.
     int Speed() const;
+    /// Stop bits that the program has set.
+    int StopBits() const;
 
     /// Ends the pseudo-terminal, like a pulled plug.
     void Unplug();
@@ -68,7 +76,6 @@ private:
     QByteArray received_;
     QByteArray pending_;
     bool silent_ = false;
-    bool greets_ = false;
 };
 
 /// Bytes from numbers.

@@ -1,0 +1,442 @@
+// The measurement itself, as one coroutine. The battery is always measured with the outputs idle, and no phase is left
+// with an output on.
+
+#include "base/messages.h"
+#include "base/number.h"
+#include "mescapa.h"
+#include "runs/measurement.h"
+
+#include <algorithm>
+
+using namespace measurement;
+
+namespace {
+constexpr int phaseTickMs = 2000;
+constexpr int shortTickMs = 1000;
+constexpr double tickSeconds = 2; // what a tick of a phase counts for
+
+constexpr int rampSteps = 60;
+constexpr double rampFactor = 12; // in the preparation the charge current counts so many times
+constexpr quint8 measureSetting = 41;
+constexpr quint8 leastSetting = 1;
+constexpr int ticksPerResistance = 15;
+constexpr double emptyCellVolts = 0.9;
+
+const QColor lampOn(0, 255, 0);
+const QColor lampOff(128, 128, 128);
+const QColor lampHot(255, 0, 0);
+} // namespace
+
+Task<void> MesCapa::StartCycle(RunPtr run)
+{
+    FanOn_ = false;
+    CellCount_ = number::Val(ui_.TxNbElem->text());
+    const int cycles = capacity::Cycles(ui_.TxNbrCycles->text());
+    now_.Phase = 1;
+    ui_.Label23->setText(QStringLiteral("VDelta"));
+    now_.TotalCharge = 0;
+    now_.ElapsedS = 0;
+    co_await ChargePhase(run);
+    ShowState(QStringLiteral("Pause"));
+    timerchargeur_.SetInterval(phaseTickMs);
+    tick_.Clear();
+
+    for (int cycle = 1; cycle <= cycles; ++cycle) {
+        co_await Pause(run);
+        if (cycle == cycles) {
+            run->log.emplace();
+            resultPath_ = run->log->Path();
+        }
+        now_.Phase = 2;
+        ui_.Label23->setText(QStringLiteral("VUnité"));
+        now_.TotalCharge = 0;
+        now_.TotalDischarge = 0;
+        now_.ElapsedS = 0;
+        co_await DischargePhase(run);
+        if (run->log)
+            run->log->EndDischarge();
+        else
+            messages::Show(this, QMessageBox::Warning, windowTitle(),
+                           FileError(QStringLiteral("fichier de résultat"),
+                                     QStringLiteral("il n'est ouvert que pour le dernier cycle"))
+                               .Text());
+        now_.Phase = 1;
+        ui_.Label23->setText(QStringLiteral("VDelta"));
+        co_await Pause(run);
+        now_.TotalCharge = 0;
+        now_.ElapsedS = 0;
+        co_await ChargePhase(run);
+    }
+    ShowState(QStringLiteral("Fin du Processus"));
+    run->log->EndRun();
+    run->log.reset();
+    co_await SignalEnd(run);
+}
+
+/// Two minutes in one-second ticks. The tick flag that a charge leaves set makes the first of them end at once.
+Task<void> MesCapa::Pause(RunPtr run)
+{
+    BeginPhase();
+    now_.ElapsedS = 0;
+    timerchargeur_.SetInterval(shortTickMs);
+    for (int k = 0; k < capacity::pauseSeconds; ++k) {
+        co_await WaitTick(run, NoRefresh);
+        ShowState(capacity::Countdown(k));
+        tick_.Clear();
+        timerchargeur_.SetEnabled(true);
+    }
+    timerchargeur_.SetInterval(phaseTickMs);
+}
+
+Task<void> MesCapa::ChargePhase(RunPtr run)
+{
+    now_.TotalCharge = 0;
+    now_.Phase = 1;
+    co_await PhaseReset(run);
+    if (run->FirstCharge) {
+        co_await PrepareChargeDischarge(run);
+        run->FirstCharge = false;
+    }
+    int offset = 0;
+    const bool placed = co_await PlaceDelta(run, offset);
+    if (!placed) {
+        ShowState(QStringLiteral("Probleme V Delta"));
+        timerchargeur_.SetInterval(phaseTickMs);
+        tick_.Clear();
+        co_await WaitTick(run, NoRefresh); // so that it can be read
+        tick_.Clear();
+        co_return;
+    }
+
+    co_await RestoreSetting(run, ChargeSetting, 0);
+    ShowState(QStringLiteral("Charge"));
+    BeginPhase();
+    capacity::DeltaFall delta;
+    timerchargeur_.SetInterval(phaseTickMs);
+    tick_.Clear();
+    bool done = false;
+    while (!done) {
+        co_await Outputs(run, charge);
+        tick_.Clear();
+        co_await WaitTick(run, InPhase);
+        ReadingsDue_ = true;
+        now_.ElapsedS += tickSeconds;
+        co_await Outputs(run, idle);
+        co_await MeasureBattery(run);
+        co_await CheckTemperature(run);
+        WriteRecord(*run);
+        if (now_.VDeltaCount > capacity::highestDeltaCount) {
+            offset = capacity::LoweredOffset(offset);
+            co_await WriteOf(run, DeltaOffset, static_cast<quint8>(offset));
+            delta.Restart();
+            now_.VDeltaCount = 10;
+        }
+        done = delta.Add(now_.VDeltaCount);
+    }
+}
+
+/// Brings the delta count above 700: by the first offset upwards, else by the second one downwards. Each is moved once
+/// more after the count has got there, so that a place found at the very end of an offset counts as none.
+Task<bool> MesCapa::PlaceDelta(RunPtr run, int &offset)
+{
+    ShowState(QStringLiteral("Reglage Delta"));
+    BeginPhase();
+    offset = 0;
+    int second = 255;
+    co_await WriteOf(run, DeltaOffset, static_cast<quint8>(offset));
+    co_await WriteOf(run, DeltaGain, static_cast<quint8>(second));
+    co_await Outputs(run, idle);
+    bool done = false;
+    bool fail = false;
+    while (!done) {
+        co_await MeasureBattery(run);
+        done = now_.VDeltaCount > capacity::placedDeltaCount;
+        offset += 10;
+        co_await WriteOf(run, DeltaOffset, static_cast<quint8>(offset));
+        ui_.LbCadVDelta->setText(number::Str(now_.VDeltaCount));
+        if (offset > 245)
+            fail = done = true;
+    }
+    if (!fail)
+        co_return true;
+    fail = done = false;
+    while (!done) {
+        co_await MeasureBattery(run);
+        done = now_.VDeltaCount > capacity::placedDeltaCount;
+        second -= 10;
+        co_await WriteOf(run, DeltaGain, static_cast<quint8>(second));
+        ui_.LbCadVDelta->setText(number::Str(now_.VDeltaCount));
+        if (second < 10)
+            fail = done = true;
+    }
+    co_return !fail;
+}
+
+/// Ramps the charge current up for a minute, before the first charge of a measurement.
+Task<void> MesCapa::PrepareChargeDischarge(RunPtr run)
+{
+    ShowState(QStringLiteral("Preparation Ch/Decharge"));
+    BeginPhase();
+    quint8 setting = 1;
+    co_await Outputs(run, charge);
+    ReadingsDue_ = true;
+    for (int i = 1; i <= rampSteps; i += 2) {
+        co_await WriteOf(run, ChargeSetting, setting);
+        tick_.Clear();
+        timerchargeur_.SetInterval(phaseTickMs);
+        co_await WaitTick(run, InPreparation);
+        ReadingsDue_ = true;
+        timerchargeur_.SetEnabled(false);
+        ++setting;
+    }
+    co_await Outputs(run, idle);
+    timerchargeur_.SetEnabled(false);
+    timerchargeur_.SetInterval(phaseTickMs);
+}
+
+Task<void> MesCapa::DischargePhase(RunPtr run)
+{
+    now_.TotalDischarge = 0;
+    now_.TotalCharge = 0;
+    now_.Phase = 2;
+    co_await PhaseReset(run);
+    ShowState(QStringLiteral("Decharge"));
+    BeginPhase();
+    tick_.Clear();
+    timerchargeur_.SetInterval(phaseTickMs);
+    co_await Outputs(run, idle);
+    co_await MeasureBattery(run);
+    co_await WriteOf(run, ChargeSetting, 0);
+    int counter = ticksPerResistance - 1;
+    while (now_.VCell > emptyCellVolts) {
+        ReadingsDue_ = true;
+        timerchargeur_.SetEnabled(true);
+        if (++counter == ticksPerResistance) {
+            now_.Resistance = co_await MeasureResistance(run);
+            counter = 0;
+        }
+        co_await Outputs(run, discharge);
+        co_await WaitTick(run, InPhase);
+        tick_.Clear();
+        co_await Outputs(run, idle);
+        now_.ElapsedS += tickSeconds;
+        co_await MeasureBattery(run);
+        WriteRecord(*run);
+        co_await CheckTemperature(run);
+    }
+}
+
+Task<void> MesCapa::MeasureBattery(RunPtr run)
+{
+    co_await Outputs(run, idle);
+    now_.VBatCount = co_await ReadCount(run, BatteryVoltage);
+    now_.VBattery = CadBatteryVolts(link_, now_.VBatCount);
+    now_.VDeltaCount = co_await ReadCount(run, DeltaVoltage);
+    now_.VCell = capacity::CellVolts(now_.VBattery, CellCount_);
+}
+
+/// The difference between the battery's voltage at a high discharge setting and at the least one.
+Task<qint16> MesCapa::MeasureResistance(RunPtr run)
+{
+    const Reply unclearedFrame{.until = quint8(27), .length = 3, .clearFirst = false};
+    const QString state = ui_.LbEtat->text();
+    ShowState(QStringLiteral("Mesure Resistance"));
+    tick_.Clear();
+    co_await WriteOf(run, DischargeSetting, measureSetting);
+    co_await Outputs(run, discharge);
+    timerchargeur_.SetInterval(shortTickMs);
+    co_await WaitTick(run, NoRefresh);
+    const int loaded = co_await ReadCount(run, BatteryVoltage, unclearedFrame);
+    const double loadedVolts = CadBatteryVolts(link_, loaded);
+    co_await WriteOf(run, DischargeSetting, leastSetting);
+    const int unloaded = co_await ReadCount(run, BatteryVoltage, unclearedFrame);
+    const double unloadedVolts = CadBatteryVolts(link_, unloaded);
+    const qint16 resistance = capacity::Resistance(loadedVolts, unloadedVolts);
+    ShowState(state);
+    co_await Outputs(run, idle);
+    if (now_.Phase == 1)
+        co_await RestoreSetting(run, ChargeSetting, 0);
+    else
+        co_await RestoreSetting(run, DischargeSetting, 1);
+    timerchargeur_.SetInterval(phaseTickMs);
+    co_return resistance;
+}
+
+Task<void> MesCapa::UpdateReadings(RunPtr run, Refresh mode)
+{
+    Task<QByteArray> clock = Ask(run, Request(41), Reply::Framed(3), {});
+    const QByteArray time = co_await clock;
+    QLabel *const fields[] = {ui_.LbH, ui_.LbM, ui_.LbS};
+    for (int i = 0; i < 3; ++i)
+        fields[i]->setText(ClockText(static_cast<quint8>(time[i])));
+
+    const int supply = co_await ReadCount(run, SupplyVoltage);
+    ui_.LbCadAlim->setText(number::Str(supply));
+    if (SupplyCalibrated(link_))
+        ui_.LbVAlim->setText(number::Str(CadSupplyVolts(link_, supply)) + u'V');
+    const int doubler = co_await ReadCount(run, DoublerVoltage);
+    ui_.LbCadDbl->setText(number::Str(doubler));
+    if (DoublerCalibrated(link_))
+        ui_.LbVDbl->setText(number::Str(CadDoublerVolts(link_, doubler)) + u'V');
+    const int temperature = co_await ReadCount(run, SystemTemperature);
+    ShowTemperature(temperature);
+
+    const int chargeCount = co_await ReadCount(run, ChargeCurrent);
+    ui_.LCadIchrg->setText(number::Str(chargeCount));
+    if (ChargeCurrentCalibrated(link_)) {
+        now_.ICharge = CadChargeAmps(link_, chargeCount);
+        ui_.LbIchrg->setText(number::Str(now_.ICharge) + u'A');
+    }
+    if (now_.Phase == 1)
+        now_.TotalCharge += (mode == InPreparation ? rampFactor : tickSeconds) * now_.ICharge;
+    const int dischargeCount = co_await ReadCount(run, DischargeCurrent);
+    ui_.LbCadIDech->setText(number::Str(dischargeCount));
+    if (DischargeCurrentCalibrated(link_)) {
+        now_.IDischarge = CadDischargeAmps(link_, dischargeCount);
+        ui_.LbIDech->setText(number::Str(now_.IDischarge) + u'A');
+    }
+    if (now_.Phase == 2)
+        now_.TotalDischarge += tickSeconds * now_.IDischarge;
+
+    const auto total = [](const QString &name, double ampereSeconds) {
+        return name + number::Str(capacity::MilliampereHours(ampereSeconds)) + QStringLiteral("mAh");
+    };
+    ui_.LbICTot->setText(total(QStringLiteral("C "), now_.TotalCharge));
+    ui_.LbIDTot->setText(total(QStringLiteral("D "), now_.TotalDischarge));
+    ui_.LbCadVbat->setText(number::Str(now_.VBatCount));
+    ui_.LbVbat->setText(number::Str(now_.VBattery) + u'V');
+    ui_.LbCadVDelta->setText(number::Str(now_.Phase == 1 ? now_.VDeltaCount : now_.VCell));
+    ui_.LbRchrg->setText(number::Str(now_.Resistance) + QStringLiteral(" mR"));
+}
+
+void MesCapa::ShowTemperature(int count)
+{
+    ui_.LbCadTemp->setText(number::Str(count));
+    if (!TemperatureCalibrated(link_))
+        return;
+    now_.Temperature = CadTemperature(link_, count);
+    ui_.LbTemp->setText(number::Str(now_.Temperature));
+}
+
+/// The fan, and above 90 degrees a hold until the board has cooled down. The outputs are idle meanwhile: whoever calls
+/// this has just set them so.
+Task<void> MesCapa::CheckTemperature(RunPtr run)
+{
+    if (capacity::FanNeeded(now_.Temperature) && !FanOn_) {
+        co_await WriteOf(run, fan, 1);
+        FanOn_ = true;
+        ShowLamp(lampOn);
+    }
+    if (capacity::FanNoLongerNeeded(now_.Temperature) && FanOn_) {
+        co_await WriteOf(run, fan, 0);
+        FanOn_ = false;
+        ShowLamp(lampOff);
+    }
+    if (!capacity::Overheated(now_.Temperature))
+        co_return;
+    const Reply noFourthByte{.until = quint8(27), .length = 2};
+    const QString state = ui_.LbEtat->text();
+    ShowState(QStringLiteral("!! Surchauffe !!"));
+    ShowLamp(lampHot);
+    do {
+        const int count = co_await ReadCount(run, SystemTemperature, noFourthByte);
+        ShowTemperature(count);
+        ShowDuration();
+    } while (!capacity::CooledDown(now_.Temperature));
+    ShowState(state);
+}
+
+Task<void> MesCapa::Outputs(RunPtr run, Writes pattern)
+{
+    for (const Write &write : pattern)
+        co_await WriteOf(run, write.reg, write.value);
+    ShowOutputs(pattern);
+}
+
+Task<void> MesCapa::PhaseReset(RunPtr run)
+{
+    Task<QByteArray> exchange = Ask(run, Request(42, 0, 0, 0), Reply::Acknowledge(), {});
+    co_await exchange;
+}
+
+Task<void> MesCapa::SignalEnd(RunPtr run)
+{
+    co_await WriteOf(run, endSignal, 10);
+}
+
+/// One line a tick, in both phases, while the result file is open.
+void MesCapa::WriteRecord(Run &run)
+{
+    if (run.log)
+        run.log->Write(now_);
+    Q_EMIT Measured(now_);
+}
+
+// ---- the steps of all this
+
+/// Lets the timer tick once. Readings that are due are refreshed in the meantime, once.
+Task<void> MesCapa::WaitTick(RunPtr run, Refresh refresh)
+{
+    if (!tick_.IsSet() && !timerchargeur_.Enabled())
+        timerchargeur_.SetEnabled(true);
+    if (refresh != NoRefresh && ReadingsDue_) {
+        co_await UpdateReadings(run, refresh);
+        ReadingsDue_ = false;
+    }
+    while (!tick_.IsSet()) {
+        co_await tick_;
+        if (!run->wanted)
+            throw NotWanted();
+    }
+}
+
+/// Every exchange of the measurement. Once the measurement is no longer wanted nothing more is sent. `valid`, asked
+/// when the line is ours, may call this one off: then the answer is empty.
+Task<QByteArray> MesCapa::Ask(RunPtr run, QByteArray request, Reply reply, std::function<bool()> valid)
+{
+    const Wanted wanted = [run, valid] { return run->wanted && (!valid || valid()); };
+    Task<QByteArray> exchange = link_.Exchange(request, reply, wanted);
+    QByteArray answer;
+    try {
+        answer = co_await exchange;
+    } catch (const PortClosed &) {
+        if (run->wanted)
+            throw;
+    }
+    if (run->wanted)
+        co_return answer;
+    // A silent exchange is overtaken by what ends the measurement. If it ends after that and has switched something on,
+    // it does not have the last word.
+    const auto undone = [&request](const Write &write) {
+        return request.size() == 3 && static_cast<quint8>(request[1]) == write.reg &&
+               static_cast<quint8>(request[2]) != write.value;
+    };
+    if (run->offSent && std::ranges::any_of(outputsOff, undone))
+        run->offAgain = true;
+    throw NotWanted();
+}
+
+Task<int> MesCapa::ReadCount(RunPtr run, quint8 channel, Reply reply)
+{
+    Task<QByteArray> exchange = Ask(run, Request(channel), reply, {});
+    const QByteArray bytes = co_await exchange;
+    co_return Count(static_cast<quint8>(bytes[0]), static_cast<quint8>(bytes[1]), channel);
+}
+
+Task<void> MesCapa::WriteOf(RunPtr run, quint8 reg, quint8 value)
+{
+    Task<QByteArray> exchange = Ask(run, Request(reg, value), Reply::Acknowledge(), {});
+    co_await exchange;
+}
+
+/// Sends the setting of a slider as it is when the line is ours: a move may go first.
+Task<void> MesCapa::RestoreSetting(RunPtr run, quint8 reg, int slider)
+{
+    QByteArray answer;
+    while (answer.isEmpty()) {
+        const quint8 value = settings_[slider];
+        const Wanted unmoved = [this, slider, value] { return settings_[slider] == value; };
+        Task<QByteArray> exchange = Ask(run, Request(reg, value), Reply::Acknowledge(), unmoved);
+        answer = co_await exchange;
+    }
+}

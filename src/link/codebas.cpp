@@ -168,7 +168,7 @@ Task<QByteArray> Codebas::Exchange(QByteArray request, Reply reply, std::functio
             }
             co_return data;
         } catch (const LineCut &) {
-            // again from the escape byte, when the line is back
+            continue; // again from the escape byte, when the line is back
         }
     }
 }

@@ -1,0 +1,330 @@
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <csignal>
+#include <sys/resource.h>
+
+namespace
+{
+/// The program as its users start it, in a folder of its own.
+class Program
+{
+public:
+    explicit Program(const QTemporaryDir &folder)
+    {
+        process.setWorkingDirectory(folder.path());
+        drive_ = folder.filePath(QStringLiteral("c"));
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        process.setProcessEnvironment(environment);
+    }
+    ~Program()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+
+    void Start(const QStringList &arguments)
+    {
+        process.start(QStringLiteral(VOLTAIRE), arguments + QStringList{QStringLiteral("--drive-c"), drive_});
+    }
+    void Signal(int number) { kill(static_cast<pid_t>(process.processId()), number); }
+    bool WaitForEnd(int milliseconds = 60000) { return process.waitForFinished(milliseconds); }
+
+    /// Waits until so many lines of progress were printed from now on.
+    bool WaitForProgress(int lines)
+    {
+        static const QRegularExpression progress(QStringLiteral(R"(^\d\d:\d\d:\d\d .* V .* A .* mAh  delta )"));
+        while (lines > 0) {
+            if (!process.canReadLine() && !process.waitForReadyRead(30000))
+                return false;
+            while (process.canReadLine())
+                if (progress.match(QString::fromUtf8(process.readLine())).hasMatch())
+                    --lines;
+        }
+        return true;
+    }
+
+    QProcess process;
+
+private:
+    QString drive_;
+};
+
+/// A virtual board of its own, reached by a link and traced.
+class Board
+{
+public:
+    explicit Board(const QTemporaryDir &folder)
+        : link(folder.filePath(QStringLiteral("board")))
+        , trace_(folder.filePath(QStringLiteral("trace")))
+    {
+    }
+    ~Board()
+    {
+        process_.closeWriteChannel();
+        process_.waitForFinished();
+    }
+
+    bool Start(const QStringList &more = {})
+    {
+        process_.start(QStringLiteral(VIRTUAL_BOARD),
+                       QStringList{QStringLiteral("--link"), link, QStringLiteral("--trace"), trace_,
+                                   QStringLiteral("--until-stdin-closes"), QStringLiteral("--time-scale"),
+                                   QStringLiteral("200")}
+                           + more);
+        return process_.waitForReadyRead(30000) && process_.readLine().startsWith("port ");
+    }
+    void Kill()
+    {
+        process_.kill();
+        process_.waitForFinished();
+    }
+    /// Ends it, so that its trace is complete, and gives the bytes that the program has sent.
+    QByteArray Sent()
+    {
+        process_.closeWriteChannel();
+        process_.waitForFinished();
+        QFile file(trace_);
+        if (!file.open(QIODevice::ReadOnly))
+            return {};
+        QByteArray sent;
+        static const QRegularExpression line(QStringLiteral(R"(^\S+ +in +(.*)$)"));
+        while (!file.atEnd()) {
+            const auto match = line.match(QString::fromLatin1(file.readLine().trimmed()));
+            if (match.hasMatch())
+                for (const QString &byte : match.captured(1).split(u' ', Qt::SkipEmptyParts))
+                    sent.append(static_cast<char>(byte.toInt()));
+        }
+        return sent;
+    }
+
+    QString link;
+
+private:
+    QString trace_;
+    QProcess process_;
+};
+
+const QByteArray stopWrites("\x1b\x0f\x00\x1b\x11\x00\x1b\x12\x01", 9);
+const QStringList chargeOptions = {QStringLiteral("--run"), QStringLiteral("charge"), QStringLiteral("--time-scale"),
+                                   QStringLiteral("200")};
+
+QString OnlyLog(const QTemporaryDir &folder)
+{
+    const QStringList logs = QDir(folder.path()).entryList({QStringLiteral("St_CH_D*.txt")}, QDir::Files);
+    return logs.isEmpty() ? QString() : folder.filePath(logs.last());
+}
+
+QByteArrayList RecordsOf(const QString &path)
+{
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    QByteArrayList lines = file.readAll().split('\n');
+    return lines.mid(2);
+}
+} // namespace
+
+class TestProgram : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void HelpIsFrench()
+    {
+        QTemporaryDir folder;
+        Program program(folder);
+        program.Start({QStringLiteral("--help")});
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitCode(), 0);
+        const QString help = QString::fromUtf8(program.process.readAllStandardOutput());
+        for (const char *option :
+             {"Usage :", "--port", "--demo", "--time-scale", "--drive-c", "--run", "--current", "--mode", "--every"})
+            QVERIFY2(help.contains(QLatin1String(option)), option);
+    }
+
+    void WrongOptionsAreRefused_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("unknown") << QStringList{QStringLiteral("--nonsense")};
+        QTest::newRow("positional") << QStringList{QStringLiteral("charge")};
+        QTest::newRow("no value") << QStringList{QStringLiteral("--port")};
+        QTest::newRow("time scale 0") << QStringList{QStringLiteral("--time-scale"), QStringLiteral("0")};
+        QTest::newRow("time scale word") << QStringList{QStringLiteral("--time-scale"), QStringLiteral("vite")};
+        QTest::newRow("other run") << QStringList{QStringLiteral("--run"), QStringLiteral("cuire")};
+        QTest::newRow("current without run") << QStringList{QStringLiteral("--current"), QStringLiteral("1")};
+        QTest::newRow("negative current") << chargeOptions
+                                                 + QStringList{QStringLiteral("--current"), QStringLiteral("-1")};
+        QTest::newRow("demo and port")
+            << QStringList{QStringLiteral("--demo"), QStringLiteral("--port"), QStringLiteral("ttyS0")};
+    }
+    void WrongOptionsAreRefused()
+    {
+        QFETCH(QStringList, arguments);
+        QTemporaryDir folder;
+        Program program(folder);
+        program.process.start(QStringLiteral(VOLTAIRE), arguments);
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitCode(), 2);
+        QVERIFY(program.process.readAllStandardError().startsWith("voltaire : "));
+    }
+
+    void ADemonstrationChargesToItsEnd()
+    {
+        QTemporaryDir folder;
+        Program program(folder);
+        program.Start(chargeOptions
+                      + QStringList{QStringLiteral("--demo"), QStringLiteral("--mode"), QStringLiteral("1"),
+                                    QStringLiteral("--current"), QStringLiteral("2")});
+        QVERIFY(program.WaitForEnd(110000));
+        QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.process.exitCode(), 0);
+        const QStringList output = QString::fromUtf8(program.process.readAllStandardOutput()).trimmed().split(u'\n');
+        static const QRegularExpression last(QStringLiteral(R"(^Charge Terminée : (\d+) mAh, journal (/.*)$)"));
+        const auto match = last.match(output.last());
+        QVERIFY2(match.hasMatch(), qPrintable(output.last()));
+        QCOMPARE(match.captured(2), OnlyLog(folder));
+        // 1900 mAh are missing in the virtual pack.
+        const int charged = match.captured(1).toInt();
+        QVERIFY2(charged > 1800 && charged < 2300, qPrintable(match.captured(1)));
+        // One line a record, one for the current and the last one.
+        QCOMPARE(RecordsOf(OnlyLog(folder)).size() - 1, output.size() - 2);
+        QVERIFY(QDir(folder.filePath(QStringLiteral("c/temp"))).exists());
+    }
+
+    void EveryThinsTheProgressOut()
+    {
+        QTemporaryDir folder;
+        Board board(folder);
+        QVERIFY(board.Start());
+        Program program(folder);
+        program.Start(chargeOptions
+                      + QStringList{QStringLiteral("--port"), board.link, QStringLiteral("--every"), QStringLiteral("5")});
+        QVERIFY(program.WaitForProgress(3));
+        QVERIFY(RecordsOf(OnlyLog(folder)).size() - 1 >= 11);
+    }
+
+    void AnInterruptStopsTheCharge()
+    {
+        QTemporaryDir folder;
+        Board board(folder);
+        QVERIFY(board.Start());
+        Program program(folder);
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.link});
+        QVERIFY(program.WaitForProgress(3));
+        program.Signal(SIGINT);
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.process.exitCode(), 130);
+        QVERIFY(board.Sent().endsWith(stopWrites));
+    }
+
+    void AnInterruptWithASilentBoardStillSendsTheStop()
+    {
+        QTemporaryDir folder;
+        Board board(folder);
+        QVERIFY(board.Start({QStringLiteral("--fault"), QStringLiteral("silence:at=150")}));
+        Program program(folder);
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.link});
+        QVERIFY(program.WaitForProgress(1));
+        program.Signal(SIGINT);
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitCode(), 130);
+        QVERIFY(board.Sent().endsWith(stopWrites));
+    }
+
+    void AKilledProgramKeepsEveryFinishedRecord()
+    {
+        QTemporaryDir folder;
+        Board board(folder);
+        QVERIFY(board.Start());
+        Program program(folder);
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.link});
+        QVERIFY(program.WaitForProgress(20));
+        program.Signal(SIGKILL);
+        QVERIFY(program.WaitForEnd());
+        const QByteArrayList records = RecordsOf(OnlyLog(folder));
+        QVERIFY(records.size() - 1 >= 20);
+        for (qsizetype i = 0; i < records.size() - 1; ++i) {
+            QCOMPARE(records[i].count(':'), 15);
+            QVERIFY(records[i].endsWith(" \r"));
+        }
+        QVERIFY(records.last().isEmpty()); // the last one is whole, too
+    }
+
+    void AFullDiskSwitchesTheChargeOff()
+    {
+        QTemporaryDir folder;
+        Board board(folder);
+        QVERIFY(board.Start());
+        Program program(folder);
+        program.process.setChildProcessModifier([] {
+            const rlimit limit{1500, 1500}; // bytes: a dozen records
+            setrlimit(RLIMIT_FSIZE, &limit);
+            std::signal(SIGXFSZ, SIG_IGN);
+        });
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.link});
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.process.exitCode(), 1);
+        QVERIFY(program.process.readAllStandardError().contains("Erreur de fichier : St_CH_D"));
+        QVERIFY(board.Sent().endsWith(stopWrites));
+    }
+
+    void APortThatIsNotThereEndsAnUnattendedRun()
+    {
+        QTemporaryDir folder;
+        Program program(folder);
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), folder.filePath(QStringLiteral("nowhere"))});
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitCode(), 1);
+        QVERIFY(program.process.readAllStandardError().contains("nowhere ne peut pas"));
+    }
+
+    void AnUnpluggedBoardIsTakenUpAgain()
+    {
+        QTemporaryDir folder;
+        auto board = std::make_unique<Board>(folder);
+        QVERIFY(board->Start());
+        Program program(folder);
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board->link});
+        QVERIFY(program.WaitForProgress(5));
+        board->Kill();
+        QTRY_VERIFY_WITH_TIMEOUT(
+            (program.process.setReadChannel(QProcess::StandardError), program.process.bytesAvailable() > 0), 30000);
+        program.process.setReadChannel(QProcess::StandardOutput);
+        program.process.readAllStandardOutput();
+        QVERIFY(board->Start());
+        QVERIFY(program.WaitForProgress(5));
+        QCOMPARE(program.process.readAllStandardError().count("est coup"), 1); // said once
+    }
+
+    void TheWindowsConnectWithoutARun()
+    {
+        QTemporaryDir folder;
+        Board board(folder);
+        QVERIFY(board.Start());
+        Program program(folder);
+        program.Start({QStringLiteral("--port"), board.link, QStringLiteral("--time-scale"), QStringLiteral("10")});
+        QVERIFY(program.process.waitForStarted());
+        QFile trace(folder.filePath(QStringLiteral("trace")));
+        QTRY_VERIFY_WITH_TIMEOUT(trace.exists() && trace.size() > 500, 30000);
+        program.process.terminate();
+        QVERIFY(program.WaitForEnd());
+        QByteArray expected("\x55\xaa\x1b\x01", 4);
+        for (const char command : {char(37), char(38)})
+            for (char address = 0; address < 16; ++address)
+                expected.append(char(27)).append(command).append(address);
+        const QByteArray sent = board.Sent();
+        QVERIFY(sent.contains(expected.mid(1)));
+        QCOMPARE(sent.mid(sent.indexOf(char(0xaa))), expected.mid(1)); // and nothing after it
+    }
+};
+
+QTEST_GUILESS_MAIN(TestProgram)
+#include "tst_program.moc"

@@ -30,13 +30,13 @@ bool WriteAll(int file, std::string_view content)
 
 } // namespace
 
-void ReplaceFile(const std::string &path, std::string_view content, bool throughToDisk)
+void ReplaceFile(const std::string &path, std::string_view content)
 {
     const std::string draft = path + ".new";
     const int file = open(draft.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (file < 0)
         Fail(draft);
-    const bool written = WriteAll(file, content) && (!throughToDisk || fsync(file) == 0);
+    const bool written = WriteAll(file, content);
     const int reason = errno;
     const bool closed = close(file) == 0;
     if (!written || !closed || rename(draft.c_str(), path.c_str()) != 0) {

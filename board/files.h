@@ -5,8 +5,9 @@
 
 namespace Board {
 
-/// Replaces the file as a whole: whoever reads it, and whoever comes after a crash, finds the old or the new content.
+/// Replaces the file as a whole: whoever reads it, and whoever comes after this process was killed, finds the
+/// old or the new content.
 /// Throws std::system_error.
-void ReplaceFile(const std::string &path, std::string_view content, bool throughToDisk);
+void ReplaceFile(const std::string &path, std::string_view content);
 
 } // namespace Board

@@ -22,7 +22,8 @@ public:
 
     bool Empty() const { return bytes_.empty(); }
     std::size_t Size() const { return bytes_.size(); }
-    void Clear() { bytes_.clear(); }
+    /// Drops everything and frees the wire.
+    void Clear() { *this = LineQueue(); }
 
     /// When the first byte arrives.
     std::optional<double> Next() const { return bytes_.empty() ? std::nullopt : std::optional(bytes_.front().arrives); }

@@ -99,7 +99,7 @@ void SaveMemories(const std::string &path, const Memories::Content &content)
         text.push_back(static_cast<char>(word & 0xFF));
     }
     text += ChecksumText(text);
-    ReplaceFile(path, text, true);
+    ReplaceFile(path, text);
 }
 
 } // namespace Board

@@ -322,7 +322,7 @@ void Server::KeepStatus(double now)
 {
     if (!statusWanted_ || options_.statusFile.empty() || now < statusAgain_)
         return;
-    ReplaceFile(options_.statusFile, StatusText(board_), false);
+    ReplaceFile(options_.statusFile, StatusText(board_));
     statusWanted_ = false;
     statusAgain_ = Seconds() + statusInterval;
 }

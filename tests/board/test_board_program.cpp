@@ -329,6 +329,7 @@ void TestBoardProgram::LetsClientsComeAndGo()
     }
     // The second program keeps the line alive when the first one goes.
     Client first(program.Path());
+    QTRY_COMPARE_WITH_TIMEOUT(first.Waiting(), 0, patience);
     auto second = std::make_unique<Client>(program.Path());
     QCOMPARE(second->Exchange({85}, 1), Of({27}));
     second.reset();

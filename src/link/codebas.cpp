@@ -103,7 +103,7 @@ bool Codebas::TakeByte(ByteAwaiter &awaiter)
         QMetaObject::invokeMethod(this, &Codebas::ReleaseAborted, Qt::QueuedConnection);
         return false;
     }
-    if (Reader() == &awaiter && com.InBufferCount() > 0) {
+    if (Reader() == &awaiter && com.InputWaits()) {
         readers_.pop_back();
         ReadOne();
         return true;
@@ -126,7 +126,7 @@ void Codebas::Dispatch()
 {
     while (AbortWait == 0) {
         ByteAwaiter *reader = Reader();
-        if (!reader || reader->cut_ || com.InBufferCount() == 0)
+        if (!reader || reader->cut_ || !com.InputWaits())
             return;
         std::erase(readers_, reader);
         ReadOne();

@@ -145,20 +145,24 @@ void Com::SetPortOpen(bool open)
 
 int Com::InBufferCount() const
 {
-    if (!PortOpen())
-        return 0;
-    int inSystem = 0;
+    return static_cast<int>(serial_.bytesAvailable()) + InSystem();
+}
+
+/// Bytes that the system holds and that events would bring in.
+int Com::InSystem() const
+{
+    int count = 0;
 #ifdef Q_OS_UNIX
-    if (ioctl(serial_.handle(), FIONREAD, &inSystem) != 0)
-        inSystem = 0;
+    if (!PortOpen() || ioctl(serial_.handle(), FIONREAD, &count) != 0)
+        return 0;
 #endif
-    return static_cast<int>(serial_.bytesAvailable()) + inSystem;
+    return count;
 }
 
 QByteArray Com::Input()
 {
-    if (serial_.bytesAvailable() == 0 && InBufferCount() > 0) {
-        // The bytes are there but events have not run since: with no time to wait this only fetches them.
+    if (PortOpen() && serial_.bytesAvailable() == 0) {
+        // The bytes may be there although events have not run since: with no time to wait this only fetches them.
         pulling_ = true;
         serial_.waitForReadyRead(0);
         pulling_ = false;

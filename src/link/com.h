@@ -73,6 +73,9 @@ public:
     /// Bytes that have arrived and were not read, up to this moment.
     int InBufferCount() const;
 
+    /// InBufferCount() > 0, for less.
+    bool InputWaits() const { return serial_.bytesAvailable() > 0 || InSystem() > 0; }
+
     /// Takes waiting bytes, InputLen at most.
     QByteArray Input();
 
@@ -88,6 +91,7 @@ Q_SIGNALS:
     void PortBack();
 
 private:
+    int InSystem() const;
     bool TryOpen();
     void ApplySettings();
     void Lose();

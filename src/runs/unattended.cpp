@@ -59,14 +59,14 @@ bool UnattendedCharge::SetCurrent(double amperes)
     return true;
 }
 
-void UnattendedCharge::Print(const ChargeRecord &record)
+void UnattendedCharge::Print(const RunRecord &record)
 {
     last_ = record;
     if (records_++ % order_.every != 0)
         return;
     const auto seconds = static_cast<int>(record.seconds);
-    std::printf("%02d:%02d:%02d  %6.2f V  %5.2f A  %6.0f mAh  delta %4d\n", seconds / 3600, seconds / 60 % 60,
-                seconds % 60, record.volts, record.amperes, record.milliampereHours, record.deltaCount);
+    std::printf("%02d:%02d:%02d  %6.2f V  %5.2f A  %6.0f mAh  delta %4.0f\n", seconds / 3600, seconds / 60 % 60,
+                seconds % 60, record.volts, record.amperes, record.milliampereHours, record.indicator);
     std::fflush(stdout);
 }
 

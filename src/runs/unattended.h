@@ -29,7 +29,7 @@ public:
 
 private:
     bool SetCurrent(double amperes);
-    void Print(const ChargeRecord &record);
+    void Print(const RunRecord &record);
     void Interrupted();
 
     Codebas &link_;
@@ -39,5 +39,5 @@ private:
     QTimer giveUp_;
     bool begun_ = false;
     int records_ = 0;
-    ChargeRecord last_{};
+    RunRecord last_{};
 };

@@ -2,8 +2,9 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/timer.h"
+#include "capacity/unattended_capacity.h"
 #include "demo/demoboard.h"
-#include "runs/unattended.h"
+#include "runs/unattendedrun.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -22,8 +23,11 @@ struct Options
     QString port;
     bool demo = false;
     double timeScale = 1;
-    bool charge = false;
-    ChargeOrder order;
+    QString run; ///< charge, discharge, capacity or nothing
+    ChargeOrder charge;
+    DischargeOrder discharge;
+    CapacityOrder capacity;
+    int every = 1;
 };
 
 [[noreturn]] void Refuse(const QString &why)
@@ -52,16 +56,99 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
                      accéléré 60 fois si --time-scale n'est pas donné
   --time-scale N     toutes les temporisations N fois plus rapides (N >= 1)
   --drive-c DOSSIER  dossier qui tient lieu de « C:\ » (~/Voltaire)
-  --run charge       fait une charge sans intervention : une ligne par mesure
-                     sur la sortie standard ; code de sortie 0 quand la charge
-                     s'est terminée d'elle-même, 130 après Ctrl-C
+  --run MODE         fait un travail sans intervention : une ligne par mesure
+                     sur la sortie standard ; code de sortie 0 quand il s'est
+                     terminé de lui-même, 130 après Ctrl-C, qui presse « Arret »
+    --every N        une ligne toutes les N mesures seulement
+  --run charge       une charge rapide
     --current A      courant de charge en ampères ; sans cette option, celui
                      qui est déjà réglé sur la carte
     --mode N         le « MODE » de la fenêtre de charge (0 à 255, 0 sinon)
-    --every N        une ligne toutes les N mesures seulement
+  --run discharge    une décharge ; il faut :
+    --cells N        nombre d'éléments
+    --current A      courant de décharge en ampères
+  --run capacity     une mesure de capacité ; il faut :
+    --cells N        nombre d'éléments
+    --charge A       courant de charge en ampères
+    --discharge A    courant de décharge en ampères
+    --cycles N       nombre de cycles (1 sinon)
   --help             ce texte
   --version          la version)");
     std::exit(0);
+}
+
+/// Refuses the options of a run that this one does not have.
+void AllowOnly(const QCommandLineParser &parser, const QStringList &allowed, const QString &why)
+{
+    for (const char *name : {"current", "mode", "cells", "charge", "discharge", "cycles", "every"}) {
+        const QString option = QString::fromLatin1(name);
+        if (parser.isSet(option) && !allowed.contains(option))
+            Refuse(QStringLiteral("--%1 %2").arg(option, why));
+    }
+}
+
+double Needed(const QCommandLineParser &parser, const QString &option, double least)
+{
+    if (!parser.isSet(option))
+        Refuse(QStringLiteral("--run %1 demande --%2").arg(parser.value(QStringLiteral("run")), option));
+    return NumberOf(parser, option, least);
+}
+
+int WholeOf(const QCommandLineParser &parser, const QString &option)
+{
+    return static_cast<int>(std::min(1e6, NumberOf(parser, option, 1)));
+}
+
+void ReadRun(const QCommandLineParser &parser, Options &options)
+{
+    const QString current = QStringLiteral("current");
+    const QString mode = QStringLiteral("mode");
+    const QString cells = QStringLiteral("cells");
+    const QString charge = QStringLiteral("charge");
+    const QString discharge = QStringLiteral("discharge");
+    const QString cycles = QStringLiteral("cycles");
+    const QString every = QStringLiteral("every");
+    const QString why = QStringLiteral("ne va pas avec --run %1").arg(options.run);
+    if (parser.isSet(every))
+        options.every = WholeOf(parser, every);
+    if (options.run == charge) {
+        AllowOnly(parser, {current, mode, every}, why);
+        if (parser.isSet(current))
+            options.charge.amperes = NumberOf(parser, current, 0);
+        if (parser.isSet(mode))
+            options.charge.mode = parser.value(mode);
+    } else if (options.run == discharge) {
+        AllowOnly(parser, {cells, current, every}, why);
+        Needed(parser, cells, 1);
+        options.discharge = {WholeOf(parser, cells), Needed(parser, current, 0)};
+    } else if (options.run == QLatin1String("capacity")) {
+        AllowOnly(parser, {cells, charge, discharge, cycles, every}, why);
+        Needed(parser, cells, 1);
+        options.capacity = {WholeOf(parser, cells), parser.isSet(cycles) ? WholeOf(parser, cycles) : 1,
+                            Needed(parser, charge, 0), Needed(parser, discharge, 0)};
+    } else {
+        Refuse(QStringLiteral("--run ne connaît pas « %1 »").arg(options.run));
+    }
+}
+
+/// The window and the driver of an unattended run.
+struct UnattendedWork
+{
+    Window *window = nullptr;
+    std::unique_ptr<Unattended> driver;
+};
+
+UnattendedWork WorkOf(const Options &options, Main &main)
+{
+    const Codebas &link = main.Link();
+    if (options.run == QLatin1String("charge"))
+        return {&main.ChargeWindow(),
+                std::make_unique<UnattendedCharge>(link, main.ChargeWindow(), options.charge, options.every)};
+    if (options.run == QLatin1String("discharge"))
+        return {&main.DischargeWindow(),
+                std::make_unique<UnattendedDischarge>(link, main.DischargeWindow(), options.discharge, options.every)};
+    return {&main.CapacityWindow(),
+            std::make_unique<UnattendedCapacity>(link, main.CapacityWindow(), options.capacity, options.every)};
 }
 
 Options Read(const QStringList &arguments)
@@ -69,7 +156,8 @@ Options Read(const QStringList &arguments)
     QCommandLineParser parser;
     for (const char *flag : {"demo", "help", "version"})
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
-    for (const char *valued : {"port", "time-scale", "drive-c", "run", "current", "mode", "every"})
+    for (const char *valued :
+         {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge", "discharge", "cycles", "every"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
@@ -99,18 +187,11 @@ Options Read(const QStringList &arguments)
     if (parser.isSet(QStringLiteral("drive-c")))
         drive::SetRoot(QFileInfo(parser.value(QStringLiteral("drive-c"))).absoluteFilePath());
 
-    options.charge = parser.isSet(QStringLiteral("run"));
-    if (options.charge && parser.value(QStringLiteral("run")) != QLatin1String("charge"))
-        Refuse(QStringLiteral("--run ne connaît pas « %1 »").arg(parser.value(QStringLiteral("run"))));
-    for (const QString &option : {QStringLiteral("current"), QStringLiteral("mode"), QStringLiteral("every")})
-        if (!options.charge && parser.isSet(option))
-            Refuse(QStringLiteral("--%1 ne va qu'avec --run").arg(option));
-    if (parser.isSet(QStringLiteral("current")))
-        options.order.amperes = NumberOf(parser, QStringLiteral("current"), 0);
-    if (parser.isSet(QStringLiteral("mode")))
-        options.order.mode = parser.value(QStringLiteral("mode"));
-    if (parser.isSet(QStringLiteral("every")))
-        options.order.every = static_cast<int>(std::min(1e9, NumberOf(parser, QStringLiteral("every"), 1)));
+    options.run = parser.value(QStringLiteral("run"));
+    if (parser.isSet(QStringLiteral("run")))
+        ReadRun(parser, options);
+    else
+        AllowOnly(parser, {}, QStringLiteral("ne va qu'avec --run"));
     return options;
 }
 } // namespace
@@ -122,7 +203,7 @@ int main(int argc, char *argv[])
         arguments.append(QString::fromLocal8Bit(argv[i]));
     const Options options = Read(arguments);
     Timer::SetScale(options.timeScale);
-    if (options.charge) {
+    if (!options.run.isEmpty()) {
         messages::UseConsole();
         const bool display = qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
         if (!display && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
@@ -138,14 +219,17 @@ int main(int argc, char *argv[])
 
     Main window;
     window.Port().SetPortName(options.port);
-    std::unique_ptr<UnattendedCharge> unattended;
-    if (options.charge) {
-        unattended = std::make_unique<UnattendedCharge>(window.Link(), window.ChargeWindow(), options.order);
-        QObject::connect(&window.Link(), &Codebas::Connected, unattended.get(), [&] {
-            window.OpenMode(window.ChargeWindow());
-            unattended->Begin();
-        });
-        QObject::connect(&window, &Main::ConnectionFailed, unattended.get(), [] { QCoreApplication::exit(1); });
+    UnattendedWork work;
+    if (!options.run.isEmpty()) {
+        work = WorkOf(options, window);
+        QObject::connect(
+            &window.Link(), &Codebas::Connected, work.driver.get(),
+            [&] {
+                window.OpenMode(*work.window);
+                work.driver->SetControls();
+            },
+            Qt::SingleShotConnection);
+        QObject::connect(&window, &Main::ConnectionFailed, work.driver.get(), [] { QCoreApplication::exit(1); });
     }
     try {
         drive::Prepare();
@@ -155,6 +239,8 @@ int main(int argc, char *argv[])
 
     std::unique_ptr<DemoBoard> board;
     if (options.demo) {
+        window.SetNote(
+            QStringLiteral("Carte virtuelle, temps accéléré %1 fois").arg(QString::number(options.timeScale)));
         board = std::make_unique<DemoBoard>(options.timeScale);
         QObject::connect(board.get(), &DemoBoard::Ready, &window, [&window](const QString &port) {
             window.Port().SetPortName(port);

@@ -73,8 +73,8 @@ Task<void> Chargeur::Slider1_Change(int value)
     const int move = ++sliderMoves_[0];
     const int scale = link_.SlaveEeprom[4];
     if (scale != 0)
-        ui_.Label12->setText(QStringLiteral("COURANT DE CHARGE =") + number::Str(CurrentSettingAmps(value, scale))
-                             + QStringLiteral(" A"));
+        ui_.Label12->setText(QStringLiteral("COURANT DE CHARGE =") + number::Str(CurrentSettingAmps(value, scale)) +
+                             QStringLiteral(" A"));
     ResetPeak();
     // While the line is busy moves pile up, and the last one goes first: those before it are void then.
     const Wanted wanted = [this, move] { return move == sliderMoves_[0]; };
@@ -205,6 +205,5 @@ void Chargeur::WriteRecord(Run &run)
                     charge.Rise.BlockRise(), read_.temperature, double(read_.currentCount), double(read_.batteryCount),
                     double(charge.deltaCount), read_.amps, read_.batteryVolts, double(charge.Peak.Highest()),
                     milliampereHours, run.ElapsedSeconds / 86400});
-    Q_EMIT Recorded(
-        {run.ElapsedSeconds, read_.batteryVolts, read_.amps, milliampereHours, double(charge.deltaCount)});
+    Q_EMIT Recorded({run.ElapsedSeconds, read_.batteryVolts, read_.amps, milliampereHours, double(charge.deltaCount)});
 }

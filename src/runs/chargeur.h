@@ -25,7 +25,8 @@ protected:
     void Leave(State state) override;
 
 private:
-    struct Charge : Run {
+    struct Charge : Run
+    {
         int RestMode = 0; ///< 0: the battery is measured with the charge interrupted
         DeltaPeak Peak;
         RiseIndicator Rise;

@@ -12,7 +12,8 @@
 #include <optional>
 
 /// What a step of a run has measured, as its log record says it.
-struct RunRecord {
+struct RunRecord
+{
     double seconds; ///< since the start
     double volts;
     double amperes;
@@ -43,7 +44,8 @@ Q_SIGNALS:
     void Stopped();
 
 protected:
-    enum class State {
+    enum class State
+    {
         Ready,
         Running,
         Ended,
@@ -54,7 +56,8 @@ protected:
 
     /// One run, from a start to the next. A step keeps the run that it belongs to, so that one which outlives its run
     /// touches neither the next run's values nor its log.
-    struct Run {
+    struct Run
+    {
         virtual ~Run() = default;
         State state = State::Ready;
         double StartSeconds = 0;
@@ -67,14 +70,16 @@ protected:
     using RunPtr = std::shared_ptr<Run>;
 
     /// The register writes of a window, in the order in which they are sent.
-    struct Write {
+    struct Write
+    {
         quint8 reg;
         quint8 value;
     };
     using Writes = std::vector<Write>;
 
     /// What makes a window a charge or a discharge.
-    struct Kind {
+    struct Kind
+    {
         QString logPrefix;
         QString logHeader;
         QString runningText;
@@ -84,7 +89,8 @@ protected:
     };
 
     /// The labels of the frames that both windows have.
-    struct Panel {
+    struct Panel
+    {
         QLabel *hours, *minutes, *seconds;
         QLabel *state;
         QLabel *supplyCount, *supplyVolts, *doublerCount, *doublerVolts, *temperatureCount, *temperature;
@@ -92,7 +98,8 @@ protected:
     };
 
     /// The last measurements; a quantity that is not calibrated keeps its former value.
-    struct Readings {
+    struct Readings
+    {
         int supplyCount = 0;
         int doublerCount = 0;
         int temperatureCount = 0;

@@ -4,9 +4,12 @@
 #include "measurement.h"
 
 #include <QCoreApplication>
-#include <QFileInfo>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSlider>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace {
@@ -14,65 +17,71 @@ constexpr int interrupted = 130; // as a shell reports a program that SIGINT end
 constexpr int answerMs = 2000;   // how long the board may take to answer "Arret"
 } // namespace
 
-UnattendedCharge::UnattendedCharge(Codebas &link, Chargeur &window, ChargeOrder order)
-    : link_(link), window_(window), order_(std::move(order))
+Unattended::Unattended(Window &window) : window_(window)
 {
-    connect(&window_, &Chargeur::Recorded, this, &UnattendedCharge::Print);
-    connect(&window_, &Chargeur::Ended, this, [this] {
-        std::printf("Charge Terminée : %.0f mAh, journal %s\n", last_.milliampereHours,
-                    qUtf8Printable(QFileInfo(window_.LogPath()).absoluteFilePath()));
-        std::fflush(stdout);
-        QCoreApplication::exit(0);
-    });
-    connect(&window_, &Chargeur::Stopped, this, [this] {
-        if (giveUp_.isActive())
-            QCoreApplication::exit(interrupted);
-    });
-    connect(&interrupt_, &Interrupt::Received, this, &UnattendedCharge::Interrupted);
+    connect(&interrupt_, &Interrupt::Received, this, &Unattended::Interrupted);
     connect(&giveUp_, &QTimer::timeout, this, [this] {
-        window_.SwitchOffUnanswered();
+        SwitchOffUnanswered();
         QCoreApplication::exit(interrupted);
     });
 }
 
-void UnattendedCharge::Begin()
+void Unattended::SetText(const QString &box, const QString &text)
 {
-    if (std::exchange(begun_, true))
-        return; // connected again
-    window_.findChild<QLineEdit *>(QStringLiteral("Text1"))->setText(order_.mode);
-    if (order_.amperes && !SetCurrent(*order_.amperes))
-        return;
+    window_.findChild<QLineEdit *>(box)->setText(text);
+}
+
+Unattended::Setting Unattended::SetCurrent(const QString &slider, const QString &what, double amperes, int scale)
+{
+    if (scale == 0) {
+        messages::ShowAndEnd(&window_, window_.windowTitle(),
+                             QStringLiteral("Le réglage du courant de %1 de la carte n'est pas étalonné.").arg(what));
+        return Setting::Impossible;
+    }
+    const int value = static_cast<int>(std::clamp(std::round(amperes * scale), 0.0, 255.0));
+    Print(QStringLiteral("Courant de %1 : réglage %2, %3 A")
+              .arg(what)
+              .arg(value)
+              .arg(measurement::CurrentSettingAmps(value, scale), 0, 'f', 2));
+    auto *control = window_.findChild<QSlider *>(slider);
+    const bool there = control->value() == value;
+    control->setValue(value);
+    return there ? Setting::AlreadyThere : Setting::Sent;
+}
+
+void Unattended::PressStart()
+{
+    started_ = true;
     window_.findChild<QPushButton *>(QStringLiteral("CBstart"))->click();
 }
 
-bool UnattendedCharge::SetCurrent(double amperes)
+void Unattended::Stopped()
 {
-    const int scale = link_.SlaveEeprom[4];
-    if (scale == 0) {
-        messages::ShowAndEnd(&window_, window_.windowTitle(),
-                             QStringLiteral("Le réglage du courant de charge de la carte n'est pas étalonné."));
-        return false;
-    }
-    const int value = static_cast<int>(std::clamp(std::round(amperes * scale), 0.0, 255.0));
-    window_.findChild<QSlider *>(QStringLiteral("Slider1"))->setValue(value);
-    std::printf("Courant de charge : réglage %d, %.2f A\n", value, measurement::CurrentSettingAmps(value, scale));
-    return true;
+    if (giveUp_.isActive())
+        QCoreApplication::exit(interrupted);
 }
 
-void UnattendedCharge::Print(const RunRecord &record)
+void Unattended::End(const QString &summary)
 {
-    last_ = record;
-    if (records_++ % order_.every != 0)
-        return;
-    const auto seconds = static_cast<int>(record.seconds);
-    std::printf("%02d:%02d:%02d  %6.2f V  %5.2f A  %6.0f mAh  delta %4.0f\n", seconds / 3600, seconds / 60 % 60,
-                seconds % 60, record.volts, record.amperes, record.milliampereHours, record.indicator);
+    Print(summary);
+    QCoreApplication::exit(0);
+}
+
+void Unattended::Print(const QString &line)
+{
+    std::puts(qUtf8Printable(line));
     std::fflush(stdout);
 }
 
-void UnattendedCharge::Interrupted()
+QString Unattended::TimeText(double seconds)
 {
-    if (!begun_ || giveUp_.isActive()) {
+    const auto whole = static_cast<int>(seconds);
+    return QString::asprintf("%02d:%02d:%02d", whole / 3600, whole / 60 % 60, whole % 60);
+}
+
+void Unattended::Interrupted()
+{
+    if (!started_ || giveUp_.isActive()) {
         QCoreApplication::exit(interrupted);
         return;
     }

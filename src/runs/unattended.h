@@ -1,43 +1,56 @@
 #pragma once
 
 #include "base/interrupt.h"
-#include "chargeur.h"
+#include "base/window.h"
 
 #include <QTimer>
 
-#include <optional>
-
-/// What a charge that nobody watches is set to.
-struct ChargeOrder
-{
-    std::optional<double> amperes; ///< the board's own setting is kept without it
-    QString mode = QStringLiteral("0");
-    int every = 1; ///< a line of progress is printed every so many records
-};
-
-/// "--run charge": works the charge window's controls as a user would, prints the progress on standard output and ends
-/// the program: status 0 when the charge has ended by its rule, 130 after an interrupt, which presses "Arret" first.
-class UnattendedCharge : public QObject
+/// "--run": works a window's controls as a user would, prints the progress on standard output and ends the program:
+/// status 0 when the run has ended by its rule, 130 after an interrupt, which presses "Arret" first.
+class Unattended : public QObject
 {
     Q_OBJECT
 
 public:
-    UnattendedCharge(Codebas &link, Chargeur &window, ChargeOrder order);
+    /// The window is open and the board connected: sets the controls and presses "Demarrage".
+    virtual void SetControls() = 0;
 
-    /// The window is open and the board connected: sets it and presses "Demarrage".
-    void Begin();
+protected:
+    explicit Unattended(Window &window);
+
+    virtual void SwitchOffUnanswered() = 0;
+
+    void SetText(const QString &box, const QString &text);
+
+    enum class Setting
+    {
+        Sent,
+        AlreadyThere,
+        Impossible
+    };
+    /// Moves a slider to the setting that is nearest to a current; `scale` is the setting of one ampere. With a scale
+    /// of 0 that is impossible and the program ends.
+    Setting SetCurrent(const QString &slider, const QString &what, double amperes, int scale);
+
+    void PressStart();
+    bool IsStarted() const { return started_; }
+
+    /// "Arret" is done.
+    void Stopped();
+
+    /// The run is over: says so and ends the program.
+    static void End(const QString &summary);
+
+    static void Print(const QString &line);
+
+    /// Elapsed seconds as hh:mm:ss.
+    static QString TimeText(double seconds);
 
 private:
-    bool SetCurrent(double amperes);
-    void Print(const RunRecord &record);
     void Interrupted();
 
-    Codebas &link_;
-    Chargeur &window_;
-    ChargeOrder order_;
+    Window &window_;
     Interrupt interrupt_;
     QTimer giveUp_;
-    bool begun_ = false;
-    int records_ = 0;
-    RunRecord last_{};
+    bool started_ = false;
 };

@@ -4,6 +4,7 @@
 
 #include <QCloseEvent>
 #include <QGuiApplication>
+#include <QLabel>
 #include <QScreen>
 #include <QWindow>
 
@@ -14,6 +15,8 @@ Main::Main()
     , link_(com_, timer1_, timer2_)
     , connecting_([this](std::exception_ptr thrown) { Failed(thrown); })
     , chargeur_(link_)
+    , dechargeur_(link_)
+    , capacity_(link_)
 {
     ui_.setupUi(this);
     ui_.TXT_Display->setPlainText(QStringLiteral("Pas de connection\r\n ..Attente..\r\n"));
@@ -44,9 +47,23 @@ Main::Main()
     };
     opens(ui_.cb_chargeur, &QPushButton::clicked, chargeur_);
     opens(ui_.MnuChargeur, &QAction::triggered, chargeur_);
-    connect(&chargeur_, &Window::Returning, this, &Main::ShowAgain);
-    connect(&chargeur_, &Chargeur::Started, this, [this] { WarnUnwatched(false); });
-    connect(&chargeur_, &Chargeur::Stopped, this, [this] { WarnUnwatched(false); });
+    opens(ui_.CbDechargeur, &QPushButton::clicked, dechargeur_);
+    opens(ui_.MDdech, &QAction::triggered, dechargeur_);
+    opens(ui_.CbCapa, &QPushButton::clicked, capacity_);
+    opens(ui_.MdCapa, &QAction::triggered, capacity_);
+    for (const Window *window : std::initializer_list<const Window *>{&chargeur_, &dechargeur_, &capacity_})
+        connect(window, &Window::Returning, this, &Main::ShowAgain);
+    connect(&capacity_, &MesCapa::Opened, this, [this] {
+        if (timer1_.Enabled())
+            connecting_.Drop(); // a greeting without its timer would hold the line for ever
+        timer1_.SetEnabled(false);
+        timer2_.SetEnabled(false);
+        hide();
+    });
+    for (const RunWindow *window : std::initializer_list<const RunWindow *>{&chargeur_, &dechargeur_}) {
+        connect(window, &RunWindow::Started, this, [this] { WarnUnwatched(false); });
+        connect(window, &RunWindow::Stopped, this, [this] { WarnUnwatched(false); });
+    }
     connect(&chargeur_, &Chargeur::LeftCharging, this, [this] { WarnUnwatched(true); });
 
     connect(ui_.Cb_Reconnect, &QPushButton::clicked, this, &Main::Cb_Reconnect_Click);
@@ -178,6 +195,11 @@ void Main::ShowAgain()
     show();
     raise();
     activateWindow();
+}
+
+void Main::SetNote(const QString &note)
+{
+    ui_.statusbar->addPermanentWidget(new QLabel(note));
 }
 
 void Main::WarnUnwatched(bool charging)

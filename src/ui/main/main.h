@@ -2,8 +2,10 @@
 
 #include "base/handlers.h"
 #include "base/timer.h"
+#include "capacity/mescapa.h"
 #include "link/codebas.h"
 #include "runs/chargeur.h"
+#include "runs/dechargeur.h"
 #include "ui_main.h"
 
 #include <QMainWindow>
@@ -20,6 +22,11 @@ public:
     Codebas &Link() { return link_; }
     Com &Port() { return com_; }
     Chargeur &ChargeWindow() { return chargeur_; }
+    Dechargeur &DischargeWindow() { return dechargeur_; }
+    MesCapa &CapacityWindow() { return capacity_; }
+
+    /// A lasting word in the status bar.
+    void SetNote(const QString &note);
 
     /// Puts the window in the middle of the screen, configures the port and shows the window, which then connects.
     void Load();
@@ -59,4 +66,6 @@ private:
     bool excused_ = false; ///< the focus comes back from a dialog or a menu: that is no activation
     bool showing_ = false; ///< the activation that goes with the first showing is still to come
     Chargeur chargeur_;
+    Dechargeur dechargeur_;
+    MesCapa capacity_;
 };

@@ -1,0 +1,121 @@
+#include "dechargeur.h"
+
+#include "base/number.h"
+#include "measurement.h"
+
+using namespace measurement;
+
+namespace {
+constexpr int pauseMs = 10;
+}
+
+Dechargeur::Dechargeur(Codebas &link)
+    : RunWindow(QStringLiteral("Dechargeur"), link,
+                {RunLog::dischargePrefix,
+                 RunLog::dischargeHeader,
+                 QStringLiteral("DECHARGE"),
+                 {{CutCharge, 0}, {CutPower, 0}, {CutDischarge, 1}, {GroundBattery, 1}},
+                 {{CutDischarge, 0}, {CutPower, 0}, {GroundBattery, 1}},
+                 {{CutDischarge, 0}, {CutPower, 0}, {GroundBattery, 1}}},
+                pauseMs)
+{
+    ui_.setupUi(this);
+    SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,
+              ui_.Label8, ui_.Label9, ui_.Label29});
+    RememberDesign();
+    OnClick(ui_.CBstart, &Dechargeur::CBstart_Click);
+    OnClick(ui_.CBStop, &Dechargeur::CBStop_Click);
+    connect(ui_.CQuitter, &QPushButton::clicked, this, &Dechargeur::CQuitter_Click);
+    connect(ui_.Slider1, &QSlider::valueChanged, this, [this](int value) { Start(Slider1_Change(value)); });
+}
+
+void Dechargeur::Load()
+{
+    move(static_cast<int>(link_.MainLeft), static_cast<int>(link_.MainTop));
+    ui_.Slider1->setMaximum(255);
+    ui_.Slider1->setMinimum(0);
+    RunWindow::Load();
+}
+
+bool Dechargeur::AtLimit(double voltsPerCell)
+{
+    return number::Int(10 * voltsPerCell) < 5;
+}
+
+Task<void> Dechargeur::CBstart_Click()
+{
+    const auto discharge = std::make_shared<Discharge>();
+    discharge->CellCount = number::Val(ui_.Text1->text());
+    co_await StartRun(discharge);
+}
+
+void Dechargeur::Leave(State)
+{
+    Start(SendEnd());
+}
+
+/// Ends the discharge without taking the board's acknowledgement: the next reply's wait for its escape byte skips it.
+Task<void> Dechargeur::SendEnd()
+{
+    const Line::Turn turn = co_await link_.line.Begin();
+    SendRegister(link_, CutDischarge, 0);
+}
+
+/// The step that was under way has switched the discharge on again.
+Task<void> Dechargeur::AfterLeaving(RunPtr run)
+{
+    co_await WriteOf(run, CutDischarge, 0);
+}
+
+Task<void> Dechargeur::Slider1_Change(int value)
+{
+    const int move = ++sliderMoves_;
+    const int scale = link_.SlaveEeprom[5];
+    if (scale != 0)
+        ui_.Label12->setText(QStringLiteral("COURANT DE DECHARGE =") + number::Str(CurrentSettingAmps(value, scale)) +
+                             QStringLiteral(" A"));
+    const Wanted wanted = [this, move] { return move == sliderMoves_; };
+    co_await WriteRegister(link_, DischargeSetting, static_cast<quint8>(value), wanted);
+}
+
+Task<bool> Dechargeur::Step(RunPtr run)
+{
+    Discharge &discharge = static_cast<Discharge &>(*run);
+    co_await ReadElapsed(run);
+    co_await ReadSupplies();
+
+    read_.currentCount = co_await ReadChannel(link_, DischargeCurrent);
+    ui_.Label10->setText(number::Str(read_.currentCount));
+    if (DischargeCurrentCalibrated(link_)) {
+        read_.amps = CadDischargeAmps(link_, read_.currentCount);
+        ui_.Label11->setText(number::Str(read_.amps) + u'A');
+    }
+    AddCapacity(discharge);
+
+    co_await WriteOf(run, CutDischarge, 0);
+    // Unlike the charge, the discharge is not given time to settle.
+    read_.batteryCount = co_await ReadChannel(link_, BatteryVoltage);
+    ui_.Label16->setText(number::Str(read_.batteryCount));
+    read_.batteryVolts = CadBatteryVolts(link_, read_.batteryCount);
+    ui_.Label17->setText(number::Str(read_.batteryVolts) + u'V');
+    discharge.voltsPerCell = number::Int(number::Divide(1000 * read_.batteryVolts, discharge.CellCount,
+                                                        QStringLiteral("nombre d'éléments"))) /
+                             1000;
+    ui_.Label26->setText(number::Str(discharge.voltsPerCell));
+    co_await WriteOf(run, CutDischarge, 1);
+    const bool atLimit = AtLimit(discharge.voltsPerCell);
+    if (atLimit && run->state == State::Running)
+        ui_.Label18->setText(QStringLiteral("Limite Dech."));
+    co_return atLimit;
+}
+
+void Dechargeur::WriteRecord(Run &run)
+{
+    const auto &discharge = static_cast<Discharge &>(run);
+    const double milliampereHours = MilliampereHours(run);
+    run.log->Write({run.ElapsedSeconds, double(read_.supplyCount), double(read_.doublerCount),
+                    double(read_.temperatureCount), read_.supplyVolts, read_.doublerVolts, read_.temperature,
+                    double(read_.currentCount), double(read_.batteryCount), read_.amps, read_.batteryVolts,
+                    milliampereHours, run.ElapsedSeconds / 86400});
+    Q_EMIT Recorded({run.ElapsedSeconds, read_.batteryVolts, read_.amps, milliampereHours, discharge.voltsPerCell});
+}

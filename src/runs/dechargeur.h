@@ -1,0 +1,37 @@
+#pragma once
+
+#include "runwindow.h"
+#include "ui_dechargeur.h"
+
+/// The discharge: the board discharges a pack of so many cells, the program ends the run below 0.5 V per cell.
+class Dechargeur : public RunWindow
+{
+    Q_OBJECT
+
+public:
+    explicit Dechargeur(Codebas &link);
+
+    /// Whether a battery with so many volts per cell is at its limit: below 0.5 V, judged by the tenths alone.
+    static bool AtLimit(double voltsPerCell);
+
+protected:
+    void Load() override;
+    Task<bool> Step(RunPtr run) override;
+    void WriteRecord(Run &run) override;
+    void Leave(State state) override;
+    Task<void> AfterLeaving(RunPtr run) override;
+
+private:
+    struct Discharge : Run
+    {
+        double CellCount = 0;
+        double voltsPerCell = 0;
+    };
+
+    Task<void> CBstart_Click();
+    Task<void> Slider1_Change(int value);
+    Task<void> SendEnd();
+
+    Ui::Dechargeur ui_;
+    int sliderMoves_ = 0;
+};

@@ -2,6 +2,11 @@
 
 #include <algorithm>
 
+namespace {
+/// Milliseconds after which the answer to a request has come in, if one is coming. A property of the wire: not scaled.
+constexpr int settling = 50;
+} // namespace
+
 Codebas::Codebas(Com &itsCom, Timer &timer1, Timer &timer2, QObject *parent)
     : QObject(parent)
     , com(itsCom)
@@ -14,12 +19,20 @@ Codebas::Codebas(Com &itsCom, Timer &timer1, Timer &timer2, QObject *parent)
     connect(&com, &Com::PortLost, this, [this] {
         line.SetState(Line::State::Unusable);
         Cut();
-        greetingNews_.Wake();
     });
-    connect(&com, &Com::PortBack, this, [this] { line.SetState(Line::State::Usable); });
+    connect(&com, &Com::PortBack, this, &Codebas::ResumeLine);
+    settling_.setSingleShot(true);
+    settling_.setInterval(settling);
+    connect(&settling_, &QTimer::timeout, this, [this] {
+        DrainInput();
+        answerDue_ = false;
+        line.SetState(Line::State::Usable);
+    });
     connect(&line, &Line::ReaderChanged, this, &Codebas::Dispatch, Qt::QueuedConnection);
     connect(&timer1_, &QTimer::timeout, this, [this] {
         AbortWait = 1;
+        for (ByteAwaiter *reader : readers_)
+            reader->aborted_ = true;
         ReleaseAborted();
         greetingNews_.Wake();
     });
@@ -53,7 +66,15 @@ void Codebas::OpenPort()
     if (com.PortOpen())
         return;
     com.SetPortOpen(true);
-    line.SetState(Line::State::Usable);
+    ResumeLine();
+}
+
+/// The port is open: the line can be used, but not before the answer to a request of before has come and gone.
+void Codebas::ResumeLine()
+{
+    line.SetState(answerDue_ ? Line::State::Unusable : Line::State::Usable);
+    if (answerDue_)
+        settling_.start();
 }
 
 void Codebas::ClosePort()
@@ -65,6 +86,10 @@ void Codebas::ClosePort()
 
 void Codebas::Cut()
 {
+    settling_.stop();
+    greetingNews_.Wake();
+    if (!readers_.empty())
+        answerDue_ = true;
     for (ByteAwaiter *reader : readers_)
         reader->cut_ = true;
     // Later: whoever closed the port may be about to open it again.
@@ -100,6 +125,7 @@ bool Codebas::TakeByte(ByteAwaiter &awaiter)
     readers_.push_back(&awaiter);
     if (AbortWait != 0) {
         // The caller may be in a loop for a certain byte: it goes on only after events have run.
+        awaiter.aborted_ = true;
         QMetaObject::invokeMethod(this, &Codebas::ReleaseAborted, Qt::QueuedConnection);
         return false;
     }
@@ -126,7 +152,7 @@ void Codebas::Dispatch()
 {
     while (AbortWait == 0) {
         ByteAwaiter *reader = Reader();
-        if (!reader || reader->cut_ || !com.InputWaits())
+        if (!reader || reader->cut_ || reader->aborted_ || !com.InputWaits())
             return;
         std::erase(readers_, reader);
         ReadOne();
@@ -136,10 +162,13 @@ void Codebas::Dispatch()
 
 void Codebas::ReleaseAborted()
 {
-    auto waiting = readers_.size();
-    while (AbortWait != 0 && waiting-- > 0 && !readers_.empty()) {
-        const auto reader = readers_.front()->reader_;
-        readers_.erase(readers_.begin());
+    // Only as many as there are now: one in a loop comes back at once.
+    for (auto left = std::ranges::count_if(readers_, &ByteAwaiter::aborted_); left > 0; --left) {
+        const auto next = std::ranges::find_if(readers_, &ByteAwaiter::aborted_);
+        if (next == readers_.end())
+            return;
+        const auto reader = (*next)->reader_;
+        readers_.erase(next);
         RxByte = 0;
         reader.resume();
     }

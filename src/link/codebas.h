@@ -14,8 +14,10 @@
 #include <vector>
 
 /// Thrown into an exchange when the port was closed or lost under it: Exchange() starts it again.
-struct LineCut
+class LineCut : public Error
 {
+public:
+    LineCut() : Error(QStringLiteral("La liaison avec la carte a été coupée pendant un échange.")) {}
 };
 
 /// A request to the board: the escape byte 27, then the command byte and its parameters.
@@ -112,6 +114,7 @@ public:
         Codebas &link_;
         HandlerNumber handler_ = 0;
         std::coroutine_handle<> reader_;
+        bool aborted_ = false;
         bool cut_ = false;
     };
 
@@ -148,6 +151,7 @@ private:
     void Dispatch();
     void ReleaseAborted();
     void Cut();
+    void ResumeLine();
     int DrainInput();
     Task<void> Greet();
     Task<bool> Attempt(int number);
@@ -159,5 +163,7 @@ private:
     Timer &timer2_;
     Timer speedTimer_;
     Flag greetingNews_;
+    QTimer settling_;
+    bool answerDue_ = false; ///< to a request of an exchange that was cut
     std::vector<ByteAwaiter *> readers_;
 };

@@ -2,16 +2,17 @@
 
 #include <QFileInfo>
 #include <QStringList>
-#include <QTimer>
 
 #ifdef Q_OS_UNIX
+#    include <cerrno>
 #    include <sys/ioctl.h>
 #    include <termios.h>
 #endif
 
 namespace {
-/// Milliseconds after a loss at which the device is looked for once more, lest it came back before it was watched for.
-constexpr int secondLook = 1000;
+/// Milliseconds between two looks for a lost device. A change in its folder is looked into at once, but the device may
+/// have come back before that was watched, or be held for a moment by something that probes it.
+constexpr int lookAgain = 1000;
 } // namespace
 
 Com::Com(QObject *parent) : QObject(parent)
@@ -25,11 +26,12 @@ Com::Com(QObject *parent) : QObject(parent)
     connect(
         &serial_, &QSerialPort::errorOccurred, this,
         [this](QSerialPort::SerialPortError error) {
-            if (error == QSerialPort::ResourceError && PortOpen())
-                Lose();
+            if (PortOpen())
+                CheckLoss(error);
         },
         Qt::QueuedConnection);
     connect(&watcher_, &QFileSystemWatcher::directoryChanged, this, &Com::Reopen);
+    connect(&look_, &QTimer::timeout, this, &Com::Reopen);
 }
 
 void Com::SetSettings(const QString &settings)
@@ -42,8 +44,10 @@ void Com::SetSettings(const QString &settings)
     if (!wellFormed)
         throw Error(QStringLiteral("Réglage de port série incorrect : %1").arg(settings));
     settings_ = settings;
-    if (PortOpen())
-        ApplySettings();
+    if (!PortOpen())
+        return;
+    LetOut();
+    ApplySettings();
 }
 
 void Com::ApplySettings()
@@ -124,11 +128,8 @@ void Com::SetPortOpen(bool open)
     if (open == PortOpen())
         return;
     if (!open) {
-        serial_.flush();
-#ifdef Q_OS_UNIX
-        // Closing puts the speed back that the port had before: not under the last bytes while they leave.
-        tcdrain(serial_.handle());
-#endif
+        LetOut(); // closing puts the speed back that the port had before
+        serial_.clear(QSerialPort::Input);
         serial_.close();
         return;
     }
@@ -141,6 +142,15 @@ void Com::SetPortOpen(bool open)
         text +=
             QStringLiteral("\nVous devez appartenir au groupe « %1 », propriétaire de ce port.").arg(device.group());
     throw PortError(text);
+}
+
+/// Waits until what was sent has left, so that no change of the speed comes under it.
+void Com::LetOut()
+{
+    serial_.flush();
+#ifdef Q_OS_UNIX
+    tcdrain(serial_.handle());
+#endif
 }
 
 int Com::InBufferCount() const
@@ -161,8 +171,9 @@ int Com::InSystem() const
 
 QByteArray Com::Input()
 {
-    if (PortOpen() && serial_.bytesAvailable() == 0) {
-        // The bytes may be there although events have not run since: with no time to wait this only fetches them.
+    const bool enough = inputLen_ > 0 && serial_.bytesAvailable() >= inputLen_;
+    if (PortOpen() && !enough) {
+        // Bytes may be there although events have not run since: with no time to wait this only fetches them.
         pulling_ = true;
         serial_.waitForReadyRead(0);
         pulling_ = false;
@@ -182,13 +193,27 @@ QString Com::DevicePath() const
     return PortName().startsWith(u'/') ? PortName() : QStringLiteral("/dev/") + PortName();
 }
 
-void Com::Lose()
+void Com::CheckLoss(QSerialPort::SerialPortError error)
 {
-    const QString reason = serial_.errorString();
+    QString reason;
+    if (error == QSerialPort::ResourceError)
+        reason = serial_.errorString();
+#ifdef Q_OS_UNIX
+    // A device that is gone reads as empty, which passes for any error, again and again. But it answers nothing.
+    int waiting = 0;
+    if (ioctl(serial_.handle(), FIONREAD, &waiting) != 0)
+        reason = qt_error_string(errno);
+#endif
+    if (!reason.isEmpty())
+        Lose(reason);
+}
+
+void Com::Lose(const QString &reason)
+{
     serial_.close();
     lost_ = true;
     watcher_.addPath(QFileInfo(DevicePath()).absolutePath());
-    QTimer::singleShot(secondLook, this, &Com::Reopen);
+    look_.start(lookAgain);
     Q_EMIT PortLost(reason);
 }
 
@@ -203,6 +228,7 @@ void Com::Reopen()
 void Com::StopWatching()
 {
     lost_ = false;
+    look_.stop();
     if (!watcher_.directories().isEmpty())
         watcher_.removePaths(watcher_.directories());
 }

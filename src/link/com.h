@@ -5,6 +5,7 @@
 #include <QFileSystemWatcher>
 #include <QObject>
 #include <QSerialPort>
+#include <QTimer>
 
 /// The port cannot be opened; the text names it and the system's reason.
 class PortError : public Error
@@ -94,13 +95,16 @@ private:
     int InSystem() const;
     bool TryOpen();
     void ApplySettings();
-    void Lose();
+    void LetOut();
+    void CheckLoss(QSerialPort::SerialPortError error);
+    void Lose(const QString &reason);
     void Reopen();
     void StopWatching();
     QString DevicePath() const;
 
     QSerialPort serial_;
     QFileSystemWatcher watcher_;
+    QTimer look_;
     QString portName_;
     QString settings_ = QStringLiteral("9600,n,8,1");
     int commPort_ = 1;

@@ -30,6 +30,7 @@ public:
             return false;
         }
     }
+    int Failures() const { return static_cast<int>(thrown_.size()); }
     bool ThrewNothing() const { return thrown_.empty(); }
 
 private:

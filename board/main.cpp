@@ -11,7 +11,7 @@ constexpr int wrongUsage = 2;
 int Serve(const Board::Options &options)
 {
     Board::Server server(options);
-    std::cout << "port " << server.PortName() << std::endl;
+    std::cout << "port " << server.PortName() << "\n" << std::flush;
     server.Run();
     return 0;
 }

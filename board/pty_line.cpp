@@ -1,5 +1,6 @@
 #include "pty_line.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -71,10 +72,12 @@ PtyLine::PtyLine() : board_(Checked(posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK 
     Checked(inotify_add_watch(visitors_.Number(), path_.c_str(), IN_OPEN | IN_CLOSE), "inotify_add_watch");
 }
 
+// The kernel reports two programs that open the port at the same time as one. The count may then be too low while a
+// program still has the port, so nothing but the throwing away may depend on it.
 bool PtyLine::NoteVisitors()
 {
-    const bool before = Listened();
-    bool closed = false;
+    bool came = false;
+    bool left = false;
     alignas(inotify_event) std::array<char, 4096> buffer;
     for (;;) {
         const ssize_t count = read(visitors_.Number(), buffer.data(), buffer.size());
@@ -84,28 +87,36 @@ bool PtyLine::NoteVisitors()
             inotify_event event;
             std::memcpy(&event, buffer.data() + at, sizeof event);
             at += sizeof event + event.len;
+            const int before = programs_;
             if ((event.mask & IN_OPEN) != 0)
                 ++programs_;
-            else if ((event.mask & IN_CLOSE) != 0 && --programs_ == 0)
-                closed = true;
+            else if ((event.mask & IN_CLOSE) != 0)
+                programs_ = std::max(0, programs_ - 1);
+            came = came || (before == 0 && programs_ > 0);
+            left = left || (before > 0 && programs_ == 0);
         }
     }
-    if (closed && before)
-        Clean();
-    return closed && before;
+    if (left)
+        Release();
+    if (came || left)
+        tcflush(port_.Number(), TCIFLUSH);
+    return came || left;
 }
 
-// A program that was killed leaves the port as it was using it: perhaps for itself alone, perhaps with echo, and with
-// bytes that it never read.
-void PtyLine::Clean()
+// A program that was killed leaves the port as it was using it: for itself alone, or with echo, which would send the
+// board its own bytes. Settings that are raw already are left alone: the next program may be about to change them.
+void PtyLine::Release()
 {
     ioctl(port_.Number(), TIOCNXCL);
     termios settings{};
-    if (tcgetattr(port_.Number(), &settings) == 0) {
-        cfmakeraw(&settings);
-        tcsetattr(port_.Number(), TCSANOW, &settings);
-    }
-    tcflush(port_.Number(), TCIFLUSH);
+    if (tcgetattr(port_.Number(), &settings) != 0)
+        return;
+    const bool raw = (settings.c_lflag & (ECHO | ICANON | ISIG | IEXTEN)) == 0 && (settings.c_oflag & OPOST) == 0 &&
+                     (settings.c_iflag & (ICRNL | INLCR | IGNCR | IXON | ISTRIP)) == 0;
+    if (raw)
+        return;
+    cfmakeraw(&settings);
+    tcsetattr(port_.Number(), TCSANOW, &settings);
 }
 
 void PtyLine::Read(Bytes &bytes)

@@ -9,7 +9,7 @@
 namespace Board {
 
 /// The board's end of a serial line made of a pseudo-terminal. The far end is kept open here too, raw and without
-/// echo, so that programs may open, close and reopen it as they like. As on a real line, what is sent while nobody has
+/// echo, so that programs may open, close and reopen it as they like. As on a real line, what was sent while nobody had
 /// the port open is lost, and so is what the last one to close it had not read.
 class PtyLine
 {
@@ -24,9 +24,9 @@ public:
     /// Readable when a program has opened or closed the port.
     int VisitorsNumber() const { return visitors_.Number(); }
 
-    /// Takes note of programs that came and went; true when the last one has left.
+    /// Takes note of programs that came and went. When the last one has left or a first one has come, what is still
+    /// unread is thrown away and the result is true. To be called before the bytes of a newcomer are answered.
     bool NoteVisitors();
-    bool Listened() const { return programs_ > 0; }
 
     /// Appends what has come.
     void Read(Bytes &bytes);
@@ -37,7 +37,7 @@ public:
     double ByteSeconds() const;
 
 private:
-    void Clean();
+    void Release();
 
     Descriptor board_;
     Descriptor port_;

@@ -129,12 +129,14 @@ void Server::Wait()
         return;
     if (watched[0].revents != 0)
         TakeSignal();
-    if (watched[1].revents != 0)
-        TakeVisitors();
     if ((watched[2].revents & POLLOUT) != 0)
         blocked_ = false;
     if ((watched[2].revents & POLLIN) != 0)
         TakeBytes();
+    // After the bytes are taken and before they are answered: whoever sent them has been noted by then, and the answers
+    // are not thrown away with what was there before.
+    if (watched[1].revents != 0 || !incoming_.Empty())
+        TakeVisitors();
     if (watched[3].revents != 0)
         TakeStandardInput();
 }
@@ -193,7 +195,7 @@ void Server::TakeControlLine(std::string_view line)
     else if (verb == "ambient" && value && *value >= -20 && *value <= 150)
         device.SetAmbient(*value);
     else
-        std::cerr << "virtual-board : commande refusée : " << line << std::endl;
+        std::cerr << "virtual-board : commande refusée : " << line << '\n';
     Touch();
 }
 
@@ -310,10 +312,8 @@ void Server::Transmit(double now)
     scratch_.clear();
     for (std::size_t i = 0; i < ready; ++i)
         scratch_.push_back(outgoing_.At(i));
-    std::size_t sent = ready;
-    if (line_.Listened())
-        sent = line_.Write(scratch_.data(), ready);
-    trace_.Note(now, line_.Listened() ? "out" : "lost", scratch_.data(), sent);
+    const std::size_t sent = line_.Write(scratch_.data(), ready);
+    trace_.Note(now, "out", scratch_.data(), sent);
     outgoing_.Drop(sent);
     blocked_ = sent < ready;
 }

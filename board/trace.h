@@ -10,7 +10,7 @@
 namespace Board {
 
 /// A text file with one line per burst of bytes: seconds since the start, direction, the bytes in decimal. "in" is
-/// what came from the PC, "out" what was sent to it, "lost" what was sent while nobody had the port open.
+/// what came from the PC, "out" what was sent to it.
 class Trace
 {
 public:

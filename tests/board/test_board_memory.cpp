@@ -1,5 +1,6 @@
 #include "memory_file.h"
 
+#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -101,6 +102,13 @@ void TestBoardMemory::SurvivesInAFile()
     const auto loaded = Board::LoadMemories(path);
     QVERIFY(loaded.has_value());
     QVERIFY(*loaded == memories.Image());
+    // A new file takes the place of the old one, which stays as it was for whoever still holds it.
+    const std::string kept = folder.filePath("kept").toStdString();
+    QCOMPARE(link(path.c_str(), kept.c_str()), 0);
+    Board::SaveMemories(path, Board::BirthContent({}));
+    QVERIFY(*Board::LoadMemories(kept) == memories.Image());
+    QVERIFY(*Board::LoadMemories(path) == Board::BirthContent({}));
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files).size(), 2);
     QVERIFY(*loaded != Board::BirthContent({}));
 }
 

@@ -1,11 +1,8 @@
-#include "base/timer.h"
+#include "runbench.h"
 #include "runs/chargeur.h"
-#include "support/scriptedboard.h"
 
-#include <QMessageBox>
 #include <QScreen>
 #include <QSignalSpy>
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
@@ -18,82 +15,11 @@ const QByteArray resumption = Bytes({27, 18, 0, 27, 17, 1, 27, 15, 1});
 const QByteArray restStep = readings + interruption + battery + resumption;
 const QByteArray plainStep = readings + battery + resumption;
 
-/// A charge window on a connected scripted board, in a folder of its own.
-struct Bench
+struct Bench : RunBench<Chargeur>
 {
-    Bench()
-    {
-        QDir::setCurrent(folder.path());
-        board.Healthy();
-        board.channel = {{6, 800}, {7, 900}, {5, 575}, {10, 300}, {13, 600}, {12, 700}};
-        com.SetPortName(board.Port());
-        link.InitSerialPort();
-        link.OpenPort();
-        const auto word = [](std::array<quint8, 257> &image, size_t i, int value) {
-            image[i] = static_cast<quint8>(value / 256);
-            image[i + 1] = static_cast<quint8>(value % 256);
-        };
-        word(link.MasterEeprom, 0, 1024);
-        word(link.MasterEeprom, 2, 600);
-        word(link.MasterEeprom, 9, 600);
-        word(link.MasterEeprom, 11, 400);
-        word(link.SlaveEeprom, 0, 2048);
-        word(link.SlaveEeprom, 6, 1200);
-        link.SlaveEeprom[4] = 80;
-        window.Open();
-    }
-    ~Bench() { QDir::setCurrent(QStringLiteral("/")); }
-
-    QPushButton *Button(const char *name) { return window.findChild<QPushButton *>(QLatin1String(name)); }
-    QString Text(const char *label) { return window.findChild<QLabel *>(QLatin1String(label))->text(); }
-    QSlider *SliderOf(const char *name) { return window.findChild<QSlider *>(QLatin1String(name)); }
-    QTimer *TimerOf(const char *name) { return window.findChild<QTimer *>(QLatin1String(name)); }
-    void SetMode(const char *mode)
-    {
-        window.findChild<QLineEdit *>(QStringLiteral("Text1"))->setText(QLatin1String(mode));
-    }
-
-    /// Presses "Demarrage" and sees the start through.
-    void Start()
-    {
-        QByteArray sent;
-        QObject::connect(
-            &window, &Chargeur::Started, &window, [&] { sent = board.TakeReceived(); }, Qt::SingleShotConnection);
-        Button("CBstart")->click();
-        QTRY_VERIFY(!sent.isEmpty());
-        QCOMPARE(sent, startBytes);
-    }
-
-    QByteArray Log()
-    {
-        QFile file(window.LogPath());
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no log");
-    }
-    qsizetype Records() { return Log().count("\r\n") - 2; }
-
-    /// Keeps the reply to a channel back; Send() it when it is due.
-    void HoldBack(int channel)
-    {
-        board.On(static_cast<quint8>(channel), 0, [](const QByteArray &) { return QByteArray(); });
-    }
-
-    QTemporaryDir folder;
-    ScriptedBoard board;
-    Com com;
-    Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-    Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-    Codebas link{com, timer1, timer2};
-    Chargeur window{link};
+    void Start() { RunBench::Start(startBytes); }
+    void SetMode(const char *mode) { SetText(mode); }
 };
-
-QStringList BoxTexts()
-{
-    QStringList texts;
-    for (QWidget *widget : QApplication::topLevelWidgets())
-        if (const auto *box = qobject_cast<QMessageBox *>(widget); box && box->isVisible())
-            texts.append(box->text());
-    return texts;
-}
 } // namespace
 
 class TestChargeur : public QObject
@@ -305,7 +231,7 @@ private Q_SLOTS:
     void EndsByTheFallOfTheDelta()
     {
         Bench bench;
-        QSignalSpy ended(&bench.window, &Chargeur::Ended);
+        QSignalSpy ended(&bench.window, &RunWindow::Ended);
         bench.Start();
         QTRY_VERIFY(bench.Records() >= 1);
         bench.board.channel[12] = 691;
@@ -333,7 +259,7 @@ private Q_SLOTS:
         Bench bench;
         bench.Start();
         QTRY_VERIFY(bench.Records() >= 1);
-        QSignalSpy recorded(&bench.window, &Chargeur::Recorded);
+        QSignalSpy recorded(&bench.window, &RunWindow::Recorded);
         bench.board.channel[12] = 500; // would end the charge
         bench.SliderOf("Slider1")->setValue(120);
         QTRY_VERIFY(recorded.size() >= 2);
@@ -386,7 +312,7 @@ private Q_SLOTS:
     void TrimsSendNothingWhileChargingOrEnded()
     {
         Bench bench;
-        QSignalSpy ended(&bench.window, &Chargeur::Ended);
+        QSignalSpy ended(&bench.window, &RunWindow::Ended);
         bench.Start();
         bench.SliderOf("Slider2")->setValue(91);
         bench.SliderOf("Slider3")->setValue(92);
@@ -537,7 +463,7 @@ private Q_SLOTS:
         bench.HoldBack(10);
         QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 10})));
         bench.board.TakeReceived();
-        QSignalSpy started(&bench.window, &Chargeur::Started);
+        QSignalSpy started(&bench.window, &RunWindow::Started);
         bench.Button("CBstart")->click();
         bench.board.Healthy();
         bench.board.Send(Bytes({27, 1, 1, 0}));
@@ -612,9 +538,9 @@ private Q_SLOTS:
         Timer::SetScale(1000);
         Bench bench;
         bench.SetMode("1");
-        QSignalSpy recorded(&bench.window, &Chargeur::Recorded);
+        QSignalSpy recorded(&bench.window, &RunWindow::Recorded);
         bool early = false;
-        connect(&bench.window, &Chargeur::Recorded, &bench.window, [&] {
+        connect(&bench.window, &RunWindow::Recorded, &bench.window, [&] {
             if (recorded.size() < 50)
                 early |= !bench.Text("Label17").isEmpty() || !bench.Text("Label33").isEmpty() ||
                          !bench.Text("Label34").isEmpty();
@@ -635,7 +561,7 @@ private Q_SLOTS:
         Timer::SetScale(1000);
         Bench bench;
         bench.SetMode("1");
-        QSignalSpy recorded(&bench.window, &Chargeur::Recorded);
+        QSignalSpy recorded(&bench.window, &RunWindow::Recorded);
         const auto *indicator = bench.window.findChild<QCheckBox *>(QStringLiteral("Check1"));
         bench.Start();
         bench.board.minutes = 10;            // late enough for a suspicion

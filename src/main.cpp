@@ -240,7 +240,7 @@ int main(int argc, char *argv[])
     std::unique_ptr<DemoBoard> board;
     if (options.demo) {
         window.SetNote(
-            QStringLiteral("Carte virtuelle, temps accéléré %1 fois").arg(QString::number(options.timeScale)));
+            QStringLiteral("Démo × %1").arg(QString::number(options.timeScale)));
         board = std::make_unique<DemoBoard>(options.timeScale);
         QObject::connect(board.get(), &DemoBoard::Ready, &window, [&window](const QString &port) {
             window.Port().SetPortName(port);

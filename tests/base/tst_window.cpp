@@ -83,7 +83,7 @@ private Q_SLOTS:
         window.Open();
         QCOMPARE(window.loads, 1);
         QVERIFY(window.isVisible());
-        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window.windowHandle());
     }
 
     void AnOpenOneIsOnlyRaised()
@@ -93,9 +93,9 @@ private Q_SLOTS:
         window.Open();
         window.label->setText(QStringLiteral("12 V"));
         other.Open();
-        QVERIFY(QTest::qWaitForWindowActive(&other));
+        QTRY_COMPARE(QGuiApplication::focusWindow(), other.windowHandle());
         window.Open();
-        QVERIFY(QTest::qWaitForWindowActive(&window));
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window.windowHandle());
         QCOMPARE(window.loads, 1);
         QCOMPARE(window.label->text(), QStringLiteral("12 V"));
     }

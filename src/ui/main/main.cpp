@@ -21,6 +21,8 @@ Main::Main()
     ui_.setupUi(this);
     ui_.TXT_Display->setPlainText(QStringLiteral("Pas de connection\r\n ..Attente..\r\n"));
     timer2_.SetEnabled(true);
+    unwatched_->hide();
+    ui_.statusbar->addPermanentWidget(unwatched_, 1); // a passing word, as menus have them, does not hide it
 
     connect(&link_, &Codebas::Display, ui_.TXT_Display, &QPlainTextEdit::setPlainText);
     connect(&link_, &Codebas::LoadStarted, this, [this](const QString &caption, int maximum) {
@@ -34,7 +36,7 @@ Main::Main()
         ui_.FRtemp->hide();
         ui_.Prbar->hide();
     });
-    connect(&link_, &Codebas::Connected, this, [this] { WarnUnwatched(false); });
+    connect(&link_, &Codebas::Connected, this, [this] { unwatched_->hide(); });
     connect(&com_, &Com::PortLost, this, [this](const QString &reason) {
         messages::Show(this, QMessageBox::Warning, windowTitle(),
                        QStringLiteral("La liaison avec %1 est coupée : %2\n"
@@ -61,10 +63,10 @@ Main::Main()
         hide();
     });
     for (const RunWindow *window : std::initializer_list<const RunWindow *>{&chargeur_, &dechargeur_}) {
-        connect(window, &RunWindow::Started, this, [this] { WarnUnwatched(false); });
-        connect(window, &RunWindow::Stopped, this, [this] { WarnUnwatched(false); });
+        connect(window, &RunWindow::Started, this, [this] { unwatched_->hide(); });
+        connect(window, &RunWindow::Stopped, this, [this] { unwatched_->hide(); });
     }
-    connect(&chargeur_, &Chargeur::LeftCharging, this, [this] { WarnUnwatched(true); });
+    connect(&chargeur_, &Chargeur::LeftCharging, this, [this] { unwatched_->show(); });
 
     connect(ui_.Cb_Reconnect, &QPushButton::clicked, this, &Main::Cb_Reconnect_Click);
     connect(ui_.CD_DECONNECT, &QPushButton::clicked, this, &Main::CD_DECONNECT_Click);
@@ -111,6 +113,8 @@ void Main::FocusWindowChanged(QWindow *focus)
 
 void Main::Form_Activate()
 {
+    if (com_.Lost())
+        return; // the user was told, and the port comes back by itself
     link_.ClosePort();
     if (link_.ReconnectOnActivate == 1) {
         Connect();
@@ -192,6 +196,7 @@ void Main::OpenMode(Window &window)
 
 void Main::ShowAgain()
 {
+    setWindowState(windowState() & ~Qt::WindowMinimized);
     show();
     raise();
     activateWindow();
@@ -200,14 +205,6 @@ void Main::ShowAgain()
 void Main::SetNote(const QString &note)
 {
     ui_.statusbar->addPermanentWidget(new QLabel(note));
-}
-
-void Main::WarnUnwatched(bool charging)
-{
-    if (charging)
-        ui_.statusbar->showMessage(QStringLiteral("Attention : la carte charge sans surveillance"));
-    else
-        ui_.statusbar->clearMessage();
 }
 
 Task<void> Main::Send51On()

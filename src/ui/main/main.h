@@ -8,6 +8,7 @@
 #include "runs/dechargeur.h"
 #include "ui_main.h"
 
+#include <QLabel>
 #include <QMainWindow>
 
 /// The start window and hub: owns the serial port and the link, shows the connection, opens the mode windows.
@@ -55,7 +56,6 @@ private:
     void CD_DECONNECT_Click();
     void Mnuquitter_Click();
     void Failed(std::exception_ptr thrown);
-    void WarnUnwatched(bool charging);
 
     Ui::Main ui_;
     Com com_;
@@ -63,6 +63,7 @@ private:
     Timer timer2_;
     Codebas link_;
     Handlers connecting_;
+    QLabel *unwatched_ = new QLabel(QStringLiteral("Attention : la carte charge sans surveillance"), this);
     bool excused_ = false; ///< the focus comes back from a dialog or a menu: that is no activation
     bool showing_ = false; ///< the activation that goes with the first showing is still to come
     Chargeur chargeur_;

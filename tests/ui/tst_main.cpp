@@ -1,0 +1,828 @@
+#include "base/messages.h"
+#include "support/boxes.h"
+#include "support/coroutines.h"
+#include "support/scriptedboard.h"
+#include "ui/main/main.h"
+
+#include <QFile>
+#include <QMenu>
+#include <QPlainTextEdit>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QStatusTipEvent>
+#include <QtTest>
+
+#include <optional>
+
+namespace {
+const QString connectedText = QStringLiteral("Srl Connecté\nSlave Connecté.");
+const QString warning = QStringLiteral("Attention : la carte charge sans surveillance");
+
+/// All the bytes of a handshake that succeeds at its first attempt.
+QByteArray WholeHandshake()
+{
+    QByteArray sent = Bytes({85, 170, 27, 1});
+    for (const int command : {37, 38})
+        for (int address = 0; address < 16; ++address)
+            sent += Bytes({27, command, address});
+    return sent;
+}
+
+/// Something else that the user may turn to.
+struct OtherWindow : QWidget
+{
+    void Activate()
+    {
+        show();
+        activateWindow();
+    }
+};
+
+Task<void> Ask(Codebas *link, QByteArray request, Reply reply, QByteArray *answer)
+{
+    Task<QByteArray> exchange = link->Exchange(request, reply);
+    *answer = co_await exchange;
+}
+
+Task<void> Send51(Main *window, bool on, bool *done)
+{
+    Task<void> sent = on ? window->Send51On() : window->Send51Off();
+    co_await sent;
+    *done = true;
+}
+} // namespace
+
+class TestMain : public QObject
+{
+    Q_OBJECT
+
+private:
+    /// Puts the board where the program's port is.
+    void Plug(ScriptedBoard &board)
+    {
+        QFile::remove(Port());
+        QVERIFY(QFile::link(board.Port(), Port()));
+    }
+    void Unplug(ScriptedBoard &board)
+    {
+        QFile::remove(Port());
+        board.Unplug();
+    }
+    QString Port() const { return folder_.filePath(QStringLiteral("ttyBoard")); }
+
+    template <class T>
+    T *Control(const char *name)
+    {
+        T *control = window_->findChild<T *>(QString::fromLatin1(name));
+        if (!control)
+            qFatal("no control %s", name);
+        return control;
+    }
+    void Click(const char *button) { Control<QPushButton>(button)->click(); }
+    void Choose(const char *item) { Control<QAction>(item)->trigger(); }
+    QString Shown() { return Control<QPlainTextEdit>("TXT_Display")->toPlainText(); }
+    bool Connected() { return Shown() == connectedText && !Control<QWidget>("FRtemp")->isVisible(); }
+
+    /// Shows the window and lets it connect; what the board received is forgotten.
+    void LoadAndConnect()
+    {
+        board_->Healthy();
+        window_->Load();
+        QTRY_VERIFY(Connected());
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        QCOMPARE(board_->TakeReceived(), WholeHandshake());
+    }
+    /// The user looks at another window and comes back.
+    void TurnAwayAndBack()
+    {
+        OtherWindow other;
+        other.Activate();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), other.windowHandle());
+        window_->activateWindow();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+    }
+    /// Lets everything that is under way come to its end.
+    static void Settle() { QTest::qWait(100); }
+
+    QTemporaryDir folder_;
+    std::optional<ScriptedBoard> board_;
+    std::optional<Main> window_;
+
+private Q_SLOTS:
+    void init()
+    {
+        Timer::SetScale(10);
+        board_.emplace();
+        Plug(*board_);
+        window_.emplace();
+        window_->Port().SetPortName(Port());
+    }
+    void cleanup()
+    {
+        AnswerBoxes();
+        window_.reset();
+        board_.reset();
+        Timer::SetScale(1);
+    }
+
+    // ---- what there is
+
+    void Controls_data()
+    {
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("property");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("font");
+        const auto row = [](const char *name, const char *kind, const char *property, const char *text,
+                            const char *font = "") {
+            QTest::newRow(name) << kind << property << QString::fromUtf8(text) << font;
+        };
+        row("cb_chargeur", "QPushButton", "text", "Chargeur");
+        row("CbDechargeur", "QPushButton", "text", "Dechargeur");
+        row("CbCapa", "QPushButton", "text", "Mesure Bat.");
+        row("CbMoni", "QPushButton", "text", "Monitor");
+        row("Cb_Reglage", "QPushButton", "text", "Réglage");
+        row("Cb_Debug", "QPushButton", "text", "Acces Micro");
+        row("Cb_Reconnect", "QPushButton", "text", "Reconnection");
+        row("CD_DECONNECT", "QPushButton", "text", "Deconnection");
+        row("Cb_quitter", "QPushButton", "text", "Quitter");
+        row("TXT_Display", "QPlainTextEdit", "plainText", "Pas de connection\n ..Attente..\n", "Arial");
+        row("Info2", "QLabel", "text", "Info / Display", "Arial");
+        row("Info3", "QLabel", "text", "Séléction d'une action ", "Arial");
+        row("FRtemp", "QGroupBox", "title", "INFO", "Arial Black");
+        row("Lbinfo", "QLabel", "text", "Info", "Arial Black");
+        row("Prbar", "QProgressBar", "value", "0");
+        row("Mnufile", "QMenu", "title", "File");
+        row("MdCapa", "QAction", "text", "Mode Mesure Capacite");
+        row("MDdech", "QAction", "text", "Mode Dechargeur");
+        row("MnuChargeur", "QAction", "text", "Mode Chargeur");
+        row("MnuReglage", "QAction", "text", "Mode Reglage");
+        row("MnuMicro", "QAction", "text", "Debugging Micro");
+        row("MenuReset", "QAction", "text", "Reinitialisation serie");
+        row("Mnuquitter", "QAction", "text", "Quitter");
+    }
+    void Controls()
+    {
+        QFETCH(QString, kind);
+        QFETCH(QString, property);
+        QFETCH(QString, text);
+        QFETCH(QString, font);
+        const QObject *control = window_->findChild<QObject *>(QString::fromLatin1(QTest::currentDataTag()));
+        QVERIFY(control);
+        QCOMPARE(QString::fromLatin1(control->metaObject()->className()), kind);
+        QCOMPARE(control->property(qPrintable(property)).toString(), text);
+        if (!font.isEmpty())
+            QCOMPARE(control->property("font").value<QFont>().family(), font);
+    }
+
+    void TheWindowHasNoOtherControls()
+    {
+        QCOMPARE(window_->windowTitle(), QStringLiteral("Form1"));
+        QCOMPARE(window_->findChildren<QPushButton *>().size(), 9);
+        QStringList items;
+        for (const QAction *item : Control<QMenu>("Mnufile")->actions())
+            items.append(item->objectName());
+        QCOMPARE(items, QStringList({QStringLiteral("MdCapa"), QStringLiteral("MDdech"), QStringLiteral("MnuChargeur"),
+                                     QStringLiteral("MnuReglage"), QStringLiteral("MnuMicro"),
+                                     QStringLiteral("MenuReset"), QStringLiteral("Mnuquitter")}));
+        const auto *frame = Control<QWidget>("FRtemp");
+        QVERIFY(frame->isAncestorOf(Control<QWidget>("Prbar")));
+        QVERIFY(frame->isAncestorOf(Control<QWidget>("Lbinfo")));
+    }
+
+    void TheWindowOwnsTheTimersAndThePort()
+    {
+        Timer::SetScale(1);
+        window_.emplace();
+        QCOMPARE(window_->findChildren<Timer *>(Qt::FindDirectChildrenOnly).size(), 2);
+        QCOMPARE(Control<Timer>("Timer1")->interval(), 200);
+        QVERIFY(!Control<Timer>("Timer1")->Enabled());
+        QCOMPARE(Control<Timer>("Timer2")->interval(), 20);
+        QVERIFY(Control<Timer>("Timer2")->Enabled());
+        QCOMPARE(Control<Com>("Com"), &window_->Port());
+        QVERIFY(!window_->Port().PortOpen());
+        QTRY_COMPARE(window_->Link().Timer2Flg, quint8(1));
+    }
+
+    // ---- load and activation
+
+    void LoadingConfiguresThePortAndCentresTheWindow()
+    {
+        window_->Port().SetSettings(QStringLiteral("19200,e,7,2"));
+        window_->Port().SetInputLen(0);
+        window_->Link().LinkDropped = true;
+        window_->Link().ReconnectOnActivate = 0;
+        window_->Load();
+        QCOMPARE(window_->Port().Settings(), QStringLiteral("9600,n,8,1"));
+        QCOMPARE(window_->Port().InputMode(), 1);
+        QCOMPARE(window_->Port().InputLen(), 1);
+        QCOMPARE(window_->Link().LinkDropped, false);
+        QCOMPARE(window_->Link().ReconnectOnActivate, 1);
+        QVERIFY(window_->isVisible());
+        QVERIFY(!Control<QWidget>("FRtemp")->isVisible());
+        QVERIFY(!Control<QWidget>("Prbar")->isVisible());
+        const QPoint off = window_->geometry().center() - window_->screen()->availableGeometry().center();
+        QVERIFY2(qAbs(off.x()) <= 3 && qAbs(off.y()) <= 3, // but for its frame
+                 qPrintable(QStringLiteral("%1, %2 off").arg(off.x()).arg(off.y())));
+    }
+
+    void TheFirstShowingConnectsOnce()
+    {
+        board_->Healthy();
+        board_->master[9] = 2;
+        board_->slave[15] = 77;
+        window_->Load();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        QTRY_VERIFY(Connected());
+        Settle();
+        QCOMPARE(board_->Received(), WholeHandshake());
+        QCOMPARE(window_->Link().LinkState, 1);
+        QCOMPARE(int(window_->Link().MasterEeprom[9]), 2);
+        QCOMPARE(int(window_->Link().SlaveEeprom[15]), 77);
+        QCOMPARE(window_->Link().ReconnectOnActivate, 1);
+        QVERIFY(window_->Port().PortOpen());
+    }
+
+    void TheAttemptsAreShownAndTheWindowStaysAlive()
+    {
+        QStringList shown;
+        connect(Control<QPlainTextEdit>("TXT_Display"), &QPlainTextEdit::textChanged, &*window_,
+                [&] { shown.append(Shown()); });
+        window_->Load();
+        QTRY_VERIFY(shown.size() >= 3);
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(shown[i], QStringLiteral("Essais de Connection\n %1").arg(i));
+        Click("cb_chargeur");
+        QVERIFY(window_->ChargeWindow().isVisible());
+        board_->Healthy();
+        QTRY_VERIFY(Connected());
+    }
+
+    void TheLoadingIsShownWhileItLasts()
+    {
+        board_->Healthy();
+        int asked = 0;
+        board_->On(38, 1, [&asked](const QByteArray &) {
+            return ++asked <= 15 ? Bytes({27, 1, 0}) : QByteArray(); // the last one has to wait
+        });
+        window_->Load();
+        QTRY_COMPARE(asked, 16);
+        QVERIFY(Control<QWidget>("FRtemp")->isVisible());
+        QVERIFY(Control<QWidget>("Prbar")->isVisible());
+        QCOMPARE(Control<QProgressBar>("Prbar")->maximum(), 32);
+        QCOMPARE(Control<QProgressBar>("Prbar")->value(), 31);
+        QCOMPARE(Control<QLabel>("Lbinfo")->text(),
+                 QStringLiteral(" Chargement partiel EEproms   Main.Prbar.Visible = False "));
+        QCOMPARE(Shown(), connectedText);
+        board_->Send(Bytes({27, 1, 0}));
+        QTRY_VERIFY(!Control<QWidget>("FRtemp")->isVisible());
+        QVERIFY(!Control<QWidget>("Prbar")->isVisible());
+        QVERIFY(Control<QWidget>("Prbar")->isHidden());
+    }
+
+    void AnActivationConnectsWhileItIsAskedTo()
+    {
+        LoadAndConnect();
+        TurnAwayAndBack();
+        QTRY_COMPARE(board_->Received(), WholeHandshake());
+        QTRY_VERIFY(Connected());
+        Settle();
+        QCOMPARE(board_->TakeReceived(), WholeHandshake()); // once
+        TurnAwayAndBack();
+        QTRY_COMPARE(board_->Received(), WholeHandshake());
+        QCOMPARE(window_->Link().ReconnectOnActivate, 1);
+    }
+
+    void AnActivationOtherwiseReopensThePort()
+    {
+        LoadAndConnect();
+        window_->Link().ReconnectOnActivate = 0;
+        window_->Link().LinkDropped = true;
+        window_->Port().SetSettings(QStringLiteral("19200,n,8,1"));
+        board_->Send(Bytes({1, 2, 3}));
+        QTRY_COMPARE(window_->Port().InBufferCount(), 3);
+        TurnAwayAndBack();
+        QTRY_COMPARE(window_->Port().InBufferCount(), 0); // lost, as the port was closed
+        QVERIFY(window_->Port().PortOpen());
+        QCOMPARE(board_->Speed(), 9600);
+        QCOMPARE(window_->Link().LinkDropped, false);
+        Settle();
+        QCOMPARE(board_->Received(), QByteArray());
+        QCOMPARE(window_->Link().ReconnectOnActivate, 0);
+    }
+
+    void AMessageBoxThatClosesIsNoActivation()
+    {
+        LoadAndConnect();
+        messages::Show(&*window_, QMessageBox::Information, {}, QStringLiteral("texte"));
+        QCOMPARE(OpenBoxes().size(), 1);
+        QTRY_COMPARE(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
+        AnswerBoxes();
+        window_->activateWindow(); // which is what the window system does
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        Settle();
+        QCOMPARE(board_->Received(), QByteArray());
+        QCOMPARE(Shown(), connectedText);
+
+        // From the box to another window and from there to this one is one.
+        messages::Show(&*window_, QMessageBox::Information, {}, QStringLiteral("texte"));
+        QTRY_COMPARE(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
+        TurnAwayAndBack();
+        QTRY_COMPARE(board_->Received(), WholeHandshake());
+    }
+
+    void AMenuThatClosesIsNoActivation()
+    {
+        LoadAndConnect();
+        auto *menu = Control<QMenu>("Mnufile");
+        menu->popup(window_->pos());
+        QTRY_VERIFY(menu->isVisible());
+        Settle();
+        menu->close();
+        window_->activateWindow();
+        Settle();
+        QCOMPARE(board_->Received(), QByteArray());
+    }
+
+    void AnActivationDoesNotEndTheSupervisionOfARun_data()
+    {
+        QTest::addColumn<int>("reconnectOnActivate");
+        QTest::addColumn<QByteArray>("between");
+        QTest::newRow("port reopened") << 0 << QByteArray();
+        QTest::newRow("connected anew") << 1 << WholeHandshake();
+    }
+    void AnActivationDoesNotEndTheSupervisionOfARun()
+    {
+        QFETCH(int, reconnectOnActivate);
+        QFETCH(QByteArray, between);
+        LoadAndConnect();
+        window_->Link().ReconnectOnActivate = reconnectOnActivate;
+        board_->SetSilent(true);
+        QByteArray answer;
+        Runner runner;
+        runner.Start(Ask(&window_->Link(), Request(13), Reply::Framed(2), &answer));
+        QTRY_COMPARE(board_->Received(), Bytes({27, 13}));
+        board_->SetSilent(false);
+        board_->channel[13] = 522;
+        TurnAwayAndBack();
+        QTRY_VERIFY(runner.Idle());
+        QVERIFY(runner.ThrewNothing());
+        QCOMPARE(answer, Bytes({2, 10, 0}));
+        QCOMPARE(board_->Received(), Bytes({27, 13}) + between + Bytes({27, 13}));
+    }
+
+    void AnActivationInTheMiddleOfAReconnectionDoesNotLoseIt()
+    {
+        LoadAndConnect();
+        window_->Link().ReconnectOnActivate = 0;
+        board_->greet = [](quint8 greeting) { return greeting == 85 ? Bytes({27}) : QByteArray(); };
+        Click("Cb_Reconnect");
+        QTRY_COMPARE(board_->Received(), Bytes({85, 170}));
+        TurnAwayAndBack();
+        board_->Healthy();
+        QTRY_VERIFY(Connected());
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    // ---- connecting and disconnecting
+
+    void ReconnectionConnects_data()
+    {
+        QTest::addColumn<bool>("open");
+        QTest::newRow("port open") << true;
+        QTest::newRow("port closed") << false;
+    }
+    void ReconnectionConnects()
+    {
+        QFETCH(bool, open);
+        LoadAndConnect();
+        if (!open)
+            window_->Link().ClosePort();
+        window_->Link().LinkDropped = true;
+        Click("Cb_Reconnect");
+        QVERIFY(window_->Port().PortOpen());
+        QTRY_COMPARE(window_->Link().ReconnectOnActivate, 0);
+        QCOMPARE(board_->TakeReceived(), WholeHandshake());
+        QCOMPARE(window_->Link().LinkDropped, false);
+        QVERIFY(Connected());
+        TurnAwayAndBack(); // and no handshake from now on
+        Settle();
+        QCOMPARE(board_->Received(), QByteArray());
+    }
+
+    void ReconnectionReplacesTheConnectionUnderWay()
+    {
+        QSignalSpy shown(&window_->Link(), &Codebas::Display);
+        window_->Load();
+        QTRY_VERIFY(shown.count() >= 4);
+        shown.clear();
+        Click("Cb_Reconnect");
+        QTRY_VERIFY(!shown.isEmpty());
+        QCOMPARE(shown.constFirst().constFirst().toString(), QStringLiteral("Essais de Connection\r\n 0"));
+        board_->Healthy();
+        QTRY_VERIFY(Connected());
+        QTRY_COMPARE(window_->Link().ReconnectOnActivate, 0);
+        board_->TakeReceived();
+        Settle();
+        QCOMPARE(board_->Received(), QByteArray()); // there is no second one behind it
+    }
+
+    void DisconnectionTellsTheBoard_data()
+    {
+        QTest::addColumn<bool>("open");
+        QTest::newRow("port open") << true;
+        QTest::newRow("port closed") << false;
+    }
+    void DisconnectionTellsTheBoard()
+    {
+        QFETCH(bool, open);
+        LoadAndConnect();
+        if (!open)
+            window_->Link().ClosePort();
+        window_->Link().ReconnectOnActivate = 0;
+        Click("CD_DECONNECT");
+        QCOMPARE(Shown(), QStringLiteral("Déconnecté"));
+        QVERIFY(!window_->Port().PortOpen());
+        QCOMPARE(window_->Link().ReconnectOnActivate, 1);
+        QCOMPARE(window_->Link().LinkDropped, true);
+        QTRY_COMPARE(board_->Received(), Bytes({27, 3}));
+    }
+
+    void AfterADisconnectionAnActivationConnects()
+    {
+        LoadAndConnect();
+        Click("Cb_Reconnect");
+        QTRY_COMPARE(window_->Link().ReconnectOnActivate, 0);
+        Click("CD_DECONNECT");
+        QTRY_VERIFY(board_->Received().endsWith(Bytes({27, 3})));
+        board_->TakeReceived();
+        TurnAwayAndBack();
+        QTRY_COMPARE(board_->Received(), WholeHandshake());
+        QTRY_VERIFY(Connected());
+    }
+
+    void DisconnectionEndsTheConnectionUnderWay_data()
+    {
+        QTest::addColumn<int>("answered"); // which of the greeting's steps the board answers
+        QTest::newRow("nothing answered") << 0;
+        QTest::newRow("in the wait for the second answer") << 1;
+    }
+    void DisconnectionEndsTheConnectionUnderWay()
+    {
+        QFETCH(int, answered);
+        board_->greet = [&](quint8 greeting) { return greeting == 85 && answered == 1 ? Bytes({27}) : QByteArray(); };
+        window_->Load();
+        QTRY_VERIFY(board_->Received().contains(char(answered == 1 ? 170 : 85)));
+        Click("CD_DECONNECT");
+        QVERIFY(!Control<Timer>("Timer1")->Enabled());
+        QTRY_VERIFY(board_->Received().endsWith(Bytes({27, 3})));
+        board_->Healthy();
+        Settle();
+        QVERIFY(board_->Received().endsWith(Bytes({27, 3})));
+        QCOMPARE(Shown(), QStringLiteral("Déconnecté"));
+        QVERIFY(!window_->Port().PortOpen());
+        QCOMPARE(window_->Link().AbortWait, quint8(0));
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    void DisconnectionWorksWithoutAPort()
+    {
+        LoadAndConnect();
+        window_->Link().ClosePort();
+        window_->Port().SetPortName(QStringLiteral("/dev/ttyNotThere"));
+        Click("CD_DECONNECT");
+        QCOMPARE(Shown(), QStringLiteral("Déconnecté"));
+        QCOMPARE(window_->Link().ReconnectOnActivate, 1);
+        QCOMPARE(OpenBoxes().size(), 1);
+        QVERIFY(OpenBoxes().constFirst()->text().contains(QStringLiteral("/dev/ttyNotThere")));
+    }
+
+    void SendingAfterADisconnectionIsRefused()
+    {
+        LoadAndConnect();
+        Click("CD_DECONNECT");
+        Runner runner;
+        bool done = false;
+        runner.Start(Send51(&*window_, true, &done));
+        QVERIFY(runner.Threw<PortClosed>());
+        QVERIFY(!done);
+    }
+
+    void APortThatCannotBeOpenedIsSaidOnce()
+    {
+        QSignalSpy failed(&*window_, &Main::ConnectionFailed);
+        window_->Port().SetPortName(QStringLiteral("/dev/ttyNotThere"));
+        window_->Load();
+        QTRY_COMPARE(OpenBoxes().size(), 1);
+        const QString text = OpenBoxes().constFirst()->text();
+        QVERIFY2(text.contains(QStringLiteral("/dev/ttyNotThere")), qPrintable(text));
+        QCOMPARE(failed.count(), 1);
+        QTRY_COMPARE(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
+        AnswerBoxes();
+        window_->activateWindow(); // which is what the window system does
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        Settle();
+        QVERIFY(OpenBoxes().isEmpty()); // seeing it was no activation
+
+        Click("Cb_Reconnect"); // still not there
+        QTRY_COMPARE(OpenBoxes().size(), 1);
+        AnswerBoxes();
+        QCOMPARE(failed.count(), 2);
+        QCOMPARE(window_->Link().ReconnectOnActivate, 1);
+
+        board_->Healthy();
+        window_->Port().SetPortName(Port()); // there at last
+        Click("Cb_Reconnect");
+        QTRY_VERIFY(Connected());
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    void APortThatCannotBeReopenedIsSaid()
+    {
+        LoadAndConnect();
+        window_->Link().ReconnectOnActivate = 0;
+        window_->Port().SetPortName(QStringLiteral("/dev/ttyNotThere"));
+        OtherWindow other;
+        other.Activate();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), other.windowHandle());
+        window_->activateWindow();
+        QTRY_COMPARE(OpenBoxes().size(), 1);
+        QVERIFY(OpenBoxes().constFirst()->text().contains(QStringLiteral("/dev/ttyNotThere")));
+        QVERIFY(!window_->Port().PortOpen());
+    }
+
+    void AnUnpluggedLineIsSaidOnceAndComesBack()
+    {
+        LoadAndConnect();
+        board_->SetSilent(true);
+        QByteArray answer;
+        Runner runner;
+        runner.Start(Ask(&window_->Link(), Request(13), Reply::Framed(2), &answer));
+        QTRY_COMPARE(board_->Received(), Bytes({27, 13}));
+        Unplug(*board_);
+        QTRY_COMPARE(OpenBoxes().size(), 1);
+        const QString text = OpenBoxes().constFirst()->text();
+        QVERIFY2(text.startsWith(QStringLiteral("La liaison avec %1 est coupée : ").arg(Port())), qPrintable(text));
+        QTRY_COMPARE(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
+        AnswerBoxes();
+        Settle();
+        QVERIFY(OpenBoxes().isEmpty());
+        QVERIFY(runner.ThrewNothing());
+
+        ScriptedBoard again;
+        again.Healthy();
+        again.channel[13] = 522;
+        Plug(again);
+        QTRY_VERIFY(runner.Idle());
+        QVERIFY(runner.ThrewNothing());
+        QCOMPARE(answer, Bytes({2, 10, 0}));
+        QCOMPARE(again.Received(), Bytes({27, 13}));
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    void AnActivationLeavesAnUnpluggedLineAlone()
+    {
+        LoadAndConnect();
+        board_->SetSilent(true);
+        QByteArray answer;
+        Runner runner;
+        runner.Start(Ask(&window_->Link(), Request(13), Reply::Framed(2), &answer));
+        QTRY_COMPARE(board_->Received(), Bytes({27, 13}));
+        Unplug(*board_);
+        QTRY_COMPARE(OpenBoxes().size(), 1);
+        AnswerBoxes();
+        TurnAwayAndBack();
+        Settle();
+        QVERIFY(OpenBoxes().isEmpty()); // it was said
+        QVERIFY(window_->Port().Lost());
+
+        ScriptedBoard again;
+        again.Healthy();
+        again.channel[13] = 522;
+        Plug(again);
+        QTRY_VERIFY(runner.Idle());
+        QVERIFY(runner.ThrewNothing());
+        QCOMPARE(answer, Bytes({2, 10, 0}));
+    }
+
+    // ---- the other windows
+
+    void ModeButtonsOpenTheirWindows_data()
+    {
+        QTest::addColumn<QByteArray>("button");
+        QTest::addColumn<QByteArray>("item");
+        QTest::addColumn<QString>("mode");
+        QTest::newRow("charge") << QByteArray("cb_chargeur") << QByteArray("MnuChargeur") << "Chargeur";
+        QTest::newRow("discharge") << QByteArray("CbDechargeur") << QByteArray("MDdech") << "Dechargeur";
+        QTest::newRow("capacity") << QByteArray("CbCapa") << QByteArray("MdCapa") << "MesCapa";
+    }
+    void ModeButtonsOpenTheirWindows()
+    {
+        QFETCH(QByteArray, button);
+        QFETCH(QByteArray, item);
+        QFETCH(QString, mode);
+        const auto open = [&mode]() -> QWidget * {
+            for (QWidget *widget : QApplication::topLevelWidgets())
+                if (widget->objectName() == mode && widget->isVisible())
+                    return widget;
+            return nullptr;
+        };
+        LoadAndConnect();
+        window_->move(40, 30);
+        QVERIFY(!open());
+        Click(button.constData());
+        QVERIFY(open());
+        QVERIFY(!open()->isModal());
+        QCOMPARE(window_->Link().MainLeft, float(window_->x()));
+        QCOMPARE(window_->Link().MainTop, float(window_->y()));
+        QTRY_COMPARE(QGuiApplication::focusWindow(), open()->windowHandle());
+
+        QWidget *former = open();
+        if (window_->isVisible()) { // an open one is raised
+            TurnAwayAndBack();
+            window_->move(50, 20);
+            Click(button.constData());
+            QCOMPARE(open(), former);
+            QTRY_COMPARE(QGuiApplication::focusWindow(), former->windowHandle());
+            QCOMPARE(window_->Link().MainLeft, float(window_->x()));
+            QCOMPARE(window_->Link().MainTop, float(window_->y()));
+        }
+        former->close();
+        QTRY_VERIFY(!open());
+        QTRY_VERIFY(window_->isVisible());
+
+        window_->move(60, 10);
+        Choose(item.constData());
+        QVERIFY(open());
+        QCOMPARE(window_->Link().MainLeft, float(window_->x()));
+    }
+
+    void ModeButtonsSendNothing_data()
+    {
+        QTest::addColumn<QByteArray>("button");
+        for (const char *button : {"cb_chargeur", "CbDechargeur", "CbMoni", "Cb_Reglage", "Cb_Debug"})
+            QTest::newRow(button) << QByteArray(button);
+    }
+    void ModeButtonsSendNothing()
+    {
+        QFETCH(QByteArray, button);
+        LoadAndConnect();
+        Click(button.constData());
+        Settle();
+        QCOMPARE(board_->Received(), QByteArray());
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    void ButtonsOfWindowsThatDoNotExistYetDoNothing()
+    {
+        LoadAndConnect();
+        const auto visible = [] {
+            return std::ranges::count_if(QApplication::topLevelWidgets(),
+                                         [](const QWidget *widget) { return widget->isVisible(); });
+        };
+        const auto before = visible();
+        for (const char *button : {"CbMoni", "Cb_Reglage", "Cb_Debug"})
+            Click(button);
+        for (const char *item : {"MnuReglage", "MnuMicro"})
+            Choose(item);
+        Settle();
+        QCOMPARE(visible(), before);
+        QCOMPARE(board_->Received(), QByteArray());
+        QCOMPARE(Shown(), connectedText);
+    }
+
+    void MenuResetDoesNothing()
+    {
+        LoadAndConnect();
+        window_->Link().ReconnectOnActivate = 0;
+        Choose("MenuReset");
+        Settle();
+        QCOMPARE(board_->Received(), QByteArray());
+        QCOMPARE(Shown(), connectedText);
+        QVERIFY(window_->Port().PortOpen());
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    void AWindowThatReturnsShowsThisOneAgain()
+    {
+        LoadAndConnect();
+        window_->Link().ReconnectOnActivate = 0;
+        Click("cb_chargeur");
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->ChargeWindow().windowHandle());
+        window_->showMinimized();
+        window_->ChargeWindow().activateWindow();
+        window_->ChargeWindow().close();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        QVERIFY(window_->isVisible());
+        QVERIFY(!window_->isMinimized());
+    }
+
+    void Switch51IsSentAndAnswered_data()
+    {
+        QTest::addColumn<bool>("on");
+        QTest::newRow("on") << true;
+        QTest::newRow("off") << false;
+    }
+    void Switch51IsSentAndAnswered()
+    {
+        QFETCH(bool, on);
+        LoadAndConnect();
+        board_->SetSilent(true);
+        bool done = false;
+        Runner runner;
+        runner.Start(Send51(&*window_, on, &done));
+        QTRY_COMPARE(board_->Received(), Bytes({27, 51, on ? 1 : 0}));
+        QVERIFY(!done);
+        board_->Send(Bytes({200})); // whatever it says
+        QTRY_VERIFY(done);
+    }
+
+    // ---- the warning
+
+    void AChargeThatNobodyWatchesIsWarnedOf_data()
+    {
+        QTest::addColumn<QByteArray>("until");
+        for (const char *until : {"start", "stop", "discharge started", "discharge stopped", "connection"})
+            QTest::newRow(until) << QByteArray(until);
+    }
+    void AChargeThatNobodyWatchesIsWarnedOf()
+    {
+        QFETCH(QByteArray, until);
+        LoadAndConnect();
+        QVERIFY(!Warned());
+        Q_EMIT window_->ChargeWindow().LeftCharging();
+        QVERIFY(Warned());
+        // A menu that the mouse passes over speaks in the status bar too, be it only to say nothing.
+        QStatusTipEvent nothing{QString()};
+        QCoreApplication::sendEvent(&*window_, &nothing);
+        QVERIFY(Warned());
+        window_->Link().ReconnectOnActivate = 0;
+        TurnAwayAndBack();
+        Settle();
+        QVERIFY(Warned()); // reopening the port is no connection
+
+        if (until == "start")
+            Q_EMIT window_->ChargeWindow().Started();
+        else if (until == "stop")
+            Q_EMIT window_->ChargeWindow().Stopped();
+        else if (until == "discharge started")
+            Q_EMIT window_->DischargeWindow().Started();
+        else if (until == "discharge stopped")
+            Q_EMIT window_->DischargeWindow().Stopped();
+        else
+            Click("Cb_Reconnect");
+        QTRY_VERIFY(!Warned());
+    }
+
+private:
+    /// Whether the status bar shows the warning to a person who looks at it.
+    bool Warned()
+    {
+        const auto *bar = Control<QStatusBar>("statusbar");
+        if (bar->currentMessage() == warning)
+            return bar->isVisible();
+        return std::ranges::any_of(bar->findChildren<QLabel *>(),
+                                   [](const QLabel *label) { return label->isVisible() && label->text() == warning; });
+    }
+
+private Q_SLOTS:
+    // ---- the end
+
+    void WaysOut_data()
+    {
+        QTest::addColumn<QByteArray>("way");
+        for (const char *way : {"button", "menu", "close box"})
+            QTest::newRow(way) << QByteArray(way);
+    }
+    void WaysOut()
+    {
+        QFETCH(QByteArray, way);
+        LoadAndConnect();
+        QTimer::singleShot(0, &*window_, [&] {
+            if (way == "button")
+                Click("Cb_quitter");
+            else if (way == "menu")
+                Choose("Mnuquitter");
+            else
+                window_->close();
+        });
+        QCOMPARE(QCoreApplication::exec(), 0);
+        window_.reset(); // as the program does at its end
+        Settle();
+        QCOMPARE(board_->Received(), QByteArray());
+    }
+
+    void QuittingInTheMiddleOfEverythingIsClean()
+    {
+        window_->Load();
+        QTRY_VERIFY(board_->Received().contains(char(85)));
+        Click("cb_chargeur");
+        window_.reset(); // a sanitizer sees what is left over
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+};
+
+QTEST_MAIN(TestMain)
+#include "tst_main.moc"

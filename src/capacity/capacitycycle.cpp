@@ -241,9 +241,9 @@ Task<qint16> MesCapa::MeasureResistance(RunPtr run)
     const Reply unclearedFrame{.until = quint8(27), .length = 3, .clearFirst = false};
     const QString state = ui_.LbEtat->text();
     ShowState(QStringLiteral("Mesure Resistance"));
-    tick_.Clear();
     co_await WriteOf(run, DischargeSetting, measureSetting);
     co_await Outputs(run, discharge);
+    tick_.Clear();
     timerchargeur_.SetInterval(shortTickMs);
     co_await WaitTick(run, NoRefresh);
     const int loaded = co_await ReadCount(run, BatteryVoltage, unclearedFrame);

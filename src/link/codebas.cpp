@@ -182,22 +182,49 @@ Task<QByteArray> Codebas::Exchange(QByteArray request, Reply reply, std::functio
         if (wanted && !wanted())
             co_return QByteArray();
         try {
-            for (const char byte : request)
-                SendByte(static_cast<quint8>(byte));
-            if (reply.until) {
-                if (reply.clearFirst)
-                    RxByte = 0;
-                while (RxByte != *reply.until)
-                    co_await ReceiveByte();
-            }
-            QByteArray data;
-            while (data.size() < reply.length) {
-                co_await ReceiveByte();
-                data.append(static_cast<char>(RxByte));
-            }
+            Task<QByteArray> conversation = Converse(request, reply);
+            const QByteArray data = co_await conversation;
             co_return data;
         } catch (const LineCut &) {
             continue; // again from the escape byte, when the line is back
         }
     }
+}
+
+Task<QByteArray> Codebas::Exchange(std::function<QByteArray()> request, Reply reply, Line::Overtaking overtaking)
+{
+    std::optional<QByteArray> made;
+    for (;;) {
+        const Line::Turn turn = co_await line.Begin(overtaking);
+        if (!made)
+            made = request();
+        if (made->isEmpty())
+            co_return QByteArray();
+        try {
+            Task<QByteArray> conversation = Converse(*made, reply);
+            const QByteArray data = co_await conversation;
+            co_return data;
+        } catch (const LineCut &) {
+            continue;
+        }
+    }
+}
+
+/// Sends a request on the line that is ours and reads its reply.
+Task<QByteArray> Codebas::Converse(QByteArray request, Reply reply)
+{
+    for (const char byte : request)
+        SendByte(static_cast<quint8>(byte));
+    if (reply.until) {
+        if (reply.clearFirst)
+            RxByte = 0;
+        while (RxByte != *reply.until)
+            co_await ReceiveByte();
+    }
+    QByteArray data;
+    while (data.size() < reply.length) {
+        co_await ReceiveByte();
+        data.append(static_cast<char>(RxByte));
+    }
+    co_return data;
 }

@@ -127,6 +127,10 @@ public:
     Task<QByteArray> Exchange(QByteArray request, Reply reply, std::function<bool()> wanted = {},
                               Line::Overtaking overtaking = Line::Overtaking::Allowed);
 
+    /// The same with a request that is made when the line is ours, once; an empty one calls the exchange off.
+    Task<QByteArray> Exchange(std::function<QByteArray()> request, Reply reply,
+                              Line::Overtaking overtaking = Line::Overtaking::Allowed);
+
     /// Opens the port if need be, greets the board until it answers (without end), reports on its I2C link and loads
     /// bytes 0 to 15 of both on-chip EEPROMs. Throws PortError.
     Task<void> ConnectBoard();
@@ -145,6 +149,7 @@ private:
     friend class ByteAwaiter;
     class Greeting;
 
+    Task<QByteArray> Converse(QByteArray request, Reply reply);
     bool TakeByte(ByteAwaiter &awaiter);
     ByteAwaiter *Reader() const;
     void ReadOne();

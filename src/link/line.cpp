@@ -121,6 +121,14 @@ HandlerNumber Line::Reader() const
     return underWay_.empty() ? 0 : underWay_.back().handler;
 }
 
+void Line::AllowOvertaking(HandlerNumber handler)
+{
+    for (Exchange &exchange : underWay_)
+        if (exchange.handler == handler)
+            exchange.overtaking = Overtaking::Allowed;
+    DecideSoon();
+}
+
 void Line::Heard()
 {
     if (!underWay_.empty())

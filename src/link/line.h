@@ -93,6 +93,9 @@ public:
     /// The handler whose exchange is under way and gets the bytes that arrive; 0 when there is none.
     HandlerNumber Reader() const;
 
+    /// The exchange that this handler has begun, if it is under way, may be overtaken from now on.
+    void AllowOvertaking(HandlerNumber handler);
+
     /// A byte arrived for the exchange under way: its silence begins anew.
     void Heard();
 

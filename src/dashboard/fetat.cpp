@@ -1,0 +1,492 @@
+#include "fetat.h"
+
+#include "base/messages.h"
+#include "base/number.h"
+#include "runs/measurement.h"
+
+#include <QCloseEvent>
+
+namespace {
+constexpr int refreshMs = 1000;
+constexpr int firstFrequency = 40;
+
+/// Commands that only this window uses, beside the channels and registers of the runs.
+enum Command : quint8
+{
+    Opening = 0,
+    InverterState = 8,
+    BatteryTemperature = 9,
+    Led = 23,
+    Beep = 24,
+    Fan = 25,
+    SixthButtonPort = 26,
+    OutputPort = 28,
+    SwitchPort = 31,
+    Clock = 41,
+    Booster = 51
+};
+
+const QColor green(0, 255, 0);
+const QColor red(255, 0, 0);
+const QColor unknown(128, 128, 128);
+
+void Paint(QLabel *indicator, const QColor &colour)
+{
+    QPalette palette = indicator->palette();
+    palette.setColor(QPalette::Window, colour);
+    indicator->setPalette(palette);
+}
+
+/// An output is red while its bit is set. Gives the bit.
+int ShowOutput(QLabel *indicator, quint8 port, quint8 mask)
+{
+    const bool set = (port & mask) != 0;
+    Paint(indicator, set ? red : green);
+    return set ? 1 : 0;
+}
+
+void ShowValue(QLabel *label, double value, const QString &unit = {})
+{
+    label->setText(number::Str(value) + unit);
+}
+
+/// A current setting; without a scale from the board the setting stands alone.
+void ShowSetting(QLineEdit *box, int value, quint8 scale)
+{
+    QString text = number::Str(value);
+    if (scale != 0)
+        text += QStringLiteral(" <=> ") + number::Str(measurement::CurrentSettingAmps(value, scale));
+    box->setText(text);
+}
+} // namespace
+
+/// Keeps TmrEtat disabled. With automatic refresh on it is enabled again once the last of overlapping handlers is done.
+class FEtat::Hold
+{
+public:
+    explicit Hold(FEtat &window) : window_(window)
+    {
+        ++window_.holds_;
+        window_.tmrEtat_.SetEnabled(false);
+    }
+    Hold(const Hold &) = delete;
+    Hold &operator=(const Hold &) = delete;
+    ~Hold()
+    {
+        if (--window_.holds_ == 0 && window_.Autoon == 1)
+            window_.tmrEtat_.SetEnabled(true);
+    }
+
+private:
+    FEtat &window_;
+};
+
+/// One refresh: REF is 1 while it lasts.
+class FEtat::Pass
+{
+public:
+    explicit Pass(FEtat &window) : window_(window), opening_(window.opening_) { window_.REF = 1; }
+    Pass(const Pass &) = delete;
+    Pass &operator=(const Pass &) = delete;
+    ~Pass()
+    {
+        if (opening_ != window_.opening_)
+            return;
+        window_.REF = 0;
+        // Later: those who wait must not run in the middle of the refresh that ends.
+        FEtat *window = &window_;
+        QMetaObject::invokeMethod(window, [window] { window->passOver_.Wake(); }, Qt::QueuedConnection);
+    }
+
+private:
+    FEtat &window_;
+    int opening_;
+};
+
+FEtat::FEtat(Codebas &link)
+    : Window(QStringLiteral("FEtat")), link_(link), tmrEtat_(QStringLiteral("TmrEtat"), refreshMs, this)
+{
+    ui_.setupUi(this);
+    for (QLabel *label : {ui_.Label2, ui_.Label4, ui_.Label12}) { // nothing moves when they appear
+        QSizePolicy policy = label->sizePolicy();
+        policy.setRetainSizeWhenHidden(true);
+        label->setSizePolicy(policy);
+    }
+    RememberDesign();
+    connect(&tmrEtat_, &QTimer::timeout, this, [this] { Start(TmrEtat_Timer()); });
+    OnClick(ui_.Cbcutch, &FEtat::Cbcutch_Click);
+    OnClick(ui_.CbCutdech, &FEtat::CbCutdech_Click);
+    OnClick(ui_.CbCutpwr, &FEtat::CbCutpwr_Click);
+    OnClick(ui_.Cbgndbat, &FEtat::Cbgndbat_Click);
+    OnClick(ui_.CbLed, &FEtat::CbLed_Click);
+    OnClick(ui_.Cbventillo, &FEtat::Cbventillo_Click);
+    OnClick(ui_.CbCutDBl, &FEtat::CbCutDBl_Click);
+    OnClick(ui_.CbBeep, &FEtat::CbBeep_Click);
+    OnClick(ui_.CBmanuel, &FEtat::CBmanuel_Click);
+    connect(ui_.CBAUTO, &QPushButton::clicked, this, &FEtat::CBAUTO_Click);
+    connect(ui_.CBfermeretat, &QPushButton::clicked, this, &FEtat::CBfermeretat_Click);
+    connect(ui_.Check1, &QCheckBox::toggled, this, &FEtat::Check1_Click);
+    const auto onMove = [this](QSlider *slider, Task<void> (FEtat::*handler)(int)) {
+        connect(slider, &QSlider::valueChanged, this, [this, handler](int value) { Start((this->*handler)(value)); });
+    };
+    onMove(ui_.Slider1, &FEtat::Slider1_Change);
+    onMove(ui_.Slider2, &FEtat::Slider2_Change);
+    onMove(ui_.Slider3, &FEtat::Slider3_Change);
+    onMove(ui_.Slider4, &FEtat::Slider4_Change);
+    onMove(ui_.SliderPWMFreq, &FEtat::SliderPWMFreq_Change);
+    onMove(ui_.SliderPWMDelta, &FEtat::SliderPWMDelta_Change);
+}
+
+FEtat::~FEtat()
+{
+    Leave();
+    DropHandlers(); // while all that they use is still there
+}
+
+void FEtat::Load()
+{
+    adjustSize();
+    move(static_cast<int>(link_.MainLeft), static_cast<int>(link_.MainTop));
+    tmrEtat_.SetInterval(refreshMs);
+    tmrEtat_.SetEnabled(false);
+    ++opening_;
+    REF = Autoon = 0;
+    CutVdbl = boost = CutPower = Cutchrg = Cutdech = Cutventilo = Gndbat = LedState = 0;
+    PotFreq = firstFrequency;
+    PotDelta = 0;
+    portClosedSaid_ = false;
+    for (QLabel *indicator : {ui_.Label5, ui_.Label3, ui_.Label21, ui_.Label20, ui_.Label19, ui_.Label18, ui_.Label17,
+                              ui_.Label6, ui_.Label7, ui_.Label8, ui_.Label9, ui_.Label10, ui_.Label11})
+        Paint(indicator, unknown);
+    ShowBooster(false);
+    Start(Form_Load());
+}
+
+Task<void> FEtat::Form_Load()
+{
+    const measurement::Wanted wanted = [this, opening = opening_] { return opening == opening_; };
+    Task<QByteArray> exchange = link_.Exchange(Request(Opening), Reply::Stored(), wanted);
+    co_await exchange;
+}
+
+/// Nothing of this opening of the window re-arms the timer, goes on refreshing or waits for a refresh.
+void FEtat::Leave()
+{
+    tmrEtat_.SetEnabled(false);
+    Autoon = 0;
+    REF = 0;
+    ++opening_;
+    link_.line.AllowOvertaking(std::exchange(refresher_, 0)); // nobody waits for what a silent board owes it
+    QMetaObject::invokeMethod(this, [this] { passOver_.Wake(); }, Qt::QueuedConnection);
+}
+
+void FEtat::closeEvent(QCloseEvent *event)
+{
+    Leave();
+    event->accept();
+}
+
+void FEtat::CBfermeretat_Click()
+{
+    close();
+}
+
+void FEtat::Failed(const Error &error)
+{
+    if (dynamic_cast<const PortClosed *>(&error)) {
+        Window::Failed(error);
+        return;
+    }
+    Leave();
+    DropHandlers();
+    centralWidget()->setEnabled(false);
+    messages::ShowAndEnd(this, windowTitle(), error.Text());
+}
+
+// ---- outputs
+
+Task<void> FEtat::Toggle(Output output)
+{
+    const Hold hold(*this);
+    while (REF == 1)
+        co_await passOver_;
+    // The state is looked at when the line is ours, so that presses that follow each other fast take turns.
+    const std::function<QByteArray()> press = [this, output] {
+        const Change &change = *output.state == 1 ? output.from1 : output.from0;
+        *output.state = *output.state == 1 ? 0 : 1;
+        Paint(output.indicator, change.colour);
+        if (output.command != Booster)
+            return Request(output.command, change.sent);
+        boost = CutVdbl;
+        return THardware == 1 ? BoosterRequest(change.sent) : Request(Booster, change.sent);
+    };
+    Task<QByteArray> exchange = link_.Exchange(press, Reply::Acknowledge());
+    co_await exchange;
+}
+
+Task<void> FEtat::Cbcutch_Click()
+{
+    return Toggle({measurement::CutCharge, &Cutchrg, ui_.Label21, {1, green}, {0, red}});
+}
+
+Task<void> FEtat::CbCutdech_Click()
+{
+    return Toggle({measurement::CutDischarge, &Cutdech, ui_.Label20, {1, green}, {0, red}});
+}
+
+Task<void> FEtat::CbCutpwr_Click()
+{
+    return Toggle({measurement::CutPower, &CutPower, ui_.Label3, {1, green}, {0, red}});
+}
+
+Task<void> FEtat::Cbgndbat_Click()
+{
+    return Toggle({measurement::GroundBattery, &Gndbat, ui_.Label5, {1, red}, {0, green}});
+}
+
+Task<void> FEtat::CbLed_Click()
+{
+    return Toggle({Led, &LedState, ui_.Label17, {0, green}, {1, red}});
+}
+
+Task<void> FEtat::Cbventillo_Click()
+{
+    return Toggle({Fan, &Cutventilo, ui_.Label19, {0, green}, {1, red}});
+}
+
+Task<void> FEtat::CbCutDBl_Click()
+{
+    return Toggle({Booster, &CutVdbl, ui_.Label18, {1, red}, {0, green}});
+}
+
+Task<void> FEtat::CbBeep_Click()
+{
+    constexpr quint8 length = 10;
+    while (REF == 1) // like the others: nothing goes between the readings of a refresh
+        co_await passOver_;
+    Task<QByteArray> exchange = link_.Exchange(Request(Beep, length), Reply::Acknowledge());
+    co_await exchange;
+}
+
+// ---- booster and settings
+
+void FEtat::Check1_Click()
+{
+    ShowBooster(ui_.Check1->isChecked());
+}
+
+void FEtat::ShowBooster(bool selected)
+{
+    THardware = selected ? 1 : 0;
+    ui_.SliderPWMFreq->setEnabled(selected);
+    ui_.SliderPWMDelta->setEnabled(selected);
+    for (QLabel *label : {ui_.Label12, ui_.Label2, ui_.Label4})
+        label->setVisible(selected);
+    ui_.CbCutDBl->setText(selected ? QStringLiteral("BOOSTER") : QStringLiteral("CUT VDBL"));
+}
+
+/// Command 51 as boards with a booster take it: the width goes high byte first.
+QByteArray FEtat::BoosterRequest(quint8 cut) const
+{
+    return Request(Booster, cut, PotFreq, PotDelta / 256, PotDelta % 256);
+}
+
+/// While the line is busy moves pile up, and the last one goes first: those before it are void then.
+Task<void> FEtat::SendSlider(QSlider *slider, std::function<QByteArray()> request)
+{
+    const int move = ++moves_[slider];
+    const Hold hold(*this);
+    while (REF == 1)
+        co_await passOver_;
+    const std::function<QByteArray()> newest = [this, slider, move, request] {
+        return move == moves_[slider] ? request() : QByteArray();
+    };
+    Task<QByteArray> exchange = link_.Exchange(newest, Reply::Acknowledge());
+    co_await exchange;
+}
+
+Task<void> FEtat::Slider1_Change(int value)
+{
+    ShowSetting(ui_.TxIch, value, link_.SlaveEeprom[4]);
+    return SendSlider(ui_.Slider1, [value] { return Request(measurement::ChargeSetting, value); });
+}
+
+Task<void> FEtat::Slider2_Change(int value)
+{
+    ShowSetting(ui_.TxIdech, value, link_.SlaveEeprom[5]);
+    return SendSlider(ui_.Slider2, [value] { return Request(measurement::DischargeSetting, value); });
+}
+
+Task<void> FEtat::Slider3_Change(int value)
+{
+    ui_.TxVdelta->setText(number::Str(value));
+    return SendSlider(ui_.Slider3, [value] { return Request(measurement::DeltaOffset, value); });
+}
+
+Task<void> FEtat::Slider4_Change(int value)
+{
+    ui_.TxVdecal->setText(number::Str(value));
+    return SendSlider(ui_.Slider4, [value] { return Request(measurement::DeltaGain, value); });
+}
+
+Task<void> FEtat::SliderPWMFreq_Change(int value)
+{
+    PotFreq = value;
+    ui_.Label12->setText(QStringLiteral("MAX : ") + number::Str(4 * PotFreq));
+    return SendSlider(ui_.SliderPWMFreq, [this] { return BoosterRequest(boost == 1 ? 0 : 1); });
+}
+
+Task<void> FEtat::SliderPWMDelta_Change(int value)
+{
+    PotDelta = value;
+    return SendSlider(ui_.SliderPWMDelta, [this] { return BoosterRequest(boost == 1 ? 0 : 1); });
+}
+
+// ---- refresh
+
+void FEtat::CBAUTO_Click()
+{
+    Autoon = Autoon == 1 ? 0 : 1; // TmrEtat itself is disabled for a moment whenever a handler runs
+    tmrEtat_.SetEnabled(Autoon == 1 && holds_ == 0);
+    ui_.Label1->setText(Autoon == 1 ? QStringLiteral("Auto = on") : QStringLiteral("Auto = off"));
+}
+
+Task<void> FEtat::CBmanuel_Click()
+{
+    return StRefresh();
+}
+
+Task<void> FEtat::TmrEtat_Timer()
+{
+    const Hold hold(*this);
+    std::optional<PortClosed> closed;
+    try {
+        co_await StRefresh();
+    } catch (const PortClosed &error) {
+        closed = error;
+    }
+    if (closed && !portClosedSaid_)
+        Window::Failed(*closed);
+    portClosedSaid_ = closed.has_value();
+}
+
+Task<void> FEtat::StRefresh()
+{
+    const int opening = opening_;
+    while (opening == opening_ && REF == 1)
+        co_await passOver_;
+    if (opening != opening_)
+        co_return;
+    const Pass pass(*this);
+    try {
+        co_await ReadAnalogue();
+        co_await ReadStates();
+        co_await ReadClock();
+        co_await ReadPushButtons();
+    } catch (const WindowClosed &) {
+        // its labels are no longer ours
+    }
+}
+
+Task<QByteArray> FEtat::Mgetsrl(quint8 command, int dataBytes, bool clearFirst)
+{
+    const int opening = opening_;
+    const std::function<bool()> wanted = [this, opening] {
+        if (opening != opening_)
+            return false;
+        refresher_ = link_.line.Reader();
+        return true;
+    };
+    Reply form = Reply::Framed(dataBytes);
+    form.clearFirst = clearFirst;
+    Task<QByteArray> exchange = link_.Exchange(Request(command), form, wanted, Line::Overtaking::Refused);
+    const QByteArray reply = co_await exchange;
+    if (opening != opening_)
+        throw WindowClosed();
+    co_return reply;
+}
+
+Task<int> FEtat::ReadCount(quint8 channel, QLabel *rawLabel)
+{
+    Task<QByteArray> exchange = Mgetsrl(channel, 2);
+    const QByteArray reply = co_await exchange;
+    const int count = measurement::Count(static_cast<quint8>(reply.at(0)), static_cast<quint8>(reply.at(1)), channel);
+    ShowValue(rawLabel, count);
+    co_return count;
+}
+
+Task<void> FEtat::ReadAnalogue()
+{
+    const QString volts = QStringLiteral("V");
+    const QString amperes = QStringLiteral("A");
+    int count = co_await ReadCount(measurement::SystemTemperature, ui_.LbTempcad);
+    if (measurement::TemperatureCalibrated(link_))
+        ShowValue(ui_.LbTemp, measurement::CadTemperature(link_, count));
+    count = co_await ReadCount(measurement::SupplyVoltage, ui_.LbValimcad);
+    if (measurement::SupplyCalibrated(link_))
+        ShowValue(ui_.LBValim, measurement::CadSupplyVolts(link_, count), volts);
+    count = co_await ReadCount(measurement::DoublerVoltage, ui_.LBVdblCad);
+    if (measurement::DoublerCalibrated(link_))
+        ShowValue(ui_.LBVdbl, measurement::CadDoublerVolts(link_, count), volts);
+    count = co_await ReadCount(InverterState, ui_.LBInvCad);
+    ui_.LBVinv->setText(count < 100 ? QStringLiteral("inv") : QStringLiteral("norm"));
+    co_await ReadCount(BatteryTemperature, ui_.LBTembatCad);
+    count = co_await ReadCount(measurement::ChargeCurrent, ui_.LbIchargCad);
+    if (measurement::ChargeCurrentCalibrated(link_))
+        ShowValue(ui_.Icharg, measurement::CadChargeAmps(link_, count), amperes);
+    count = co_await ReadCount(measurement::DischargeCurrent, ui_.LbIdechCad);
+    if (measurement::DischargeCurrentCalibrated(link_))
+        ShowValue(ui_.LbIDech, measurement::CadDischargeAmps(link_, count), amperes);
+    co_await ReadCount(measurement::DeltaVoltage, ui_.LbVdeltaCad);
+    count = co_await ReadCount(measurement::BatteryVoltage, ui_.LbVbatinCad);
+    ShowValue(ui_.LbVbatin, measurement::CadBatteryVolts(link_, count), volts);
+}
+
+Task<quint8> FEtat::ReadPort(quint8 command, bool clearFirst)
+{
+    Task<QByteArray> exchange = Mgetsrl(command, 1, clearFirst);
+    const QByteArray reply = co_await exchange;
+    co_return static_cast<quint8>(reply.at(0));
+}
+
+Task<void> FEtat::ReadStates()
+{
+    // A 27 that ended the reply before is taken for the beginning of this one.
+    const quint8 outputs = co_await ReadPort(OutputPort, false);
+    LedState = ShowOutput(ui_.Label17, outputs, 2);
+    ShowOutput(ui_.Label18, outputs, 1);
+    ShowOutput(ui_.Label19, outputs, 32); // the board's bit says nothing of what the next press sends
+    const quint8 switches = co_await ReadPort(SwitchPort);
+    Cutdech = ShowOutput(ui_.Label20, switches, 1);
+    Cutchrg = ShowOutput(ui_.Label21, switches, 2);
+    CutPower = ShowOutput(ui_.Label3, switches, 4);
+}
+
+Task<void> FEtat::ReadClock()
+{
+    Task<QByteArray> exchange = Mgetsrl(Clock, 3);
+    const QByteArray reply = co_await exchange;
+    QStringList fields;
+    for (const char field : reply.first(3))
+        fields.append(number::Str(static_cast<quint8>(field)));
+    ui_.Label28->setText(fields.join(QStringLiteral(" , ")));
+}
+
+Task<void> FEtat::ReadPushButtons()
+{
+    const quint8 buttons = co_await ReadPort(SwitchPort);
+    const struct
+    {
+        QLabel *indicator;
+        quint8 mask;
+        QColor set;
+        QColor clear;
+    } lamps[] = {
+        {ui_.Label6, 8, red, green},  {ui_.Label7, 16, green, red},   {ui_.Label8, 32, green, red},
+        {ui_.Label9, 64, red, green}, {ui_.Label10, 128, green, red},
+    };
+    for (const auto &lamp : lamps)
+        Paint(lamp.indicator, (buttons & lamp.mask) != 0 ? lamp.set : lamp.clear);
+    const quint8 sixth = co_await ReadPort(SixthButtonPort);
+    Paint(ui_.Label11, (sixth & 1) != 0 ? green : red);
+}

@@ -208,6 +208,67 @@ private Q_SLOTS:
         QCOMPARE(h.Attempts(), 1);
     }
 
+    void OnceTheFirstWaitWasInVainLaterAttemptsDoNotWait()
+    {
+        Handshake h;
+        h.Connect();
+        QTRY_VERIFY(h.link.Timer2Flg == 1);
+        int answered = 0;
+        int before = 0; // greetings that were answered before the second step came
+        h.board.Healthy();
+        h.board.greet = [&](quint8 greeting) {
+            if (greeting == 85) {
+                ++answered;
+                return Bytes({27});
+            }
+            before = before == 0 ? answered : before;
+            return Bytes({85});
+        };
+        QTRY_COMPARE(h.sessions, 1);
+        QVERIFY2(before >= 2, "the answer to an attempt is for the next one to see");
+        QCOMPARE(h.link.Timer2Flg, quint8(1));
+    }
+
+    void ABurstIsHeardToItsEnd()
+    {
+        Handshake h;
+        bool first = true;
+        h.board.greet = [&](quint8 greeting) {
+            return greeting == 85 && std::exchange(first, false) ? Bytes({27}) : QByteArray();
+        };
+        bool second = true;
+        connect(&h.com, &Com::Received, &h.com, [&] {
+            if (!std::exchange(second, false))
+                return;
+            h.board.Send(Bytes({28})); // right behind the 27 that was just noticed
+            QVERIFY(h.Arrived(2));
+        });
+        h.Connect();
+        QTRY_VERIFY(h.Attempts() >= 4);
+        QVERIFY(!second);
+        QVERIFY(!h.board.Received().contains(char(170)));
+    }
+
+    void ABurstThatBeginsWithALateTwentySevenIsTheSecondAnswer()
+    {
+        Handshake h;
+        h.board.Healthy();
+        bool greeted = false;
+        h.board.greet = [&](quint8 greeting) {
+            greeted = greeting == 170;
+            return Bytes({27});
+        };
+        connect(&h.com, &Com::Received, &h.com, [&] {
+            if (!std::exchange(greeted, false))
+                return;
+            h.board.Send(Bytes({85}));
+            QVERIFY(h.Arrived(2));
+        });
+        h.Connect();
+        QTRY_COMPARE(h.sessions, 1);
+        QCOMPARE(h.Attempts(), 1);
+    }
+
     void OnlyTheLastByteOfABurstCounts_data()
     {
         QTest::addColumn<QByteArray>("first");

@@ -233,10 +233,14 @@ private Q_SLOTS:
         board_->Healthy();
         board_->master[9] = 2;
         board_->slave[15] = 77;
+        auto *timer = Control<Timer>("Timer1");
+        int handshakes = 0;
+        const auto counting = timer->bindableActive().addNotifier([&] { handshakes += timer->isActive() ? 1 : 0; });
         window_->Load();
         QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
         QTRY_VERIFY(Connected());
         Settle();
+        QCOMPARE(handshakes, 1);
         QCOMPARE(board_->Received(), WholeHandshake());
         QCOMPARE(window_->Link().LinkState, 1);
         QCOMPARE(int(window_->Link().MasterEeprom[9]), 2);

@@ -43,7 +43,7 @@ Codebas::Codebas(Com &itsCom, Timer &timer1, Timer &timer2, QObject *parent)
     connect(&speedTimer_, &QTimer::timeout, this, [this] {
         // Nobody answers: the board may be at the other of its two speeds.
         if (com.Settings() == ordinarySettings)
-            com.SetSettings(QStringLiteral("19200,n,8,1"));
+            com.SetSettings(streamSettings);
         else
             InitSerialPort();
     });
@@ -51,14 +51,19 @@ Codebas::Codebas(Com &itsCom, Timer &timer1, Timer &timer2, QObject *parent)
 
 void Codebas::InitSerialPort()
 {
-    com.SetSettings(ordinarySettings);
+    ConfigurePort(ordinarySettings);
+    LinkState = 0;
+}
+
+void Codebas::ConfigurePort(const QString &settings)
+{
+    com.SetSettings(settings);
     com.SetCommPort(1);
     com.SetHandshaking(0);
     com.SetInputMode(1);
     com.SetInputLen(1);
     com.SetRTSEnable(true);
     com.SetDTREnable(true);
-    LinkState = 0;
 }
 
 void Codebas::OpenPort()
@@ -88,6 +93,7 @@ void Codebas::Cut()
 {
     settling_.stop();
     greetingNews_.Wake();
+    Q_EMIT PortCut();
     if (!readers_.empty())
         answerDue_ = true;
     for (ByteAwaiter *reader : readers_)

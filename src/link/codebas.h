@@ -52,8 +52,9 @@ public:
     /// `timer1` and `timer2` are the main window's: their ticks set AbortWait and Timer2Flg.
     Codebas(Com &com, Timer &timer1, Timer &timer2, QObject *parent = nullptr);
 
-    /// The settings of the line for commands; the monitor's stream runs at 19200.
+    /// The settings of the line for commands and for the monitor's stream.
     static inline const QString ordinarySettings = QStringLiteral("9600,n,8,1");
+    static inline const QString streamSettings = QStringLiteral("19200,n,8,1");
 
     Com &com;
     Line line;
@@ -76,6 +77,9 @@ public:
     /// Configures the port ("9600,n,8,1", port 1, no handshaking, binary, byte by byte, RTS and DTR on); does not open
     /// it.
     void InitSerialPort();
+
+    /// Configures the port as InitSerialPort does, with other settings.
+    void ConfigurePort(const QString &settings);
 
     /// Opens the port if it is closed; throws PortError.
     void OpenPort();
@@ -144,6 +148,8 @@ Q_SIGNALS:
     void LoadEnded();
     /// The session is open.
     void Connected();
+    /// The port was closed or lost; it may be open again when events run next.
+    void PortCut();
 
 private:
     friend class ByteAwaiter;

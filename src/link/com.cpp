@@ -172,13 +172,29 @@ int Com::InSystem() const
 QByteArray Com::Input()
 {
     const bool enough = inputLen_ > 0 && serial_.bytesAvailable() >= inputLen_;
-    if (PortOpen() && !enough) {
-        // Bytes may be there although events have not run since: with no time to wait this only fetches them.
-        pulling_ = true;
-        serial_.waitForReadyRead(0);
-        pulling_ = false;
-    }
+    if (!enough)
+        Pull();
     return inputLen_ == 0 ? serial_.readAll() : serial_.read(inputLen_);
+}
+
+/// Fetches bytes that are there although events have not run since; waits for none.
+void Com::Pull()
+{
+    if (!PortOpen())
+        return;
+    pulling_ = true;
+    serial_.waitForReadyRead(0);
+    pulling_ = false;
+}
+
+void Com::KeepNewest(int count)
+{
+    for (int excess = InBufferCount() - count; excess > 0; excess = InBufferCount() - count) {
+        if (serial_.bytesAvailable() == 0)
+            Pull();
+        if (serial_.skip(excess) <= 0)
+            return;
+    }
 }
 
 void Com::Output(const QByteArray &bytes)

@@ -80,6 +80,9 @@ public:
     /// Takes waiting bytes, InputLen at most.
     QByteArray Input();
 
+    /// Throws away the oldest of the bytes that wait, so that no more than so many are left.
+    void KeepNewest(int count);
+
     /// Sends bytes; returns at once. Throws PortClosed.
     void Output(const QByteArray &bytes);
 
@@ -93,6 +96,7 @@ Q_SIGNALS:
 
 private:
     int InSystem() const;
+    void Pull();
     bool TryOpen();
     void ApplySettings();
     void LetOut();

@@ -1,0 +1,395 @@
+#include "moni.h"
+
+#include "base/drive.h"
+#include "base/messages.h"
+#include "base/number.h"
+#include "ui_moni.h"
+
+#include <QAction>
+#include <QCloseEvent>
+#include <QDir>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QWindow>
+
+#include <cmath>
+
+namespace {
+constexpr int sliceMs = 10;  // how long records are read before the user interface has its turn
+constexpr int stateMs = 100; // from one showing of the state to the next
+
+constexpr int kindsOfColumn = 3;
+} // namespace
+
+Moni::Moni(Codebas &link) : Window(QStringLiteral("Moni")), link_(link), ui_(std::make_unique<Ui::Moni>())
+{
+    ui_->setupUi(this);
+    RememberDesign();
+    MakeMenu();
+    QLabel *const labels[] = {ui_->MonLabel1, ui_->MonLabel2, ui_->MonLabel3};
+    QLabel *const values[] = {ui_->MonValue1, ui_->MonValue2, ui_->MonValue3};
+    for (int i = 0; i < kindsOfColumn; ++i) {
+        const QString colour = QStringLiteral("color: %1").arg(ui_->MSChart1->Colour(i + 1).name());
+        labels[i]->setStyleSheet(colour);
+        values[i]->setStyleSheet(colour);
+    }
+
+    OnClick(ui_->CbDepart, &Moni::CbDepart_Click);
+    connect(ui_->CbArret, &QPushButton::clicked, this, &Moni::CbArret_Click);
+    connect(ui_->CbQuit, &QPushButton::clicked, this, &Moni::CbQuit_Click);
+    connect(ui_->MSChart1, &QCustomPlot::beforeReplot, this, &Moni::ShowValues);
+    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &Moni::FocusWindowChanged);
+    connect(&link_.com, &Com::Received, this, &Moni::Received);
+    connect(&link_.com, &Com::PortBack, this, &Moni::PortBack);
+    connect(&link_, &Codebas::PortCut, this, &Moni::PortCut);
+    stateTimer_.setSingleShot(true);
+    stateTimer_.setInterval(stateMs);
+    connect(&stateTimer_, &QTimer::timeout, this, &Moni::ShowState);
+}
+
+Moni::~Moni()
+{
+    DropHandlers(); // while all that they use is still there
+}
+
+void Moni::Load()
+{
+    move(static_cast<int>(link_.MainLeft), static_cast<int>(link_.MainTop));
+    const QRect room = screen()->availableGeometry();
+    resize(QSize(room.right() - x(), room.bottom() - y()).boundedTo(QSize(1000, 700)).expandedTo(minimumSize()));
+    MonitorRunning_ = false;
+    rules_ = {};
+    logPath_.clear();
+    ui_->MSChart1->Clear();
+    ui_->MSChart1->NameColumn(1, ui_->MonLabel1->text());
+    ShowLabels();
+    ShowState();
+    opening_ = true;
+}
+
+void Moni::Failed(const Error &error)
+{
+    if (dynamic_cast<const PortClosed *>(&error) || dynamic_cast<const PortError *>(&error)) {
+        Window::Failed(error);
+        return;
+    }
+    MonitorRunning_ = false;
+    EndHandlers();
+    log_.reset();
+    centralWidget()->setEnabled(false);
+    messages::ShowAndEnd(this, windowTitle(), error.Text());
+}
+
+// ---- opening, activation and closing
+
+void Moni::showEvent(QShowEvent *event)
+{
+    Window::showEvent(event);
+    if (!std::exchange(opening_, false))
+        return;
+    showing_ = true;
+    Form_Activate();
+}
+
+void Moni::FocusWindowChanged(const QWindow *focus)
+{
+    if (!focus || !isVisible())
+        return;
+    if (focus != windowHandle()) {
+        const bool transient = focus->type() == Qt::Dialog || focus->type() == Qt::Popup || focus->type() == Qt::Sheet;
+        excused_ = transient;
+        return;
+    }
+    const bool excused = std::exchange(excused_, false);
+    if (!std::exchange(showing_, false) && !excused)
+        Form_Activate();
+}
+
+void Moni::Form_Activate()
+{
+    if (MonitorRunning_)
+        return; // the stream is not torn
+    activationDue_ = link_.com.Lost();
+    if (activationDue_)
+        return;
+    Q_EMIT TakingLine();
+    try {
+        SwitchToStream();
+    } catch (const Error &error) {
+        Failed(error);
+    }
+}
+
+/// The port was lost and is open again.
+void Moni::PortBack()
+{
+    if (isVisible() && std::exchange(activationDue_, false))
+        Form_Activate();
+}
+
+/// Tells the board to stream and sets the line to the stream's speed.
+void Moni::SwitchToStream()
+{
+    link_.OpenPort();
+    link_.SendByte(27);
+    link_.SendByte(3);
+    AbandonRecord(); // of a run that was stopped: its other bytes go with the port
+    switching_ = true;
+    link_.ClosePort();
+    switching_ = false;
+    link_.ConfigurePort(Codebas::streamSettings);
+    link_.OpenPort();
+    if (!holding_)
+        Start(HoldLine());
+}
+
+/// Keeps the line, so that no exchange of another window mixes with the stream, until the port is closed by somebody
+/// else or the window is.
+Task<void> Moni::HoldLine()
+{
+    holding_ = true;
+    lineGone_.Clear();
+    try {
+        for (;;) {
+            const Line::Turn turn = co_await link_.line.Begin(Line::Overtaking::Refused);
+            hasLine_ = true;
+            news_.Wake();
+            co_await lineGone_;
+            lineGone_.Clear();
+        }
+    } catch (const PortClosed &) {
+        // it was closed for good; the next activation opens it
+    }
+    holding_ = false;
+}
+
+/// Whoever closed the port talks first once it is open again; we read on after that.
+void Moni::PortCut()
+{
+    if (switching_)
+        return;
+    hasLine_ = false;
+    QMetaObject::invokeMethod(this, [this] { lineGone_.Set(); }, Qt::QueuedConnection);
+    AbandonRecord();
+}
+
+void Moni::closeEvent(QCloseEvent *event)
+{
+    MonitorRunning_ = false;
+    activationDue_ = false;
+    EndHandlers();
+    log_.reset();
+    try {
+        if (link_.com.PortOpen()) {
+            link_.ClosePort();
+            link_.OpenPort();
+        }
+    } catch (const Error &error) {
+        Failed(error);
+    }
+    event->accept();
+    Q_EMIT Returning();
+}
+
+/// The record in hand is dropped, and the line is free for others.
+void Moni::EndHandlers()
+{
+    DropHandlers();
+    holding_ = false;
+    hasLine_ = false;
+    reading_ = false;
+}
+
+void Moni::CbQuit_Click()
+{
+    CbArret_Click();
+    log_.reset();
+    close();
+}
+
+// ---- the stream
+
+Task<void> Moni::CbDepart_Click()
+{
+    if (MonitorRunning_)
+        co_return;
+    const int start = ++starts_;
+    while (reading_) // the record in hand of the run before goes to that run's log
+        co_await readingOver_;
+    if (start != starts_)
+        co_return;
+    rules_.Restart();
+    log_.reset();
+    const QString folder = drive::Folder(QStringLiteral("temp"));
+    if (!QDir::setCurrent(folder))
+        throw FileError(folder, QStringLiteral("le dossier n'existe pas"));
+    log_.emplace(folder);
+    logPath_ = log_->Path();
+    if (hasLine_)
+        link_.com.KeepNewest(keptBytes);
+    MonitorRunning_ = true;
+    ShowState();
+    Task<void> reading = ReadRecords();
+    co_await reading;
+}
+
+void Moni::CbArret_Click()
+{
+    ++starts_;
+    MonitorRunning_ = false;
+    link_.RxByte = stream::lineFeed;
+    ShowState();
+    news_.Wake();
+}
+
+Task<void> Moni::ReadRecords()
+{
+    reading_ = true;
+    slice_.start();
+    while (MonitorRunning_) {
+        if (slice_.hasExpired(sliceMs)) {
+            QTimer::singleShot(0, this, [this] { breath_.Wake(); });
+            co_await breath_;
+            slice_.start();
+            continue;
+        }
+        link_.RxByte = 0;
+        while (link_.RxByte != stream::lineFeed) { // a stop sets it too
+            if (TakeByte())
+                continue;
+            co_await news_;
+            slice_.start();
+        }
+        if (MonitorRunning_)
+            co_await ReadRecord();
+    }
+    reading_ = false;
+    readingOver_.Wake();
+}
+
+/// Reads a record; one that is cut short by the closing of the port counts for nothing.
+Task<void> Moni::ReadRecord()
+{
+    const ChartRules before = rules_;
+    const int cuts = cuts_;
+    rules_.BeginRecord();
+    stream::RecordDecoder decoder;
+    QString line;
+    while (!decoder.Complete()) {
+        while (!TakeByte()) {
+            co_await news_;
+            slice_.start();
+            if (cuts != cuts_) {
+                rules_ = before;
+                co_return;
+            }
+        }
+        const std::optional<stream::Field> field = decoder.Add(link_.RxByte);
+        if (!field)
+            continue;
+        MonitorLog::Append(line, *field);
+        rules_.Take(*field, *ui_->MSChart1);
+        if (rules_.LabelsSwitched && !before.LabelsSwitched && field->column == stream::Column::Type)
+            ShowLabels();
+    }
+    log_->WriteLine(line);
+    rules_.EndRecord();
+    if (!stateTimer_.isActive())
+        stateTimer_.start();
+}
+
+/// Takes a byte of the stream into RxByte if one waits for us.
+bool Moni::TakeByte()
+{
+    if (!hasLine_ || !link_.com.InputWaits())
+        return false;
+    const QByteArray byte = link_.com.Input();
+    if (byte.isEmpty())
+        return false;
+    link_.RxByte = static_cast<quint8>(byte.front());
+    return true;
+}
+
+void Moni::Received()
+{
+    if (reading_)
+        news_.Wake();
+    else if (hasLine_)
+        link_.com.KeepNewest(keptBytes);
+}
+
+void Moni::AbandonRecord()
+{
+    ++cuts_;
+    news_.Wake();
+}
+
+// ---- display
+
+/// A record of Type 2 has other quantities in columns 2 and 3; once seen, they keep these names.
+void Moni::ShowLabels()
+{
+    if (rules_.LabelsSwitched) {
+        ui_->MonLabel2->setText(QStringLiteral("Courant"));
+        ui_->MonLabel3->setText(QStringLiteral("Capacité"));
+    }
+    ui_->MSChart1->NameColumn(2, ui_->MonLabel2->text());
+    ui_->MSChart1->NameColumn(3, ui_->MonLabel3->text());
+}
+
+void Moni::ShowState()
+{
+    QString text = QStringLiteral("Prêt");
+    if (MonitorRunning_ && rules_.RecordIndex == 0)
+        text = QStringLiteral("En attente de la carte");
+    else if (log_)
+        text = QStringLiteral("%1 : %2 enregistrements dans %3")
+                   .arg(MonitorRunning_ ? QStringLiteral("En marche") : QStringLiteral("Arrêté"),
+                        QString::number(rules_.RecordIndex), QFileInfo(logPath_).fileName());
+    ui_->MonState->setText(text);
+}
+
+/// The last row's values beside their names.
+void Moni::ShowValues()
+{
+    QLabel *const labels[] = {ui_->MonValue1, ui_->MonValue2, ui_->MonValue3};
+    const qint64 row = ui_->MSChart1->Rows();
+    for (int column = 1; column <= kindsOfColumn; ++column) {
+        const double value = ui_->MSChart1->Cell(row, column);
+        labels[column - 1]->setText(std::isnan(value) ? QStringLiteral(" –") : number::Str(value));
+    }
+}
+
+void Moni::MakeMenu()
+{
+    const auto add = [this](const char *name, const QString &text, auto action) {
+        auto *item = new QAction(text, this);
+        item->setObjectName(QLatin1String(name));
+        connect(item, &QAction::triggered, this, action);
+        ui_->MSChart1->addAction(item);
+    };
+    ui_->MSChart1->setContextMenuPolicy(Qt::ActionsContextMenu);
+    add("MnuVue", QStringLiteral("Tout afficher"), [this] { ui_->MSChart1->ShowAll(); });
+    add("MnuPng", QStringLiteral("Enregistrer l'image (PNG)…"),
+        [this] { SavePicture(QStringLiteral("png"), QStringLiteral("Image PNG (*.png)")); });
+    add("MnuPdf", QStringLiteral("Enregistrer en PDF…"),
+        [this] { SavePicture(QStringLiteral("pdf"), QStringLiteral("Document PDF (*.pdf)")); });
+}
+
+void Moni::SavePicture(const QString &suffix, const QString &filter)
+{
+    auto *dialog = new QFileDialog(this, QStringLiteral("Enregistrer la courbe"), QDir::currentPath(), filter);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setDefaultSuffix(suffix);
+    dialog->selectFile(logPath_.isEmpty() ? QStringLiteral("Courbe") : QFileInfo(logPath_).completeBaseName());
+    connect(dialog, &QFileDialog::fileSelected, this, [this, suffix](const QString &path) {
+        MonitorChart *chart = ui_->MSChart1;
+        const bool saved = suffix == QLatin1String("pdf") ? chart->savePdf(path) : chart->savePng(path, 0, 0, 2);
+        if (!saved)
+            Window::Failed(FileError(path, QStringLiteral("l'image ne peut pas être écrite")));
+    });
+    dialog->open();
+}

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "base/flag.h"
+#include "base/window.h"
+#include "chartrules.h"
+#include "link/codebas.h"
+#include "monitorlog.h"
+
+#include <QElapsedTimer>
+
+#include <memory>
+#include <optional>
+
+namespace Ui {
+class Moni;
+}
+
+/// The monitor: what the board reports while it runs on its own, as a log and a live chart.
+class Moni : public Window
+{
+    Q_OBJECT
+
+public:
+    explicit Moni(Codebas &link);
+    ~Moni() override;
+
+    /// From "Départ" to "Arrêt".
+    bool MonitorRunning() const { return MonitorRunning_; }
+
+    /// The log of the last start.
+    QString LogPath() const { return logPath_; }
+
+    /// How many bytes wait for the next start, at most.
+    static constexpr int keptBytes = 1024;
+
+Q_SIGNALS:
+    /// The window is about to switch the board to its stream and the line to the stream's speed: a greeting under way
+    /// has to end.
+    void TakingLine();
+
+protected:
+    void Load() override;
+    void Failed(const Error &error) override;
+    void showEvent(QShowEvent *event) override;
+    void closeEvent(QCloseEvent *event) override;
+
+private:
+    void Form_Activate();
+    Task<void> CbDepart_Click();
+    void CbArret_Click();
+    void CbQuit_Click();
+
+    void FocusWindowChanged(const QWindow *focus);
+    void SwitchToStream();
+    Task<void> HoldLine();
+    void PortCut();
+    void PortBack();
+    void Received();
+    void AbandonRecord();
+    void EndHandlers();
+    bool TakeByte();
+    Task<void> ReadRecords();
+    Task<void> ReadRecord();
+    void ShowLabels();
+    void ShowState();
+    void ShowValues();
+    void MakeMenu();
+    void SavePicture(const QString &suffix, const QString &filter);
+
+    Codebas &link_;
+    std::unique_ptr<Ui::Moni> ui_;
+    bool MonitorRunning_ = false;
+    ChartRules rules_;
+    std::optional<MonitorLog> log_;
+    QString logPath_;
+
+    Flag news_;        ///< woken when bytes arrive, the line is ours or lost, or the run is stopped
+    Flag breath_;      ///< woken when pending events have run
+    Flag lineGone_;    ///< set when somebody else has closed the port
+    Flag readingOver_; ///< woken when the record in hand of a stopped run is over
+    QElapsedTimer slice_;
+    QTimer stateTimer_;
+    bool opening_ = false;       ///< loaded and not yet shown
+    bool showing_ = false;       ///< the activation that goes with the first showing is still to come
+    bool excused_ = false;       ///< the focus comes back from a dialog or a menu: that is no activation
+    bool activationDue_ = false; ///< the port was lost when the window became active
+    bool switching_ = false;     ///< it is us who close the port
+    bool holding_ = false;       ///< we have the line or wait for it
+    bool hasLine_ = false;
+    bool reading_ = false;
+    int starts_ = 0;
+    int cuts_ = 0;
+};

@@ -17,6 +17,9 @@ Main::Main()
     , chargeur_(link_)
     , dechargeur_(link_)
     , capacity_(link_)
+    , monitor_(link_)
+    , tools_(link_)
+    , dashboard_(link_)
 {
     ui_.setupUi(this);
     ui_.TXT_Display->setPlainText(QStringLiteral("Pas de connection\r\n ..Attente..\r\n"));
@@ -53,15 +56,21 @@ Main::Main()
     opens(ui_.MDdech, &QAction::triggered, dechargeur_);
     opens(ui_.CbCapa, &QPushButton::clicked, capacity_);
     opens(ui_.MdCapa, &QAction::triggered, capacity_);
-    for (const Window *window : std::initializer_list<const Window *>{&chargeur_, &dechargeur_, &capacity_})
+    opens(ui_.CbMoni, &QPushButton::clicked, monitor_);
+    opens(ui_.Cb_Debug, &QPushButton::clicked, tools_);
+    opens(ui_.MnuMicro, &QAction::triggered, tools_);
+    for (const Window *window :
+         std::initializer_list<const Window *>{&chargeur_, &dechargeur_, &capacity_, &monitor_, &tools_})
         connect(window, &Window::Returning, this, &Main::ShowAgain);
     connect(&capacity_, &MesCapa::Opened, this, [this] {
-        if (timer1_.Enabled())
-            connecting_.Drop(); // a greeting without its timer would hold the line for ever
+        EndGreeting();
         timer1_.SetEnabled(false);
         timer2_.SetEnabled(false);
         hide();
     });
+    connect(&monitor_, &Moni::TakingLine, this, &Main::EndGreeting);
+    connect(&tools_, &Micro::Opened, this, &QWidget::hide);
+    connect(&tools_, &Micro::DashboardWanted, &dashboard_, &Window::Open);
     for (const RunWindow *window : std::initializer_list<const RunWindow *>{&chargeur_, &dechargeur_}) {
         connect(window, &RunWindow::Started, this, [this] { unwatched_->hide(); });
         connect(window, &RunWindow::Stopped, this, [this] { unwatched_->hide(); });
@@ -133,6 +142,13 @@ void Main::Connect()
 {
     connecting_.Drop();
     connecting_.Start(link_.ConnectBoard());
+}
+
+/// A greeting whose timers are stopped or whose port is taken would hold the line for ever.
+void Main::EndGreeting()
+{
+    if (timer1_.Enabled())
+        connecting_.Drop();
 }
 
 void Main::Cb_Reconnect_Click()

@@ -3,7 +3,10 @@
 #include "base/handlers.h"
 #include "base/timer.h"
 #include "capacity/mescapa.h"
+#include "dashboard/fetat.h"
 #include "link/codebas.h"
+#include "memory/micro.h"
+#include "monitor/moni.h"
 #include "runs/chargeur.h"
 #include "runs/dechargeur.h"
 #include "ui_main.h"
@@ -51,6 +54,7 @@ private:
     void FocusWindowChanged(QWindow *focus);
     void ShowAgain();
     void Connect();
+    void EndGreeting();
     Task<void> Reconnect();
     void Cb_Reconnect_Click();
     void CD_DECONNECT_Click();
@@ -69,4 +73,7 @@ private:
     Chargeur chargeur_;
     Dechargeur dechargeur_;
     MesCapa capacity_;
+    Moni monitor_;
+    Micro tools_;
+    FEtat dashboard_;
 };

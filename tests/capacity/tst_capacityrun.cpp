@@ -1,0 +1,173 @@
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QRegularExpression>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <algorithm>
+#include <csignal>
+
+namespace {
+constexpr int patience = 30000;
+
+/// A virtual board with a small pack that takes high currents, and the program on it.
+class Bench
+{
+public:
+    Bench()
+    {
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        program.setProcessEnvironment(environment);
+        program.setWorkingDirectory(folder.path());
+    }
+    ~Bench()
+    {
+        program.kill();
+        program.waitForFinished();
+        board_.closeWriteChannel();
+        board_.waitForFinished();
+    }
+
+    bool Start(const QString &timeScale, const QStringList &pack, const QStringList &run)
+    {
+        board_.start(QStringLiteral(VIRTUAL_BOARD),
+                     QStringList{QStringLiteral("--link"), Path("board"), QStringLiteral("--trace"), Path("trace"),
+                                 QStringLiteral("--until-stdin-closes"), QStringLiteral("--time-scale"), timeScale} +
+                         pack);
+        if (!board_.waitForReadyRead(patience) || !board_.readLine().startsWith("port "))
+            return false;
+        program.start(QStringLiteral(VOLTAIRE),
+                      QStringList{QStringLiteral("--port"), Path("board"), QStringLiteral("--time-scale"), timeScale,
+                                  QStringLiteral("--drive-c"), Path("c"), QStringLiteral("--run"),
+                                  QStringLiteral("capacity")} +
+                          run);
+        return program.waitForStarted(patience);
+    }
+
+    /// Reads what the program prints up to a line that begins so.
+    bool WaitForLine(const QString &beginning)
+    {
+        for (;;) {
+            while (program.canReadLine()) {
+                lines.append(QString::fromUtf8(program.readLine()).chopped(1));
+                if (lines.last().startsWith(beginning))
+                    return true;
+            }
+            if (!program.waitForReadyRead(patience))
+                return false;
+        }
+    }
+
+    QString Path(const char *name) const { return folder.filePath(QString::fromLatin1(name)); }
+    QString Trace() const
+    {
+        QFile file(Path("trace"));
+        return file.open(QIODevice::ReadOnly) ? QString::fromLatin1(file.readAll()) : QString();
+    }
+
+    /// The lines 15 to 18 as they were written last.
+    QString Outputs() const
+    {
+        QStringList levels;
+        for (const int line : {15, 16, 17, 18}) {
+            const QString write = QStringLiteral(" in 27 %1 ").arg(line);
+            const QString trace = Trace();
+            levels.append(trace.mid(trace.lastIndexOf(write) + write.size(), 1));
+        }
+        return levels.join(u' ');
+    }
+
+    QTemporaryDir folder;
+    QProcess program;
+    QStringList lines;
+
+private:
+    QProcess board_;
+};
+} // namespace
+
+/// "--run capacity", from the command line to the exit status, on the virtual board.
+class TestCapacityRun : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void WholeCycle()
+    {
+        Bench bench;
+        const QStringList pack = QStringLiteral("--capacity 100 --resistance 40 --soc 90").split(u' ');
+        const QStringList run = QStringLiteral("--cells 4 --charge 0.6 --discharge 0.6").split(u' ');
+        QVERIFY(bench.Start(QStringLiteral("40"), pack, run));
+        QVERIFY(bench.WaitForLine(QStringLiteral("Capacité déchargée : ")));
+        QVERIFY(bench.program.waitForFinished(patience));
+        QCOMPARE(bench.program.exitCode(), 0);
+        QCOMPARE(bench.Outputs(), QStringLiteral("0 0 0 1"));
+
+        // The phases, each said once as it begins; the resistance is measured every half minute of the discharge.
+        QStringList phases;
+        for (const QString &line : bench.lines)
+            if (!line.contains(QLatin1String("mAh")) && !line.startsWith(QLatin1String("Courant")))
+                phases.append(line);
+        QVERIFY(phases.removeAll(QStringLiteral("Mesure Resistance")) >= 15);
+        phases.removeDuplicates();
+        const QStringList order = {QStringLiteral("Preparation Ch/Decharge"),
+                                   QStringLiteral("Reglage Delta"),
+                                   QStringLiteral("Charge"),
+                                   QStringLiteral("Pause"),
+                                   QStringLiteral("120Pause ..."),
+                                   QStringLiteral("Decharge"),
+                                   QStringLiteral("Fin du Processus")};
+        QCOMPARE(phases, order);
+
+        static const QRegularExpression summary(
+            QStringLiteral("^Capacité déchargée : (\\d+) mAh, résistance (-?\\d+) mR, résultats (.*)$"));
+        const QRegularExpressionMatch match = summary.match(bench.lines.last());
+        QVERIFY2(match.hasMatch(), qPrintable(bench.lines.last()));
+        const double milliampereHours = match.captured(1).toDouble();
+        QVERIFY2(qAbs(milliampereHours - 100) <= 8, qPrintable(bench.lines.last()));
+        QVERIFY2(qAbs(match.captured(2).toInt() - 40) <= 20, qPrintable(bench.lines.last())); // a step is 10 mV at 1 A
+
+        QFile result(match.captured(3));
+        QVERIFY(result.open(QIODevice::ReadOnly));
+        const QList<QByteArray> content = result.readAll().split('\n');
+        QVERIFY(content.size() > 300);
+        QVERIFY(content[content.size() - 2].startsWith("=========:"));
+        QCOMPARE(std::ranges::count_if(content, [](const QByteArray &line) { return line.startsWith("*********:"); }),
+                 1);
+    }
+
+    void InterruptPressesStop()
+    {
+        Bench bench;
+        const QStringList run = QStringLiteral("--cells 4 --charge 1 --discharge 1").split(u' ');
+        QVERIFY(bench.Start(QStringLiteral("100"), {}, run));
+        QVERIFY(bench.WaitForLine(QStringLiteral("00:00:20 ")));
+        kill(static_cast<pid_t>(bench.program.processId()), SIGINT);
+        QVERIFY(bench.program.waitForFinished(patience));
+        QCOMPARE(bench.program.exitCode(), 130);
+        QVERIFY(bench.program.exitStatus() == QProcess::NormalExit);
+        QCOMPARE(bench.Outputs(), QStringLiteral("0 0 0 1"));
+        QVERIFY(bench.Trace().contains(QLatin1String("in 27 24 10")));
+    }
+
+    void ErrorEndsWithStatusOne()
+    {
+        Bench bench;
+        QVERIFY(QDir().mkpath(bench.Path("c")));
+        QFile obstacle(bench.Path("c/log")); // where the folder of the result file should be
+        QVERIFY(obstacle.open(QIODevice::WriteOnly));
+        const QStringList pack = QStringLiteral("--capacity 100 --resistance 40 --soc 90").split(u' ');
+        const QStringList run = QStringLiteral("--cells 4 --charge 0.6 --discharge 0.6").split(u' ');
+        QVERIFY(bench.Start(QStringLiteral("100"), pack, run));
+        QVERIFY(bench.WaitForLine(QStringLiteral("120Pause ...")));
+        QVERIFY(bench.program.waitForFinished(patience));
+        QCOMPARE(bench.program.exitCode(), 1);
+        QVERIFY(QString::fromUtf8(bench.program.readAllStandardError()).contains(QLatin1String("Erreur de fichier")));
+        QCOMPARE(bench.Outputs(), QStringLiteral("0 0 0 1"));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCapacityRun)
+#include "tst_capacityrun.moc"

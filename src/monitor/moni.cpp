@@ -21,6 +21,9 @@ constexpr int sliceMs = 10;  // how long records are read before the user interf
 constexpr int stateMs = 100; // from one showing of the state to the next
 
 constexpr int kindsOfColumn = 3;
+
+// Left on the screen for the window's frame, whose size is not known before it is shown.
+constexpr int frameSides = 10, frameTop = 40;
 } // namespace
 
 Moni::Moni(Codebas &link) : Window(QStringLiteral("Moni")), link_(link), ui_(std::make_unique<Ui::Moni>())
@@ -57,7 +60,7 @@ Moni::~Moni()
 void Moni::Load()
 {
     move(static_cast<int>(link_.MainLeft), static_cast<int>(link_.MainTop));
-    const QRect room = screen()->availableGeometry();
+    const QRect room = screen()->availableGeometry().adjusted(0, 0, -frameSides, -frameTop);
     resize(QSize(room.right() - x(), room.bottom() - y()).boundedTo(QSize(1000, 700)).expandedTo(minimumSize()));
     MonitorRunning_ = false;
     rules_ = {};

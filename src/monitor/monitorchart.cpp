@@ -166,6 +166,8 @@ void MonitorChart::Redraw()
 {
     if (followed_)
         FitAxes();
+    if (cursorText_->visible())
+        ShowCursor(cursorAt_); // another row may be there now
     replot(rpQueuedRefresh);
     lastRedraw_.start();
 }
@@ -182,8 +184,9 @@ void MonitorChart::FitAxes()
 
 // ---- the cursor
 
-void MonitorChart::ShowCursor(const QPointF &at)
+void MonitorChart::ShowCursor(QPointF at)
 {
+    cursorAt_ = at;
     const auto row = static_cast<qint64>(std::llround(xAxis->pixelToCoord(at.x())));
     if (row < 1 || row > Rows() || !axisRect()->rect().contains(at.toPoint())) {
         HideCursor();

@@ -46,13 +46,14 @@ private:
     void ScheduleRedraw();
     void Redraw();
     void FitAxes();
-    void ShowCursor(const QPointF &at);
+    void ShowCursor(QPointF at);
     void HideCursor();
     void leaveEvent(QEvent *event) override;
 
     std::array<SeriesGraph *, 3> series_{};
     QCPItemStraightLine *cursorLine_;
     QCPItemText *cursorText_;
+    QPointF cursorAt_;
     QTimer redraw_;
     QElapsedTimer lastRedraw_;
     bool followed_ = true; ///< the user has not chosen a view

@@ -63,6 +63,11 @@ void ScriptedBoard::Send(const QByteArray &bytes)
         qFatal("the pseudo-terminal takes no more bytes");
 }
 
+qsizetype ScriptedBoard::SendSome(const QByteArray &bytes)
+{
+    return std::max<qsizetype>(0, write(master_, bytes.constData(), static_cast<size_t>(bytes.size())));
+}
+
 void ScriptedBoard::On(quint8 command, int parameters, Answer answer)
 {
     rules_[command] = {parameters, std::move(answer)};

@@ -31,6 +31,9 @@ public:
     /// Sends bytes to the program now.
     void Send(const QByteArray &bytes);
 
+    /// Sends as much as the pseudo-terminal takes now; how many bytes that were.
+    qsizetype SendSome(const QByteArray &bytes);
+
     /// Answers the two bytes of the greeting, 85 and 170, which come without an escape byte.
     std::function<QByteArray(quint8 greeting)> greet;
 

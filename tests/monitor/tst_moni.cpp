@@ -1,0 +1,941 @@
+#include "base/drive.h"
+#include "monitor/moni.h"
+#include "monitor/monitorchart.h"
+#include "records.h"
+#include "support/boxes.h"
+#include "support/linkfixture.h"
+
+#include <QFileDialog>
+#include <QLabel>
+#include <QProcess>
+#include <QPushButton>
+#include <QScreen>
+#include <QTemporaryDir>
+#include <QtTest>
+
+#include <cmath>
+#include <ctime>
+
+namespace {
+const QByteArray header("Prompt,Echantillon,Temps,=,VBat,Cour,Temper,Vdelta,Resist,Capacité,Type,CDV,Valim,Vdbl,"
+                        "Vmoy,Maxidv\r\n");
+
+/// The log line of a record that differs from the ordinary one in its sample number, and in its current perhaps.
+QByteArray LineOf(int sample, int cour = 1000)
+{
+    return ">, " + QByteArray::number(sample) + " , 3723 ,=, 500 , " + QByteArray::number(cour) +
+           " , 251 , 700 , 40 , 123 , 2 , 3 , 1365 , 2304 , 9 , 11 \r\n";
+}
+
+Record Sample(int sample)
+{
+    Record record;
+    record.sample = sample;
+    return record;
+}
+
+/// So many records, samples numbered from `first`.
+QByteArray Records(int first, int count, Record record = {})
+{
+    QByteArray bytes;
+    for (int i = 0; i < count; ++i) {
+        record.sample = first + i;
+        bytes += record.Bytes();
+    }
+    return bytes;
+}
+
+Task<void> Ask(Codebas *link, QByteArray request, Reply reply, QByteArray *answer)
+{
+    Task<QByteArray> exchange = link->Exchange(request, reply);
+    *answer = co_await exchange;
+}
+
+/// The monitor on a scripted board, with a drive of its own.
+struct Bench : LinkFixture
+{
+    Bench()
+    {
+        drive::SetRoot(folder.filePath(QStringLiteral("c")));
+        drive::Prepare();
+    }
+    ~Bench()
+    {
+        QDir::setCurrent(QStringLiteral("/"));
+        AnswerBoxes();
+    }
+
+    void Open()
+    {
+        window.Open();
+        QTRY_COMPARE(board.Received(), Bytes({27, 3}));
+        board.TakeReceived();
+    }
+    void Start()
+    {
+        Click("CbDepart");
+        QVERIFY(window.MonitorRunning());
+    }
+    void OpenAndStart()
+    {
+        Open();
+        Start();
+    }
+    void Click(const char *button) { Find<QPushButton>(button)->click(); }
+    template <class Control>
+    Control *Find(const char *name)
+    {
+        return static_cast<QWidget &>(window).findChild<Control *>(QLatin1String(name));
+    }
+    QString Text(const char *label) { return Find<QLabel>(label)->text(); }
+    MonitorChart *Chart() { return Find<MonitorChart>("MSChart1"); }
+
+    QByteArray Log() const
+    {
+        QFile file(window.LogPath());
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no log");
+    }
+    QByteArray Lines() const { return Log().mid(header.size()); }
+    qsizetype LineCount() const { return Log().count("\r\n") - 1; }
+
+    /// Sends bytes and sees the program take them all.
+    void Feed(const QByteArray &bytes)
+    {
+        board.Send(bytes);
+        QVERIFY(Arrived(static_cast<int>(bytes.size())));
+        QTRY_COMPARE(com.InBufferCount(), 0);
+    }
+
+    /// Sends as fast as the pseudo-terminal takes it.
+    void SendAll(const QByteArray &bytes)
+    {
+        QElapsedTimer watch;
+        watch.start();
+        for (qsizetype sent = 0; sent < bytes.size(); QCoreApplication::processEvents()) {
+            sent += board.SendSome(bytes.mid(sent, 2000));
+            QVERIFY(watch.elapsed() < 30000);
+        }
+    }
+
+    QTemporaryDir folder;
+    Moni window{link};
+};
+
+double ProcessorSeconds()
+{
+    return static_cast<double>(std::clock()) / CLOCKS_PER_SEC;
+}
+} // namespace
+
+class TestMoni : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void cleanup()
+    {
+        AnswerBoxes();
+        QLocale::setDefault(QLocale::c());
+    }
+
+    // ---- the window
+
+    void Controls_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QString>("kind");
+        QTest::addColumn<QString>("caption");
+        const struct
+        {
+            const char *name, *kind, *caption;
+        } controls[] = {
+            {"CbDepart", "QPushButton", "Départ"},
+            {"CbArret", "QPushButton", "Arrêt"},
+            {"CbQuit", "QPushButton", "Retour"},
+            {"MonLabel1", "QLabel", "V Batterie"},
+            {"MonLabel2", "QLabel", "Temperature Systeme"},
+            {"MonLabel3", "QLabel", "Variation Moyenne"},
+            {"MSChart1", "MonitorChart", nullptr},
+        };
+        for (const auto &control : controls)
+            QTest::newRow(control.name) << QString::fromUtf8(control.name) << QString::fromUtf8(control.kind)
+                                        << QString::fromUtf8(control.caption);
+    }
+    void Controls()
+    {
+        QFETCH(QString, name);
+        QFETCH(QString, kind);
+        QFETCH(QString, caption);
+        Bench bench;
+        bench.Open();
+        QCOMPARE(bench.window.objectName(), QStringLiteral("Moni"));
+        QCOMPARE(bench.window.windowTitle(), QStringLiteral("Moniteur"));
+        const auto *control = bench.Find<QWidget>(qPrintable(name));
+        QVERIFY(control);
+        QCOMPARE(QString::fromLatin1(control->metaObject()->className()), kind);
+        if (!caption.isEmpty())
+            QCOMPARE(control->property("text").toString(), caption);
+    }
+
+    void OpensWhereTheMainWindowWas()
+    {
+        Bench bench;
+        bench.link.MainLeft = 61;
+        bench.link.MainTop = 43;
+        bench.Open();
+        QCOMPARE(bench.window.pos(), QPoint(61, 43));
+        const QRect room = bench.window.screen()->availableGeometry();
+        QVERIFY(room.contains(bench.window.geometry()) || bench.window.size() == bench.window.minimumSize());
+    }
+
+    // ---- activation
+
+    void OpeningSwitchesTheBoardAndTheLine()
+    {
+        Bench bench;
+        bench.link.OpenPort();
+        QCOMPARE(bench.board.Speed(), 9600);
+        bench.board.Send("old bytes");
+        QVERIFY(bench.Arrived(9));
+        QSignalSpy cut(&bench.link, &Codebas::PortCut);
+        bench.window.Open();
+        QCOMPARE(cut.size(), 1);
+        QCOMPARE(bench.board.Pull(), Bytes({27, 3})); // they have left before the port was closed
+        QVERIFY(bench.com.PortOpen());
+        QCOMPARE(bench.com.InBufferCount(), 0);
+        QCOMPARE(bench.board.Speed(), 19200);
+        QCOMPARE(bench.board.StopBits(), 1);
+        QCOMPARE(bench.com.Settings(), QStringLiteral("19200,n,8,1"));
+        QCOMPARE(bench.com.CommPort(), 1);
+        QCOMPARE(bench.com.Handshaking(), 0);
+        QCOMPARE(bench.com.InputMode(), 1);
+        QCOMPARE(bench.com.InputLen(), 1);
+        QVERIFY(bench.com.RTSEnable() && bench.com.DTREnable());
+        // The focus that comes with the showing is the same activation.
+        QTRY_COMPARE(qGuiApp->focusWindow(), bench.window.windowHandle());
+        QCOMPARE(bench.board.Pull(), Bytes({27, 3}));
+    }
+
+    void OpeningOpensAClosedPort()
+    {
+        Bench bench;
+        QVERIFY(!bench.com.PortOpen());
+        bench.window.Open();
+        QCOMPARE(bench.board.Pull(), Bytes({27, 3}));
+        QVERIFY(bench.com.PortOpen());
+        QCOMPARE(bench.board.Speed(), 19200);
+    }
+
+    void APortThatCannotBeOpenedIsSaid()
+    {
+        Bench bench;
+        bench.com.SetPortName(QStringLiteral("/dev/no-such-port"));
+        bench.window.Open();
+        QCOMPARE(OpenBoxes().size(), 1);
+        QVERIFY(OpenBoxes().constFirst()->text().contains(QStringLiteral("/dev/no-such-port")));
+        AnswerBoxes();
+        bench.Click("CbQuit");
+        QVERIFY(!bench.window.isVisible());
+    }
+
+    void ActiveAgainWhileIdleSwitchesAgain()
+    {
+        Bench bench;
+        bench.Open();
+        QTRY_COMPARE(qGuiApp->focusWindow(), bench.window.windowHandle());
+        QWidget other;
+        other.show();
+        other.activateWindow();
+        QTRY_COMPARE(qGuiApp->focusWindow(), other.windowHandle());
+        QSignalSpy cut(&bench.link, &Codebas::PortCut);
+        bench.window.activateWindow();
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 3}));
+        bench.board.TakeReceived();
+        QCOMPARE(cut.size(), 1);
+        QCOMPARE(bench.board.Speed(), 19200);
+        bench.Start();
+        bench.board.Send(Sample(1).Bytes());
+        QTRY_COMPARE(bench.Lines(), LineOf(1));
+    }
+
+    void ActiveAgainWhileRunningLeavesTheLineAlone()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        QTRY_COMPARE(qGuiApp->focusWindow(), bench.window.windowHandle());
+        const QByteArray record = Sample(1).Bytes();
+        bench.Feed(record.left(12));
+        QWidget other;
+        other.show();
+        other.activateWindow();
+        QTRY_COMPARE(qGuiApp->focusWindow(), other.windowHandle());
+        QSignalSpy cut(&bench.link, &Codebas::PortCut);
+        bench.window.activateWindow();
+        QTRY_COMPARE(qGuiApp->focusWindow(), bench.window.windowHandle());
+        bench.board.Send(record.mid(12));
+        QTRY_COMPARE(bench.Lines(), LineOf(1));
+        QVERIFY(cut.isEmpty());
+        QVERIFY(bench.board.Pull().isEmpty());
+    }
+
+    void ABoxThatClosesIsNoActivation()
+    {
+        Bench bench;
+        bench.Open();
+        QTRY_COMPARE(qGuiApp->focusWindow(), bench.window.windowHandle());
+        QSignalSpy cut(&bench.link, &Codebas::PortCut);
+        bench.Find<QAction>("MnuPng")->trigger();
+        auto *dialog = bench.window.findChild<QFileDialog *>();
+        QVERIFY(dialog);
+        QTRY_COMPARE(qGuiApp->focusWindow(), dialog->windowHandle());
+        dialog->reject();
+        bench.window.activateWindow(); // which not every system does by itself
+        QTRY_COMPARE(qGuiApp->focusWindow(), bench.window.windowHandle());
+        QVERIFY(cut.isEmpty());
+        QVERIFY(bench.board.Pull().isEmpty());
+    }
+
+    // ---- the log
+
+    void LogByteForByte_data()
+    {
+        QTest::addColumn<QLocale>("locale");
+        QTest::newRow("C") << QLocale::c();
+        QTest::newRow("French") << QLocale(QLocale::French, QLocale::France);
+    }
+    void LogByteForByte()
+    {
+        QFETCH(QLocale, locale);
+        QLocale::setDefault(locale);
+        Bench bench;
+        bench.OpenAndStart();
+        const QString folder = bench.folder.filePath(QStringLiteral("c/temp"));
+        QCOMPARE(QFileInfo(bench.window.LogPath()).absolutePath(), folder);
+        QCOMPARE(QDir::currentPath(), QDir(folder).canonicalPath());
+        QVERIFY(QFileInfo(bench.window.LogPath()).fileName().startsWith(QStringLiteral("MOni_CHrg_D")));
+        QCOMPARE(bench.Log(), header);
+        Record other = Sample(32767);
+        other.prompt = 0xe9;
+        other.hours = 23;
+        other.minutes = 59;
+        other.seconds = 59;
+        other.type = 1;
+        bench.board.Send("noise" + Sample(1).Bytes() + "\r" + other.Bytes());
+        QTRY_COMPARE(bench.Log(), header + LineOf(1) +
+                                      "é, 32767 , 86399 ,=, 500 , 1000 , 251 , 700 , 40 , 123 , 1 , 3 , 1365 , 2304 "
+                                      ", 9 , 11 \r\n");
+    }
+
+    void LineFeedsAndEscapesAreData()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        Record record;
+        record.prompt = 27;
+        record.sample = 10 * 256 + 27;
+        record.hours = record.minutes = record.seconds = 10;
+        record.unused = 10;
+        record.vbat = record.cour = record.temper = record.vdelta = 10 * 256 + 10;
+        record.resist = record.capacity = record.valim = record.vdbl = 27 * 256 + 3;
+        record.type = 10;
+        record.cdv = 27;
+        record.vmoy = record.maxidv = 10;
+        bench.board.Send(record.Bytes() + Sample(7).Bytes());
+        QTRY_COMPARE(bench.Lines(), "\x1b, 2587 , 36610 ,=, 2570 , 2570 , 2570 , 2570 , 6915 , 6915 , 10 , 27 , 6915 "
+                                    ", 6915 , 10 , 10 \r\n" +
+                                        LineOf(7));
+    }
+
+    void ARecordInPieces()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        for (const char byte : Sample(5).Bytes()) {
+            bench.Feed(QByteArray(1, byte));
+        }
+        QTRY_COMPARE(bench.Lines(), LineOf(5));
+    }
+
+    void ANewStartMakesANewLog()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        bench.SendAll(Records(1, 25));
+        QTRY_COMPARE(bench.LineCount(), 25);
+        QTRY_COMPARE(bench.Chart()->Rows(), 2);
+        bench.Click("CbArret");
+        QCOMPARE(bench.LineCount(), 25);
+        bench.Start();
+        QCOMPARE(bench.Log(), header); // within the same minute it has the same name
+        bench.SendAll(Records(100, 9));
+        QTRY_COMPARE(bench.LineCount(), 9);
+        QCOMPARE(bench.Chart()->Rows(), 2);
+        bench.board.Send(Sample(109).Bytes());
+        QTRY_COMPARE(bench.LineCount(), 10);
+        QCOMPARE(bench.Chart()->Rows(), 1);
+    }
+
+    void ASecondStartIsIgnored()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        bench.SendAll(Records(1, 5));
+        QTRY_COMPARE(bench.LineCount(), 5);
+        bench.Click("CbDepart");
+        const QByteArray record = Sample(6).Bytes();
+        bench.Feed(record.left(10));
+        bench.Click("CbDepart");
+        bench.board.Send(record.mid(10) + Records(7, 4));
+        QTRY_COMPARE(bench.LineCount(), 10);
+        QCOMPARE(bench.Chart()->Rows(), 1);
+    }
+
+    // ---- the chart
+
+    void ChartOfACharge()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        QByteArray bytes;
+        for (int i = 1; i <= 20; ++i) {
+            Record record = Sample(i);
+            record.vbat = 500 + i;
+            record.cour = 1000 + 2 * i;
+            record.capacity = 3 * i;
+            bytes += record.Bytes();
+        }
+        bench.SendAll(bytes.left(9 * 30));
+        QTRY_COMPARE(bench.LineCount(), 9);
+        QCOMPARE(bench.Chart()->Rows(), 0);
+        bench.SendAll(bytes.mid(9 * 30));
+        QTRY_COMPARE(bench.LineCount(), 20);
+        const auto series = [&](int i) { return bench.Chart()->graph(i)->data(); };
+        for (int i = 0; i < 3; ++i)
+            QCOMPARE(series(i)->size(), 2);
+        QCOMPARE(series(0)->at(0)->key, 1.0);
+        QCOMPARE(series(0)->at(0)->value, 505.5);
+        QCOMPARE(series(1)->at(0)->value, 1011.0);
+        QCOMPARE(series(2)->at(0)->value, 30.0);
+        QCOMPARE(series(0)->at(1)->key, 2.0);
+        QCOMPARE(series(0)->at(1)->value, 515.5);
+        QCOMPARE(series(1)->at(1)->value, 1031.0);
+        QCOMPARE(series(2)->at(1)->value, 60.0);
+        QTRY_COMPARE(bench.Text("MonValue1"), QStringLiteral(" 515.5"));
+        QCOMPARE(bench.Text("MonValue2"), QStringLiteral(" 1031"));
+        QCOMPARE(bench.Text("MonValue3"), QStringLiteral(" 60"));
+    }
+
+    void ChartOfAnythingElse()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        Record record;
+        record.type = 5;
+        bench.SendAll(Records(1, 10, record));
+        QTRY_COMPARE(bench.LineCount(), 10);
+        QCOMPARE(bench.Chart()->Cell(1, 1), 500.0);
+        QCOMPARE(bench.Chart()->Cell(1, 2), 251.0);
+        QCOMPARE(bench.Chart()->Cell(1, 3), 9.0);
+    }
+
+    void TypeChangesInTheTenthRecord()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        Record other;
+        other.type = 1;
+        bench.SendAll(Records(1, 9, other) + Sample(10).Bytes());
+        QTRY_COMPARE(bench.LineCount(), 10);
+        QCOMPARE(bench.Chart()->Cell(1, 2), 251.0);
+        QVERIFY(std::isnan(bench.Chart()->Cell(1, 3)));
+        bench.SendAll(Records(11, 9) + other.Bytes());
+        QTRY_COMPARE(bench.LineCount(), 20);
+        QCOMPARE(bench.Chart()->Cell(2, 2), 2000.0); // twenty currents by ten
+        QCOMPARE(bench.Chart()->Cell(2, 3), 9.0);
+    }
+
+    void LabelsSwitchWithTheFirstRecordOfType2()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        Record other;
+        other.type = 1;
+        bench.SendAll(Records(1, 3, other));
+        QTRY_COMPARE(bench.LineCount(), 3);
+        QCOMPARE(bench.Text("MonLabel2"), QStringLiteral("Temperature Systeme"));
+        QCOMPARE(bench.Chart()->graph(2)->name(), QStringLiteral("Variation Moyenne"));
+        const QByteArray charge = Sample(4).Bytes();
+        bench.Feed(charge.left(20)); // all but Type
+        QCOMPARE(bench.Text("MonLabel2"), QStringLiteral("Temperature Systeme"));
+        bench.board.Send(charge.mid(20, 1));
+        QTRY_COMPARE(bench.Text("MonLabel2"), QStringLiteral("Courant"));
+        QCOMPARE(bench.Text("MonLabel3"), QStringLiteral("Capacité"));
+        QCOMPARE(bench.Text("MonLabel1"), QStringLiteral("V Batterie"));
+        QCOMPARE(bench.Chart()->graph(0)->name(), QStringLiteral("V Batterie"));
+        QCOMPARE(bench.Chart()->graph(1)->name(), QStringLiteral("Courant"));
+        QCOMPARE(bench.Chart()->graph(2)->name(), QStringLiteral("Capacité"));
+        bench.board.Send(charge.mid(21) + Records(5, 3, other));
+        QTRY_COMPARE(bench.LineCount(), 7);
+        QCOMPARE(bench.Text("MonLabel2"), QStringLiteral("Courant"));
+        bench.Click("CbArret");
+        bench.Start();
+        QCOMPARE(bench.Text("MonLabel2"), QStringLiteral("Courant"));
+    }
+
+    void OpensAfresh()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        bench.SendAll(Records(1, 10));
+        QTRY_COMPARE(bench.Chart()->Rows(), 1);
+        QTRY_COMPARE(bench.LineCount(), 10);
+        bench.Click("CbQuit");
+        bench.Open();
+        QVERIFY(!bench.window.MonitorRunning());
+        QCOMPARE(bench.Chart()->Rows(), 0);
+        QCOMPARE(bench.Text("MonLabel2"), QStringLiteral("Temperature Systeme"));
+        QCOMPARE(bench.Text("MonLabel3"), QStringLiteral("Variation Moyenne"));
+        QCOMPARE(bench.Chart()->graph(1)->name(), QStringLiteral("Temperature Systeme"));
+        bench.Start();
+        bench.SendAll(Records(1, 10));
+        QTRY_COMPARE(bench.Text("MonLabel2"), QStringLiteral("Courant"));
+        QTRY_COMPARE(bench.Chart()->Rows(), 1);
+    }
+
+    // ---- stop, return and close
+
+    void PointsOfARecord_data()
+    {
+        QTest::addColumn<int>("bytes");
+        for (const int bytes : {0, 1, 2, 3, 4, 7, 8, 9, 20, 21, 28, 29, 30})
+            QTest::addRow("%d bytes", bytes) << bytes;
+    }
+    void StopAtEachPoint_data() { PointsOfARecord_data(); }
+    void StopAtEachPoint()
+    {
+        QFETCH(int, bytes);
+        Bench bench;
+        bench.OpenAndStart();
+        const QByteArray record = Sample(3).Bytes();
+        bench.Feed(Records(1, 2) + record.left(bytes));
+        QTRY_COMPARE(bench.LineCount(), bytes < 30 ? 2 : 3);
+        bench.Click("CbArret");
+        QVERIFY(!bench.window.MonitorRunning());
+        bench.board.Send(record.mid(bytes) + Records(4, 2));
+        // Before its line feed there is no record to finish; all that is not read stays for the next start.
+        const int left = bytes == 0 || bytes == 30 ? 30 - bytes + 60 : 60;
+        QTRY_COMPARE(bench.com.InBufferCount(), left);
+        QCOMPARE(bench.Lines(), bytes == 0 ? LineOf(1) + LineOf(2) : LineOf(1) + LineOf(2) + LineOf(3));
+        QVERIFY(bench.window.isVisible());
+        bench.Start();
+        QTRY_COMPARE(bench.Lines(), bytes == 0 ? LineOf(3) + LineOf(4) + LineOf(5) : LineOf(4) + LineOf(5));
+    }
+
+    void ReturnAtEachPoint_data() { PointsOfARecord_data(); }
+    void ReturnAtEachPoint()
+    {
+        LeaveAtAPoint([](Bench &bench) { bench.Click("CbQuit"); });
+    }
+    void CloseAtEachPoint_data() { PointsOfARecord_data(); }
+    void CloseAtEachPoint()
+    {
+        LeaveAtAPoint([](Bench &bench) { bench.window.close(); });
+    }
+
+    void AStartWaitsForTheRecordInHand()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        const QByteArray record = Sample(1).Bytes();
+        bench.Feed(record.left(15));
+        bench.Click("CbArret");
+        bench.Click("CbDepart");
+        bench.Click("CbDepart");
+        QCOMPARE(bench.Log(), header);
+        bench.board.Send(record.mid(15) + Sample(2).Bytes());
+        QTRY_COMPARE(bench.Lines(), LineOf(2));
+        QVERIFY(bench.window.MonitorRunning());
+    }
+
+    void AStopCallsOffAStartThatWaits()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        const QByteArray record = Sample(1).Bytes();
+        bench.Feed(record.left(15));
+        bench.Click("CbArret");
+        bench.Click("CbDepart");
+        bench.Click("CbArret");
+        bench.board.Send(record.mid(15) + Sample(2).Bytes());
+        QTRY_COMPARE(bench.com.InBufferCount(), 30);
+        QVERIFY(!bench.window.MonitorRunning());
+        QCOMPARE(bench.Lines(), LineOf(1));
+    }
+
+    void ClosingKeepsTheSpeedAndReopensThePort()
+    {
+        Bench bench;
+        bench.Open();
+        bench.link.ReconnectOnActivate = 1;
+        bench.board.Send("rest");
+        QVERIFY(bench.Arrived(4));
+        QSignalSpy cut(&bench.link, &Codebas::PortCut);
+        QSignalSpy returning(&bench.window, &Window::Returning);
+        bool open = false;
+        connect(&bench.window, &Window::Returning, this, [&] { open = bench.com.PortOpen(); });
+        bench.Click("CbQuit");
+        QCOMPARE(returning.size(), 1);
+        QVERIFY(open);
+        QCOMPARE(cut.size(), 1);
+        QCOMPARE(bench.com.InBufferCount(), 0);
+        QCOMPARE(bench.com.Settings(), QStringLiteral("19200,n,8,1"));
+        QCOMPARE(bench.board.Speed(), 19200);
+        QCOMPARE(bench.link.ReconnectOnActivate, 1);
+        QVERIFY(bench.board.Pull().isEmpty());
+    }
+
+    void ClosingLeavesAClosedPortClosed()
+    {
+        Bench bench;
+        bench.Open();
+        bench.link.ClosePort();
+        bench.Click("CbQuit");
+        QVERIFY(!bench.com.PortOpen());
+        QVERIFY(!bench.window.isVisible());
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    // ---- bytes that come while nobody reads, bursts
+
+    void IdleKeepsTheNewestBytes()
+    {
+        Bench bench;
+        bench.Open();
+        for (int i = 0; i < 5; ++i) {
+            bench.board.Send(Records(1 + 20 * i, 20));
+            QTRY_VERIFY(bench.com.InBufferCount() <= Moni::keptBytes);
+        }
+        QTRY_COMPARE(bench.com.InBufferCount(), Moni::keptBytes);
+        bench.Start();
+        // 34 records are 1020 bytes; before them are the last four of another.
+        QByteArray lines;
+        for (int sample = 67; sample <= 100; ++sample)
+            lines += LineOf(sample);
+        QTRY_COMPARE(bench.Lines(), lines);
+    }
+
+    void IdleAfterAStopKeepsTheNewestBytes()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        bench.Click("CbArret");
+        bench.board.Send(Records(1, 60));
+        QTRY_COMPARE(bench.com.InBufferCount(), Moni::keptBytes);
+        bench.Start();
+        QTRY_COMPARE(bench.LineCount(), 34);
+        QVERIFY(bench.Lines().startsWith(LineOf(27)));
+        QVERIFY(bench.Lines().endsWith(LineOf(60)));
+    }
+
+    void BytesThatEventsHaveNotBroughtInAreCutTooAtTheStart()
+    {
+        Bench bench;
+        bench.Open();
+        bench.board.Send(Records(1, 60));
+        QVERIFY(bench.Arrived(1800));
+        bench.Start();
+        QTRY_COMPARE(bench.LineCount(), 34);
+        QVERIFY(bench.Lines().endsWith(LineOf(60)));
+    }
+
+    void BurstWithoutLoss()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        constexpr int records = 5000;
+        bench.SendAll(Records(1, records));
+        QTRY_COMPARE(bench.LineCount(), records);
+        QByteArray lines;
+        for (int sample = 1; sample <= records; ++sample)
+            lines += LineOf(sample);
+        QCOMPARE(bench.Lines(), lines);
+        QCOMPARE(bench.Chart()->Rows(), records / 10);
+    }
+
+    void AStopInABurstIsHeard()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        QByteArray rest = Records(1, 3000);
+        QTimer sender;
+        connect(&sender, &QTimer::timeout, this, [&] { rest.remove(0, bench.board.SendSome(rest.left(600))); });
+        sender.start(1);
+        QTRY_VERIFY(bench.LineCount() > 300);
+        bench.Click("CbArret");
+        const qsizetype lines = bench.LineCount();
+        QTRY_VERIFY(rest.isEmpty());
+        QVERIFY(lines < 2900);
+        QVERIFY(bench.LineCount() <= lines + 1);
+        QTRY_COMPARE(bench.com.InBufferCount(), Moni::keptBytes);
+    }
+
+    void WaitingUsesNoProcessor()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        bench.SendAll(Records(1, 20));
+        QTRY_COMPARE(bench.LineCount(), 20);
+        bench.board.Send(Sample(21).Bytes().left(12)); // it waits within a record
+        QTest::qWait(300);
+        const double before = ProcessorSeconds();
+        QTest::qWait(500);
+        QVERIFY2(ProcessorSeconds() - before < 0.05, qPrintable(QString::number(ProcessorSeconds() - before)));
+    }
+
+    // ---- errors
+
+    void AMissingFolderIsFatal()
+    {
+        Bench bench;
+        QVERIFY(QDir(bench.folder.filePath(QStringLiteral("c/temp"))).removeRecursively());
+        bench.Open();
+        bench.Click("CbDepart");
+        QVERIFY(!bench.window.MonitorRunning());
+        QCOMPARE(OpenBoxes().size(), 1);
+        QVERIFY(OpenBoxes().constFirst()->text().startsWith(QStringLiteral("Erreur de fichier")));
+        ExpectTheEnd();
+    }
+
+    void AFileThatCannotBeWrittenIsFatal()
+    {
+        Bench bench;
+        bench.Open();
+        const QString folder = bench.folder.filePath(QStringLiteral("c/temp/"));
+        const QDateTime now = QDateTime::currentDateTime();
+        for (int minute = 0; minute < 3; ++minute) // a folder in the place of the log
+            QDir().mkpath(folder + QLocale::c().toString(now.addSecs(60 * minute),
+                                                         QStringLiteral("'MOni_CHrg_D'MM_dd_yy'T'HH_mm'.txt'")));
+        bench.Click("CbDepart");
+        QVERIFY(!bench.window.MonitorRunning());
+        QCOMPARE(OpenBoxes().size(), 1);
+        ExpectTheEnd();
+    }
+
+    void AWordTooLargeIsFatal()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        Record large = Sample(3);
+        large.capacity = 32768;
+        bench.board.Send(Records(1, 2) + large.Bytes() + Records(4, 2));
+        QTRY_COMPARE(OpenBoxes().size(), 1);
+        QCOMPARE(OpenBoxes().constFirst()->text(), QStringLiteral("Dépassement de capacité : Capacité"));
+        QVERIFY(!bench.window.MonitorRunning());
+        QCOMPARE(bench.Lines(), LineOf(1) + LineOf(2));
+        ExpectTheEnd();
+    }
+
+    // ---- others on the line
+
+    void NobodyElseTalksWhileTheMonitorIsOpen()
+    {
+        Bench bench;
+        bench.board.Healthy();
+        bench.link.OpenPort();
+        bench.OpenAndStart();
+        QByteArray answer;
+        bench.runner.Start(Ask(&bench.link, Request(41), Reply::Framed(3), &answer));
+        bench.SendAll(Records(1, 20));
+        QTRY_COMPARE(bench.LineCount(), 20);
+        QTest::qWait(Line::patience + 100); // longer than others wait for a silent exchange
+        QVERIFY(bench.board.Pull().isEmpty());
+        bench.Click("CbQuit");
+        QTRY_COMPARE(answer.size(), 4);
+        QVERIFY(bench.runner.ThrewNothing());
+    }
+
+    void AnExchangeThatWasUnderWayStartsAgainAfterwards()
+    {
+        Bench bench;
+        bench.board.Healthy();
+        bench.link.OpenPort();
+        bench.board.SetSilent(true);
+        QByteArray answer;
+        bench.runner.Start(Ask(&bench.link, Request(41), Reply::Framed(3), &answer));
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 41}));
+        bench.board.TakeReceived();
+        bench.window.Open();
+        bench.Start();
+        QTest::qWait(100); // the answer that was due is waited for and thrown away
+        bench.board.Send(Records(1, 3));
+        QTRY_COMPARE(bench.Lines(), LineOf(1) + LineOf(2) + LineOf(3));
+        QCOMPARE(bench.board.TakeReceived(), Bytes({27, 3}));
+        bench.board.SetSilent(false);
+        bench.Click("CbQuit");
+        QTRY_COMPARE(answer.size(), 4);
+    }
+
+    void AHandshakeThatTheMainWindowBeginsGoesFirst()
+    {
+        Bench bench;
+        bench.board.Healthy();
+        bench.OpenAndStart();
+        bench.Feed(Sample(1).Bytes() + Sample(2).Bytes().left(9));
+        QTRY_COMPARE(bench.LineCount(), 1);
+        bench.link.ClosePort();
+        QSignalSpy connected(&bench.link, &Codebas::Connected);
+        bench.runner.Start(bench.link.ConnectBoard());
+        QTRY_COMPARE(connected.size(), 1);
+        QCOMPARE(bench.board.Speed(), 19200);
+        QVERIFY(bench.window.MonitorRunning());
+        bench.board.Send(Records(3, 10)); // the record that was cut counts for nothing
+        QTRY_COMPARE(bench.LineCount(), 11);
+        QVERIFY(bench.Lines().startsWith(LineOf(1) + LineOf(3)));
+        QCOMPARE(bench.Chart()->Rows(), 1);
+    }
+
+    void ADisconnectionLeavesTheMonitorWaiting()
+    {
+        Bench bench;
+        bench.OpenAndStart();
+        bench.link.ClosePort();
+        QTest::qWait(50);
+        QVERIFY(bench.window.MonitorRunning());
+        QVERIFY(OpenBoxes().isEmpty());
+        bench.Click("CbArret");
+        QVERIFY(!bench.window.MonitorRunning());
+        QWidget other;
+        other.show();
+        other.activateWindow();
+        QTRY_COMPARE(qGuiApp->focusWindow(), other.windowHandle());
+        bench.window.activateWindow();
+        QTRY_VERIFY(bench.com.PortOpen());
+        bench.Start();
+        bench.board.Send(Sample(1).Bytes());
+        QTRY_COMPARE(bench.Lines(), LineOf(1));
+    }
+
+    // ---- the menu
+
+    void ThePictureIsSaved_data()
+    {
+        QTest::addColumn<QByteArray>("item");
+        QTest::addColumn<QByteArray>("begin");
+        QTest::newRow("png") << QByteArray("MnuPng") << QByteArray("\x89PNG");
+        QTest::newRow("pdf") << QByteArray("MnuPdf") << QByteArray("%PDF");
+    }
+    void ThePictureIsSaved()
+    {
+        QFETCH(QByteArray, item);
+        QFETCH(QByteArray, begin);
+        Bench bench;
+        bench.Open();
+        bench.Find<QAction>(item.constData())->trigger();
+        auto *dialog = bench.window.findChild<QFileDialog *>();
+        QVERIFY(dialog);
+        const QString path = bench.folder.filePath(QStringLiteral("picture"));
+        Q_EMIT dialog->fileSelected(path);
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(file.readAll().startsWith(begin));
+        dialog->close();
+    }
+
+    // ---- the virtual board
+
+    void RecordsOfTheVirtualBoard_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::newRow("charge") << 2;
+        QTest::newRow("other") << 1;
+    }
+    void RecordsOfTheVirtualBoard()
+    {
+        QFETCH(int, type);
+        Bench bench;
+        const QString trace = bench.folder.filePath(QStringLiteral("trace"));
+        QProcess board;
+        board.start(QStringLiteral(VIRTUAL_BOARD),
+                    {QStringLiteral("--until-stdin-closes"), QStringLiteral("--stream-type"), QString::number(type),
+                     QStringLiteral("--stream-rate"), QStringLiteral("1"), QStringLiteral("--time-scale"),
+                     QStringLiteral("300"), QStringLiteral("--trace"), trace});
+        QVERIFY(board.waitForReadyRead(10000));
+        bench.com.SetPortName(QString::fromLocal8Bit(board.readLine()).trimmed().section(u' ', 1));
+        bench.window.Open();
+        bench.Start();
+        QTRY_VERIFY(bench.LineCount() >= 120);
+        bench.Click("CbArret");
+        board.closeWriteChannel();
+        QVERIFY(board.waitForFinished());
+
+        // What the board says it sent, decoded by other means.
+        QFile file(trace);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QList<int> bytes;
+        for (const QByteArray &line : file.readAll().split('\n')) {
+            const QByteArrayList words = line.split(' ');
+            if (words.size() > 1 && words[1] == "out")
+                for (const QByteArray &word : words.mid(2))
+                    bytes.append(word.toInt());
+        }
+        QByteArray expected;
+        const qsizetype records = bench.LineCount();
+        // What it sent before the port was open again is lost.
+        const int first = bench.Lines().split(',').at(1).trimmed().toInt() - 1;
+        QVERIFY(first >= 0 && bytes.size() >= 30 * (first + records));
+        for (qsizetype r = first; r < first + records; ++r) {
+            const auto at = [&](int i) { return bytes[30 * r + i]; };
+            const auto number = [&](int value) { return ' ' + QByteArray::number(value) + ' '; };
+            const auto word = [&](int i) { return number(256 * at(i) + at(i + 1)); };
+            QCOMPARE(at(0), 10);
+            QByteArrayList columns{QByteArray(1, static_cast<char>(at(1))), word(2),
+                                   number(3600 * at(4) + 60 * at(5) + at(6)), "="};
+            for (const int i : {8, 10, 12, 14, 16, 18})
+                columns.append(word(i));
+            columns.append({number(at(20)), number(at(21)), word(22), word(24), word(26), word(28)});
+            expected += columns.join(',') + "\r\n";
+        }
+        QCOMPARE(bench.Lines(), expected);
+        QCOMPARE(bench.Chart()->Rows(), records / 10);
+        QCOMPARE(bench.Text("MonLabel2"),
+                 type == 2 ? QStringLiteral("Courant") : QStringLiteral("Temperature Systeme"));
+        const double volts = bench.Chart()->Cell(5, 1) / 100;
+        QVERIFY(volts > 4 && volts < 7); // four cells that are being charged
+        if (type == 2)
+            QVERIFY(bench.Chart()->Cell(10, 3) > bench.Chart()->Cell(1, 3));
+        bench.Click("CbQuit");
+        AnswerBoxes();
+    }
+
+private:
+    template <class Leave>
+    void LeaveAtAPoint(Leave leave)
+    {
+        QFETCH(int, bytes);
+        Bench bench;
+        bench.OpenAndStart();
+        const QByteArray record = Sample(3).Bytes();
+        bench.Feed(Records(1, 2) + record.left(bytes));
+        QTRY_COMPARE(bench.LineCount(), bytes < 30 ? 2 : 3);
+        QSignalSpy returning(&bench.window, &Window::Returning);
+        leave(bench);
+        QVERIFY(!bench.window.MonitorRunning());
+        QVERIFY(!bench.window.isVisible());
+        QCOMPARE(returning.size(), 1);
+        bench.board.Send(record.mid(bytes) + Records(4, 2));
+        QVERIFY(bench.Arrived(30 - bytes + 60));
+        QTest::qWait(20);
+        QCOMPARE(bench.Lines(), bytes < 30 ? LineOf(1) + LineOf(2) : LineOf(1) + LineOf(2) + LineOf(3));
+        QCOMPARE(bench.board.Speed(), 19200);
+    }
+
+    /// The message box that is open ends the program with status 1.
+    static void ExpectTheEnd()
+    {
+        QTimer::singleShot(0, [] { AnswerBoxes(); });
+        QCOMPARE(QCoreApplication::exec(), 1);
+    }
+};
+
+QTEST_MAIN(TestMoni)
+#include "tst_moni.moc"

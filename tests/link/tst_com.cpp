@@ -289,6 +289,27 @@ private Q_SLOTS:
         QCOMPARE(com.Input(), Bytes({4, 5}));
     }
 
+    void TheOldestBytesMayBeThrownAway()
+    {
+        ScriptedBoard board;
+        Com com;
+        com.SetPortName(board.Port());
+        com.KeepNewest(0); // closed: nothing happens
+        com.SetPortOpen(true);
+        com.SetInputLen(1);
+        board.Send(Bytes({1, 2, 3, 4, 5}));
+        QVERIFY(Soon([&] { return com.InBufferCount() == 5; }));
+        com.KeepNewest(5);
+        QCOMPARE(com.InBufferCount(), 5);
+        QCOMPARE(com.Input(), Bytes({1})); // the others are fetched by this
+        board.Send(Bytes({6, 7}));
+        QVERIFY(Soon([&] { return com.InBufferCount() == 6; }));
+        com.KeepNewest(3);
+        QCOMPARE(com.InBufferCount(), 3);
+        com.SetInputLen(0);
+        QCOMPARE(com.Input(), Bytes({5, 6, 7}));
+    }
+
     void TellsOfWhatArrives()
     {
         ScriptedBoard board;

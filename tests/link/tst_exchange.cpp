@@ -66,6 +66,7 @@ private Q_SLOTS:
         f.runner.Start(Ask(&f.link, Request(13), Reply::Framed(2), &result));
         QTRY_COMPARE(f.board.Received(), Bytes({27, 13}));
         f.board.Send(Bytes({0x41, 0x42, 27}));
+        QVERIFY(f.Arrived(3));
         QTRY_COMPARE(f.com.InBufferCount(), 0);
         QVERIFY(!result.done);
         f.board.Send(Bytes({27, 10}));
@@ -107,6 +108,7 @@ private Q_SLOTS:
         f.runner.Start(Ask(&f.link, Request(39, 0, 5), Reply::Stored(), &result));
         QTRY_COMPARE(f.board.Received(), Bytes({27, 39, 0, 5}));
         f.board.Send(Bytes({27, 0, 7}));
+        QVERIFY(f.Arrived(3));
         QTRY_COMPARE(f.com.InBufferCount(), 0);
         QVERIFY(!result.done);
         f.board.Send(Bytes({6}));
@@ -241,6 +243,7 @@ private Q_SLOTS:
         QTRY_COMPARE(f.board.Received(), Bytes({27, 13}));
         f.board.TakeReceived();
         f.board.Send(Bytes({27, 1}));
+        QVERIFY(f.Arrived(2));
         QTRY_COMPARE(f.com.InBufferCount(), 0);
         f.link.ClosePort();
         f.link.OpenPort();

@@ -68,7 +68,8 @@ Task<void> MesCapa::StartCycle(RunPtr run)
         co_await ChargePhase(run);
     }
     ShowState(QStringLiteral("Fin du Processus"));
-    run->log->EndRun();
+    if (run->log) // stopped at this very moment, it is closed
+        run->log->EndRun();
     run->log.reset();
     co_await SignalEnd(run);
 }
@@ -377,6 +378,8 @@ void MesCapa::WriteRecord(Run &run)
 /// Lets the timer tick once. Readings that are due are refreshed in the meantime, once.
 Task<void> MesCapa::WaitTick(RunPtr run, Refresh refresh)
 {
+    if (!run->wanted)
+        throw NotWanted();
     if (!tick_.IsSet() && !timerchargeur_.Enabled())
         timerchargeur_.SetEnabled(true);
     if (refresh != NoRefresh && ReadingsDue_) {

@@ -93,13 +93,14 @@ Task<void> MesCapa::CBstart_Click()
     const RunPtr run = run_;
     awake_.Hold();
     ui_.LbNote->clear();
+    bool atItsEnd = true;
     try {
         co_await StopsOver(run);
         co_await StartCycle(run);
     } catch (const NotWanted &) {
-        // stopped, left or failed: whoever ended it has switched the outputs off
+        atItsEnd = false; // stopped, left or failed: whoever ended it has switched the outputs off
     }
-    if (run->wanted) {
+    if (atItsEnd) {
         EndRun();
         phaseClock_.invalidate();
         Q_EMIT Ended(now_);

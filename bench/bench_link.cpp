@@ -14,8 +14,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-namespace
-{
+namespace {
 constexpr int eepromReads = 512;
 constexpr int channelReads = 1000;
 constexpr int exchanges = eepromReads + channelReads;

@@ -13,8 +13,7 @@
 #include <ctime>
 #include <unistd.h>
 
-namespace
-{
+namespace {
 double Now()
 {
     timespec now{};
@@ -43,9 +42,8 @@ void Waiting(const char *what, const QStringList &boardOptions, const QStringLis
     QProcess program;
     program.setWorkingDirectory(folder.path());
     program.setStandardOutputFile(QProcess::nullDevice());
-    program.start(QStringLiteral(VOLTAIRE), QStringList{QStringLiteral("--port"), port, QStringLiteral("--drive-c"),
-                                                        folder.path()}
-                                                + options);
+    program.start(QStringLiteral(VOLTAIRE),
+                  QStringList{QStringLiteral("--port"), port, QStringLiteral("--drive-c"), folder.path()} + options);
     program.waitForStarted();
     QThread::sleep(static_cast<unsigned long>(settleSeconds));
     const double before = ProcessorTime(program.processId());
@@ -63,10 +61,7 @@ void Waiting(const char *what, const QStringList &boardOptions, const QStringLis
 class FirstPaint : public QObject
 {
 public:
-    explicit FirstPaint(double started)
-        : started_(started)
-    {
-    }
+    explicit FirstPaint(double started) : started_(started) {}
 
 private:
     bool eventFilter(QObject *object, QEvent *event) override

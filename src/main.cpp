@@ -239,8 +239,7 @@ int main(int argc, char *argv[])
 
     std::unique_ptr<DemoBoard> board;
     if (options.demo) {
-        window.SetNote(
-            QStringLiteral("Démo × %1").arg(QString::number(options.timeScale)));
+        window.SetNote(QStringLiteral("Démo × %1").arg(QString::number(options.timeScale)));
         board = std::make_unique<DemoBoard>(options.timeScale);
         QObject::connect(board.get(), &DemoBoard::Ready, &window, [&window](const QString &port) {
             window.Port().SetPortName(port);

@@ -8,8 +8,7 @@
 #include <csignal>
 #include <sys/resource.h>
 
-namespace
-{
+namespace {
 /// The program as its users start it, in a folder of its own.
 class Program
 {
@@ -60,8 +59,7 @@ class Board
 {
 public:
     explicit Board(const QTemporaryDir &folder)
-        : link(folder.filePath(QStringLiteral("board")))
-        , trace_(folder.filePath(QStringLiteral("trace")))
+        : link(folder.filePath(QStringLiteral("board"))), trace_(folder.filePath(QStringLiteral("trace")))
     {
     }
     ~Board()
@@ -75,8 +73,8 @@ public:
         process_.start(QStringLiteral(VIRTUAL_BOARD),
                        QStringList{QStringLiteral("--link"), link, QStringLiteral("--trace"), trace_,
                                    QStringLiteral("--until-stdin-closes"), QStringLiteral("--time-scale"),
-                                   QStringLiteral("200")}
-                           + more);
+                                   QStringLiteral("200")} +
+                           more);
         return process_.waitForReadyRead(30000) && process_.readLine().startsWith("port ");
     }
     void Kill()
@@ -158,10 +156,10 @@ private Q_SLOTS:
         QTest::newRow("time scale word") << QStringList{QStringLiteral("--time-scale"), QStringLiteral("vite")};
         QTest::newRow("other run") << QStringList{QStringLiteral("--run"), QStringLiteral("cuire")};
         QTest::newRow("current without run") << QStringList{QStringLiteral("--current"), QStringLiteral("1")};
-        QTest::newRow("negative current") << chargeOptions
-                                                 + QStringList{QStringLiteral("--current"), QStringLiteral("-1")};
-        QTest::newRow("demo and port")
-            << QStringList{QStringLiteral("--demo"), QStringLiteral("--port"), QStringLiteral("ttyS0")};
+        QTest::newRow("negative current")
+            << chargeOptions + QStringList{QStringLiteral("--current"), QStringLiteral("-1")};
+        QTest::newRow("demo and port") << QStringList{QStringLiteral("--demo"), QStringLiteral("--port"),
+                                                      QStringLiteral("ttyS0")};
     }
     void WrongOptionsAreRefused()
     {
@@ -178,9 +176,9 @@ private Q_SLOTS:
     {
         QTemporaryDir folder;
         Program program(folder);
-        program.Start(chargeOptions
-                      + QStringList{QStringLiteral("--demo"), QStringLiteral("--mode"), QStringLiteral("1"),
-                                    QStringLiteral("--current"), QStringLiteral("2")});
+        program.Start(chargeOptions + QStringList{QStringLiteral("--demo"), QStringLiteral("--mode"),
+                                                  QStringLiteral("1"), QStringLiteral("--current"),
+                                                  QStringLiteral("2")});
         QVERIFY(program.WaitForEnd(110000));
         QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(program.process.exitCode(), 0);
@@ -203,8 +201,8 @@ private Q_SLOTS:
         Board board(folder);
         QVERIFY(board.Start());
         Program program(folder);
-        program.Start(chargeOptions
-                      + QStringList{QStringLiteral("--port"), board.link, QStringLiteral("--every"), QStringLiteral("5")});
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.link, QStringLiteral("--every"),
+                                                  QStringLiteral("5")});
         QVERIFY(program.WaitForProgress(3));
         QVERIFY(RecordsOf(OnlyLog(folder)).size() - 1 >= 11);
     }
@@ -280,7 +278,8 @@ private Q_SLOTS:
     {
         QTemporaryDir folder;
         Program program(folder);
-        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), folder.filePath(QStringLiteral("nowhere"))});
+        program.Start(chargeOptions +
+                      QStringList{QStringLiteral("--port"), folder.filePath(QStringLiteral("nowhere"))});
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitCode(), 1);
         QVERIFY(program.process.readAllStandardError().contains("nowhere ne peut pas"));

@@ -612,7 +612,9 @@ private Q_SLOTS:
         Bench bench;
         bench.Open();
         for (int i = 0; i < 5; ++i) {
+            const int waiting = bench.com.InBufferCount();
             bench.board.Send(Records(1 + 20 * i, 20));
+            QVERIFY(bench.Arrived(waiting + 600)); // all of it, so that the count does not go up and down below
             QTRY_VERIFY(bench.com.InBufferCount() <= Moni::keptBytes);
         }
         QTRY_COMPARE(bench.com.InBufferCount(), Moni::keptBytes);
@@ -630,6 +632,7 @@ private Q_SLOTS:
         bench.OpenAndStart();
         bench.Click("CbArret");
         bench.board.Send(Records(1, 60));
+        QVERIFY(bench.Arrived(1800));
         QTRY_COMPARE(bench.com.InBufferCount(), Moni::keptBytes);
         bench.Start();
         QTRY_COMPARE(bench.LineCount(), 34);
@@ -676,7 +679,6 @@ private Q_SLOTS:
         QTRY_VERIFY(rest.isEmpty());
         QVERIFY(lines < 2900);
         QVERIFY(bench.LineCount() <= lines + 1);
-        QTRY_COMPARE(bench.com.InBufferCount(), Moni::keptBytes);
     }
 
     void WaitingUsesNoProcessor()
@@ -863,6 +865,12 @@ private Q_SLOTS:
         bench.com.SetPortName(QString::fromLocal8Bit(board.readLine()).trimmed().section(u' ', 1));
         bench.window.Open();
         bench.Start();
+        // When the board notices that the port was opened again it throws away what is under way. On a busy machine
+        // that comes late: what counts begins after it.
+        QTRY_VERIFY(bench.LineCount() >= 20);
+        bench.Click("CbArret");
+        bench.Click("CbDepart");
+        QTRY_VERIFY(bench.window.MonitorRunning());
         QTRY_VERIFY(bench.LineCount() >= 120);
         bench.Click("CbArret");
         board.closeWriteChannel();
@@ -880,7 +888,6 @@ private Q_SLOTS:
         }
         QByteArray expected;
         const qsizetype records = bench.LineCount();
-        // What it sent before the port was open again is lost.
         const int first = bench.Lines().split(',').at(1).trimmed().toInt() - 1;
         QVERIFY(first >= 0 && bytes.size() >= 30 * (first + records));
         for (qsizetype r = first; r < first + records; ++r) {

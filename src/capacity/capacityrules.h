@@ -22,7 +22,7 @@ constexpr int pauseSeconds = 120;
 
 /// How long a phase has lasted, for the state frame.
 QString DurationText(qint64 seconds);
-constexpr qint64 longPhaseSeconds = 16 * 3600;
+constexpr qint64 longPhaseSeconds = qint64(16) * 3600;
 
 /// The amplifier's offset while a charge goes on: a count that nears the end of the converter's range takes a sixteenth
 /// off it.

@@ -17,10 +17,10 @@ struct
 };
 } // namespace
 
-std::optional<Field> RecordDecoder::Add(quint8 byte)
+std::optional<Field> RecordDecoder::Add(quint8 received)
 {
     const int length = layout[column_].length;
-    value_ = value_ * (length == clock ? 60 : 256) + byte;
+    value_ = value_ * (length == clock ? 60 : 256) + received;
     if (++byte_ < length)
         return std::nullopt;
     const Field field{static_cast<Column>(column_), value_};

@@ -42,7 +42,7 @@ class RecordDecoder
 {
 public:
     /// Throws Overflow for a word that does not fit signed 16 bits. Not to be called once the record is complete.
-    std::optional<Field> Add(quint8 byte);
+    std::optional<Field> Add(quint8 received);
 
     bool Complete() const { return column_ == columns; }
 

@@ -495,9 +495,10 @@ private Q_SLOTS:
         bench.Start();
         bench.board.minutes = 2; // 120 s at 1.5 A: 50 mAh
         QTRY_COMPARE(bench.Text("Label29"), QStringLiteral(" 50 mAh"));
+        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive()); // between two steps
         bench.Button("CBStop")->click();
         QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
-        QTRY_VERIFY(bench.board.Received().endsWith(stopBytes));
+        QVERIFY(bench.board.Received().endsWith(stopBytes));
         bench.board.TakeReceived();
         bench.Start();
         QTRY_VERIFY(bench.Records() >= 1); // elapsed 0, 120 s less than the former run's last
@@ -510,9 +511,10 @@ private Q_SLOTS:
         Bench bench;
         bench.Start();
         QTRY_COMPARE(bench.Text("Label22"), QStringLiteral(" 700"));
+        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive()); // between two steps
         bench.Button("CBStop")->click();
         QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
-        QTRY_VERIFY(bench.board.Received().endsWith(stopBytes));
+        QVERIFY(bench.board.Received().endsWith(stopBytes));
         bench.board.TakeReceived();
         bench.window.findChild<QCheckBox *>(QStringLiteral("Check1"))->setCheckState(Qt::Checked);
         bench.board.channel[12] = 100;
@@ -750,9 +752,10 @@ private Q_SLOTS:
         bench.Start();
         QTRY_VERIFY(bench.Records() >= 1);
         bench.SliderOf("Slider1")->setValue(80);
+        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive()); // between two steps
         bench.Button("CBStop")->click();
         QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
-        QTRY_VERIFY(bench.board.Received().endsWith(stopBytes));
+        QVERIFY(bench.board.Received().endsWith(stopBytes));
         bench.window.close();
         bench.board.TakeReceived();
         bench.window.Open();

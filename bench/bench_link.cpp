@@ -30,7 +30,7 @@ Task<void> ReadAll(Codebas &link)
         }
     }
     for (int i = 0; i < channelReads; ++i)
-        co_await measurement::ReadChannel(link, measurement::BatteryVoltage);
+        co_await measurement::ReadChannel(link, command::BatteryVoltage);
     QCoreApplication::exit(0);
 }
 

@@ -109,7 +109,7 @@ Task<void> MesCapa::ChargePhase(RunPtr run)
         co_return;
     }
 
-    co_await RestoreSetting(run, ChargeSetting, 0);
+    co_await RestoreSetting(run, command::ChargeSetting, 0);
     ShowState(QStringLiteral("Charge"));
     BeginPhase();
     capacity::DeltaFall delta;
@@ -128,7 +128,7 @@ Task<void> MesCapa::ChargePhase(RunPtr run)
         WriteRecord(*run);
         if (now_.VDeltaCount > capacity::highestDeltaCount) {
             offset = capacity::LoweredOffset(offset);
-            co_await WriteOf(run, DeltaOffset, static_cast<quint8>(offset));
+            co_await WriteOf(run, command::DeltaOffset, static_cast<quint8>(offset));
             delta.Restart();
             now_.VDeltaCount = 10;
         }
@@ -144,8 +144,8 @@ Task<bool> MesCapa::PlaceDelta(RunPtr run, int &offset)
     BeginPhase();
     offset = 0;
     int second = 255;
-    co_await WriteOf(run, DeltaOffset, static_cast<quint8>(offset));
-    co_await WriteOf(run, DeltaGain, static_cast<quint8>(second));
+    co_await WriteOf(run, command::DeltaOffset, static_cast<quint8>(offset));
+    co_await WriteOf(run, command::DeltaGain, static_cast<quint8>(second));
     co_await Outputs(run, idle);
     bool done = false;
     bool fail = false;
@@ -153,7 +153,7 @@ Task<bool> MesCapa::PlaceDelta(RunPtr run, int &offset)
         co_await MeasureBattery(run);
         done = now_.VDeltaCount > capacity::placedDeltaCount;
         offset += 10;
-        co_await WriteOf(run, DeltaOffset, static_cast<quint8>(offset));
+        co_await WriteOf(run, command::DeltaOffset, static_cast<quint8>(offset));
         ui_.LbCadVDelta->setText(number::Str(now_.VDeltaCount));
         if (offset > 245)
             fail = done = true;
@@ -165,7 +165,7 @@ Task<bool> MesCapa::PlaceDelta(RunPtr run, int &offset)
         co_await MeasureBattery(run);
         done = now_.VDeltaCount > capacity::placedDeltaCount;
         second -= 10;
-        co_await WriteOf(run, DeltaGain, static_cast<quint8>(second));
+        co_await WriteOf(run, command::DeltaGain, static_cast<quint8>(second));
         ui_.LbCadVDelta->setText(number::Str(now_.VDeltaCount));
         if (second < 10)
             fail = done = true;
@@ -182,7 +182,7 @@ Task<void> MesCapa::PrepareChargeDischarge(RunPtr run)
     co_await Outputs(run, charge);
     ReadingsDue_ = true;
     for (int i = 1; i <= rampSteps; i += 2) {
-        co_await WriteOf(run, ChargeSetting, setting);
+        co_await WriteOf(run, command::ChargeSetting, setting);
         tick_.Clear();
         timerchargeur_.SetInterval(phaseTickMs);
         co_await WaitTick(run, InPreparation);
@@ -207,7 +207,7 @@ Task<void> MesCapa::DischargePhase(RunPtr run)
     timerchargeur_.SetInterval(phaseTickMs);
     co_await Outputs(run, idle);
     co_await MeasureBattery(run);
-    co_await WriteOf(run, ChargeSetting, 0);
+    co_await WriteOf(run, command::ChargeSetting, 0);
     int counter = ticksPerResistance - 1;
     while (now_.VCell > emptyCellVolts) {
         ReadingsDue_ = true;
@@ -230,9 +230,9 @@ Task<void> MesCapa::DischargePhase(RunPtr run)
 Task<void> MesCapa::MeasureBattery(RunPtr run)
 {
     co_await Outputs(run, idle);
-    now_.VBatCount = co_await ReadCount(run, BatteryVoltage);
+    now_.VBatCount = co_await ReadCount(run, command::BatteryVoltage);
     now_.VBattery = CadBatteryVolts(link_, now_.VBatCount);
-    now_.VDeltaCount = co_await ReadCount(run, DeltaVoltage);
+    now_.VDeltaCount = co_await ReadCount(run, command::DeltaVoltage);
     now_.VCell = capacity::CellVolts(now_.VBattery, CellCount_);
 }
 
@@ -242,47 +242,47 @@ Task<qint16> MesCapa::MeasureResistance(RunPtr run)
     const Reply unclearedFrame{.until = quint8(27), .length = 3, .clearFirst = false};
     const QString state = ui_.LbEtat->text();
     ShowState(QStringLiteral("Mesure Resistance"));
-    co_await WriteOf(run, DischargeSetting, measureSetting);
+    co_await WriteOf(run, command::DischargeSetting, measureSetting);
     co_await Outputs(run, discharge);
     tick_.Clear();
     timerchargeur_.SetInterval(shortTickMs);
     co_await WaitTick(run, NoRefresh);
-    const int loaded = co_await ReadCount(run, BatteryVoltage, unclearedFrame);
+    const int loaded = co_await ReadCount(run, command::BatteryVoltage, unclearedFrame);
     const double loadedVolts = CadBatteryVolts(link_, loaded);
-    co_await WriteOf(run, DischargeSetting, leastSetting);
-    const int unloaded = co_await ReadCount(run, BatteryVoltage, unclearedFrame);
+    co_await WriteOf(run, command::DischargeSetting, leastSetting);
+    const int unloaded = co_await ReadCount(run, command::BatteryVoltage, unclearedFrame);
     const double unloadedVolts = CadBatteryVolts(link_, unloaded);
     const qint16 resistance = capacity::Resistance(loadedVolts, unloadedVolts);
     ShowState(state);
     co_await Outputs(run, idle);
     if (now_.Phase == 1)
-        co_await RestoreSetting(run, ChargeSetting, 0);
+        co_await RestoreSetting(run, command::ChargeSetting, 0);
     else
-        co_await RestoreSetting(run, DischargeSetting, 1);
+        co_await RestoreSetting(run, command::DischargeSetting, 1);
     timerchargeur_.SetInterval(phaseTickMs);
     co_return resistance;
 }
 
 Task<void> MesCapa::UpdateReadings(RunPtr run, Refresh mode)
 {
-    Task<QByteArray> clock = Ask(run, Request(41), Reply::Framed(3), {});
+    Task<QByteArray> clock = Ask(run, Request(command::Clock), Reply::Framed(3), {});
     const QByteArray time = co_await clock;
     QLabel *const fields[] = {ui_.LbH, ui_.LbM, ui_.LbS};
     for (int i = 0; i < 3; ++i)
         fields[i]->setText(ClockText(static_cast<quint8>(time[i])));
 
-    const int supply = co_await ReadCount(run, SupplyVoltage);
+    const int supply = co_await ReadCount(run, command::SupplyVoltage);
     ui_.LbCadAlim->setText(number::Str(supply));
     if (SupplyCalibrated(link_))
         ui_.LbVAlim->setText(number::Str(CadSupplyVolts(link_, supply)) + u'V');
-    const int doubler = co_await ReadCount(run, DoublerVoltage);
+    const int doubler = co_await ReadCount(run, command::DoublerVoltage);
     ui_.LbCadDbl->setText(number::Str(doubler));
     if (DoublerCalibrated(link_))
         ui_.LbVDbl->setText(number::Str(CadDoublerVolts(link_, doubler)) + u'V');
-    const int temperature = co_await ReadCount(run, SystemTemperature);
+    const int temperature = co_await ReadCount(run, command::SystemTemperature);
     ShowTemperature(temperature);
 
-    const int chargeCount = co_await ReadCount(run, ChargeCurrent);
+    const int chargeCount = co_await ReadCount(run, command::ChargeCurrent);
     ui_.LCadIchrg->setText(number::Str(chargeCount));
     if (ChargeCurrentCalibrated(link_)) {
         now_.ICharge = CadChargeAmps(link_, chargeCount);
@@ -290,7 +290,7 @@ Task<void> MesCapa::UpdateReadings(RunPtr run, Refresh mode)
     }
     if (now_.Phase == 1)
         now_.TotalCharge += (mode == InPreparation ? rampFactor : tickSeconds) * now_.ICharge;
-    const int dischargeCount = co_await ReadCount(run, DischargeCurrent);
+    const int dischargeCount = co_await ReadCount(run, command::DischargeCurrent);
     ui_.LbCadIDech->setText(number::Str(dischargeCount));
     if (DischargeCurrentCalibrated(link_)) {
         now_.IDischarge = CadDischargeAmps(link_, dischargeCount);
@@ -324,12 +324,12 @@ void MesCapa::ShowTemperature(int count)
 Task<void> MesCapa::CheckTemperature(RunPtr run)
 {
     if (capacity::FanNeeded(now_.Temperature) && !FanOn_) {
-        co_await WriteOf(run, fan, 1);
+        co_await WriteOf(run, command::Fan, 1);
         FanOn_ = true;
         ShowLamp(lampOn);
     }
     if (capacity::FanNoLongerNeeded(now_.Temperature) && FanOn_) {
-        co_await WriteOf(run, fan, 0);
+        co_await WriteOf(run, command::Fan, 0);
         FanOn_ = false;
         ShowLamp(lampOff);
     }
@@ -340,7 +340,7 @@ Task<void> MesCapa::CheckTemperature(RunPtr run)
     ShowState(QStringLiteral("!! Surchauffe !!"));
     ShowLamp(lampHot);
     do {
-        const int count = co_await ReadCount(run, SystemTemperature, noFourthByte);
+        const int count = co_await ReadCount(run, command::SystemTemperature, noFourthByte);
         ShowTemperature(count);
         ShowDuration();
     } while (!capacity::CooledDown(now_.Temperature));
@@ -356,13 +356,13 @@ Task<void> MesCapa::Outputs(RunPtr run, Writes pattern)
 
 Task<void> MesCapa::PhaseReset(RunPtr run)
 {
-    Task<QByteArray> exchange = Ask(run, Request(42, 0, 0, 0), Reply::Acknowledge(), {});
+    Task<QByteArray> exchange = Ask(run, Request(command::BeginPhase, 0, 0, 0), Reply::Acknowledge(), {});
     co_await exchange;
 }
 
 Task<void> MesCapa::SignalEnd(RunPtr run)
 {
-    co_await WriteOf(run, endSignal, 10);
+    co_await WriteOf(run, command::Beep, 10);
 }
 
 /// One line a tick, in both phases, while the result file is open.

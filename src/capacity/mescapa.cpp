@@ -16,14 +16,22 @@ constexpr int answerMs = 2000; // how long a new start leaves the board to answe
 const QColor lampOff(128, 128, 128);
 } // namespace
 
-const MesCapa::Write MesCapa::idle[] = {{CutPower, 0}, {CutCharge, 0}, {CutDischarge, 0}, {GroundBattery, 1}};
-const MesCapa::Write MesCapa::charge[] = {{CutDischarge, 0}, {GroundBattery, 0}, {CutPower, 1}, {CutCharge, 1}};
-const MesCapa::Write MesCapa::discharge[] = {{CutCharge, 0}, {CutPower, 0}, {CutDischarge, 1}, {GroundBattery, 1}};
-const MesCapa::Write MesCapa::outputsOff[] = {{CutPower, 0}, {CutDischarge, 0}, {CutCharge, 0}, {GroundBattery, 1}};
-const MesCapa::Write MesCapa::stopWrites[] = {
-    {CutPower, 0}, {CutDischarge, 0}, {CutCharge, 0}, {GroundBattery, 1}, {endSignal, 10}};
-const MesCapa::Write MesCapa::backWrites[] = {{CutPower, 0},      {CutDischarge, 0},  {CutCharge, 0},
-                                              {GroundBattery, 1}, {ChargeSetting, 0}, {DischargeSetting, 0}};
+const MesCapa::Write MesCapa::idle[] = {
+    {command::CutPower, 0}, {command::CutCharge, 0}, {command::CutDischarge, 0}, {command::GroundBattery, 1}};
+const MesCapa::Write MesCapa::charge[] = {
+    {command::CutDischarge, 0}, {command::GroundBattery, 0}, {command::CutPower, 1}, {command::CutCharge, 1}};
+const MesCapa::Write MesCapa::discharge[] = {
+    {command::CutCharge, 0}, {command::CutPower, 0}, {command::CutDischarge, 1}, {command::GroundBattery, 1}};
+const MesCapa::Write MesCapa::outputsOff[] = {
+    {command::CutPower, 0}, {command::CutDischarge, 0}, {command::CutCharge, 0}, {command::GroundBattery, 1}};
+const MesCapa::Write MesCapa::stopWrites[] = {{command::CutPower, 0},
+                                              {command::CutDischarge, 0},
+                                              {command::CutCharge, 0},
+                                              {command::GroundBattery, 1},
+                                              {command::Beep, 10}};
+const MesCapa::Write MesCapa::backWrites[] = {{command::CutPower, 0},      {command::CutDischarge, 0},
+                                              {command::CutCharge, 0},     {command::GroundBattery, 1},
+                                              {command::ChargeSetting, 0}, {command::DischargeSetting, 0}};
 
 MesCapa::MesCapa(Codebas &link)
     : Window(QStringLiteral("MesCapa"))
@@ -241,14 +249,14 @@ Task<void> MesCapa::SlIChrg_Change(int value)
 {
     const double amperes = CurrentSettingAmps(value, link_.SlaveEeprom[4]);
     ui_.Label12->setText(QStringLiteral("COURANT DE CHARGE =") + number::Str(amperes) + QStringLiteral(" A"));
-    co_await SendSetting(0, ChargeSetting, value);
+    co_await SendSetting(0, command::ChargeSetting, value);
 }
 
 Task<void> MesCapa::SlIDech_Change(int value)
 {
     const double amperes = CurrentSettingAmps(value, link_.SlaveEeprom[5]);
     ui_.Label25->setText(QStringLiteral("COURANT DE DECHARGE =") + number::Str(amperes) + QStringLiteral(" A"));
-    co_await SendSetting(1, DischargeSetting, value);
+    co_await SendSetting(1, command::DischargeSetting, value);
 }
 
 Task<void> MesCapa::SendSetting(int slider, quint8 reg, int value)

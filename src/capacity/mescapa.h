@@ -77,8 +77,6 @@ private:
         quint8 value;
     };
     using Writes = std::span<const Write>;
-    static constexpr quint8 endSignal = 24; ///< a register like the others, as is the fan
-    static constexpr quint8 fan = 25;
     static const Write idle[4];
     static const Write charge[4];
     static const Write discharge[4];

@@ -10,22 +10,6 @@ namespace {
 constexpr int refreshMs = 1000;
 constexpr int firstFrequency = 40;
 
-/// Commands that only this window uses, beside the channels and registers of the runs.
-enum Command : quint8
-{
-    Opening = 0,
-    InverterState = 8,
-    BatteryTemperature = 9,
-    Led = 23,
-    Beep = 24,
-    Fan = 25,
-    SixthButtonPort = 26,
-    OutputPort = 28,
-    SwitchPort = 31,
-    Clock = 41,
-    Booster = 51
-};
-
 const QColor green(0, 255, 0);
 const QColor red(255, 0, 0);
 const QColor unknown(128, 128, 128);
@@ -165,7 +149,7 @@ void FEtat::Load()
 Task<void> FEtat::Form_Load()
 {
     const measurement::Wanted wanted = [this, opening = opening_] { return opening == opening_; };
-    Task<QByteArray> exchange = link_.Exchange(Request(Opening), Reply::Stored(), wanted);
+    Task<QByteArray> exchange = link_.Exchange(Request(command::Opening), Reply::Stored(), wanted);
     co_await exchange;
 }
 
@@ -215,10 +199,10 @@ Task<void> FEtat::Toggle(Output output)
         const Change &change = *output.state == 1 ? output.from1 : output.from0;
         *output.state = *output.state == 1 ? 0 : 1;
         Paint(output.indicator, change.colour);
-        if (output.command != Booster)
+        if (output.command != command::Booster)
             return Request(output.command, change.sent);
         boost = CutVdbl;
-        return THardware == 1 ? BoosterRequest(change.sent) : Request(Booster, change.sent);
+        return THardware == 1 ? BoosterRequest(change.sent) : Request(command::Booster, change.sent);
     };
     Task<QByteArray> exchange = link_.Exchange(press, Reply::Acknowledge());
     co_await exchange;
@@ -226,37 +210,37 @@ Task<void> FEtat::Toggle(Output output)
 
 Task<void> FEtat::Cbcutch_Click()
 {
-    return Toggle({measurement::CutCharge, &Cutchrg, ui_.Label21, {1, green}, {0, red}});
+    return Toggle({command::CutCharge, &Cutchrg, ui_.Label21, {1, green}, {0, red}});
 }
 
 Task<void> FEtat::CbCutdech_Click()
 {
-    return Toggle({measurement::CutDischarge, &Cutdech, ui_.Label20, {1, green}, {0, red}});
+    return Toggle({command::CutDischarge, &Cutdech, ui_.Label20, {1, green}, {0, red}});
 }
 
 Task<void> FEtat::CbCutpwr_Click()
 {
-    return Toggle({measurement::CutPower, &CutPower, ui_.Label3, {1, green}, {0, red}});
+    return Toggle({command::CutPower, &CutPower, ui_.Label3, {1, green}, {0, red}});
 }
 
 Task<void> FEtat::Cbgndbat_Click()
 {
-    return Toggle({measurement::GroundBattery, &Gndbat, ui_.Label5, {1, red}, {0, green}});
+    return Toggle({command::GroundBattery, &Gndbat, ui_.Label5, {1, red}, {0, green}});
 }
 
 Task<void> FEtat::CbLed_Click()
 {
-    return Toggle({Led, &LedState, ui_.Label17, {0, green}, {1, red}});
+    return Toggle({command::Led, &LedState, ui_.Label17, {0, green}, {1, red}});
 }
 
 Task<void> FEtat::Cbventillo_Click()
 {
-    return Toggle({Fan, &Cutventilo, ui_.Label19, {0, green}, {1, red}});
+    return Toggle({command::Fan, &Cutventilo, ui_.Label19, {0, green}, {1, red}});
 }
 
 Task<void> FEtat::CbCutDBl_Click()
 {
-    return Toggle({Booster, &CutVdbl, ui_.Label18, {1, red}, {0, green}});
+    return Toggle({command::Booster, &CutVdbl, ui_.Label18, {1, red}, {0, green}});
 }
 
 Task<void> FEtat::CbBeep_Click()
@@ -264,7 +248,7 @@ Task<void> FEtat::CbBeep_Click()
     constexpr quint8 length = 10;
     while (REF == 1) // like the others: nothing goes between the readings of a refresh
         co_await passOver_;
-    Task<QByteArray> exchange = link_.Exchange(Request(Beep, length), Reply::Acknowledge());
+    Task<QByteArray> exchange = link_.Exchange(Request(command::Beep, length), Reply::Acknowledge());
     co_await exchange;
 }
 
@@ -288,7 +272,7 @@ void FEtat::ShowBooster(bool selected)
 /// Command 51 as boards with a booster take it: the width goes high byte first.
 QByteArray FEtat::BoosterRequest(quint8 cut) const
 {
-    return Request(Booster, cut, PotFreq, PotDelta / 256, PotDelta % 256);
+    return Request(command::Booster, cut, PotFreq, PotDelta / 256, PotDelta % 256);
 }
 
 /// While the line is busy moves pile up, and the last one goes first: those before it are void then.
@@ -308,25 +292,25 @@ Task<void> FEtat::SendSlider(QSlider *slider, std::function<QByteArray()> reques
 Task<void> FEtat::Slider1_Change(int value)
 {
     ShowSetting(ui_.TxIch, value, link_.SlaveEeprom[4]);
-    return SendSlider(ui_.Slider1, [value] { return Request(measurement::ChargeSetting, value); });
+    return SendSlider(ui_.Slider1, [value] { return Request(command::ChargeSetting, value); });
 }
 
 Task<void> FEtat::Slider2_Change(int value)
 {
     ShowSetting(ui_.TxIdech, value, link_.SlaveEeprom[5]);
-    return SendSlider(ui_.Slider2, [value] { return Request(measurement::DischargeSetting, value); });
+    return SendSlider(ui_.Slider2, [value] { return Request(command::DischargeSetting, value); });
 }
 
 Task<void> FEtat::Slider3_Change(int value)
 {
     ui_.TxVdelta->setText(number::Str(value));
-    return SendSlider(ui_.Slider3, [value] { return Request(measurement::DeltaOffset, value); });
+    return SendSlider(ui_.Slider3, [value] { return Request(command::DeltaOffset, value); });
 }
 
 Task<void> FEtat::Slider4_Change(int value)
 {
     ui_.TxVdecal->setText(number::Str(value));
-    return SendSlider(ui_.Slider4, [value] { return Request(measurement::DeltaGain, value); });
+    return SendSlider(ui_.Slider4, [value] { return Request(command::DeltaGain, value); });
 }
 
 Task<void> FEtat::SliderPWMFreq_Change(int value)
@@ -419,26 +403,26 @@ Task<void> FEtat::ReadAnalogue()
 {
     const QString volts = QStringLiteral("V");
     const QString amperes = QStringLiteral("A");
-    int count = co_await ReadCount(measurement::SystemTemperature, ui_.LbTempcad);
+    int count = co_await ReadCount(command::SystemTemperature, ui_.LbTempcad);
     if (measurement::TemperatureCalibrated(link_))
         ShowValue(ui_.LbTemp, measurement::CadTemperature(link_, count));
-    count = co_await ReadCount(measurement::SupplyVoltage, ui_.LbValimcad);
+    count = co_await ReadCount(command::SupplyVoltage, ui_.LbValimcad);
     if (measurement::SupplyCalibrated(link_))
         ShowValue(ui_.LBValim, measurement::CadSupplyVolts(link_, count), volts);
-    count = co_await ReadCount(measurement::DoublerVoltage, ui_.LBVdblCad);
+    count = co_await ReadCount(command::DoublerVoltage, ui_.LBVdblCad);
     if (measurement::DoublerCalibrated(link_))
         ShowValue(ui_.LBVdbl, measurement::CadDoublerVolts(link_, count), volts);
-    count = co_await ReadCount(InverterState, ui_.LBInvCad);
+    count = co_await ReadCount(command::InverterState, ui_.LBInvCad);
     ui_.LBVinv->setText(count < 100 ? QStringLiteral("inv") : QStringLiteral("norm"));
-    co_await ReadCount(BatteryTemperature, ui_.LBTembatCad);
-    count = co_await ReadCount(measurement::ChargeCurrent, ui_.LbIchargCad);
+    co_await ReadCount(command::BatteryTemperature, ui_.LBTembatCad);
+    count = co_await ReadCount(command::ChargeCurrent, ui_.LbIchargCad);
     if (measurement::ChargeCurrentCalibrated(link_))
         ShowValue(ui_.Icharg, measurement::CadChargeAmps(link_, count), amperes);
-    count = co_await ReadCount(measurement::DischargeCurrent, ui_.LbIdechCad);
+    count = co_await ReadCount(command::DischargeCurrent, ui_.LbIdechCad);
     if (measurement::DischargeCurrentCalibrated(link_))
         ShowValue(ui_.LbIDech, measurement::CadDischargeAmps(link_, count), amperes);
-    co_await ReadCount(measurement::DeltaVoltage, ui_.LbVdeltaCad);
-    count = co_await ReadCount(measurement::BatteryVoltage, ui_.LbVbatinCad);
+    co_await ReadCount(command::DeltaVoltage, ui_.LbVdeltaCad);
+    count = co_await ReadCount(command::BatteryVoltage, ui_.LbVbatinCad);
     ShowValue(ui_.LbVbatin, measurement::CadBatteryVolts(link_, count), volts);
 }
 
@@ -452,11 +436,11 @@ Task<quint8> FEtat::ReadPort(quint8 command, bool clearFirst)
 Task<void> FEtat::ReadStates()
 {
     // A 27 that ended the reply before is taken for the beginning of this one.
-    const quint8 outputs = co_await ReadPort(OutputPort, false);
+    const quint8 outputs = co_await ReadPort(command::OutputPort, false);
     LedState = ShowOutput(ui_.Label17, outputs, 2);
     ShowOutput(ui_.Label18, outputs, 1);
     ShowOutput(ui_.Label19, outputs, 32); // the board's bit says nothing of what the next press sends
-    const quint8 switches = co_await ReadPort(SwitchPort);
+    const quint8 switches = co_await ReadPort(command::SwitchPort);
     Cutdech = ShowOutput(ui_.Label20, switches, 1);
     Cutchrg = ShowOutput(ui_.Label21, switches, 2);
     CutPower = ShowOutput(ui_.Label3, switches, 4);
@@ -464,7 +448,7 @@ Task<void> FEtat::ReadStates()
 
 Task<void> FEtat::ReadClock()
 {
-    Task<QByteArray> exchange = Mgetsrl(Clock, 3);
+    Task<QByteArray> exchange = Mgetsrl(command::Clock, 3);
     const QByteArray reply = co_await exchange;
     QStringList fields;
     for (const char field : reply.first(3))
@@ -474,7 +458,7 @@ Task<void> FEtat::ReadClock()
 
 Task<void> FEtat::ReadPushButtons()
 {
-    const quint8 buttons = co_await ReadPort(SwitchPort);
+    const quint8 buttons = co_await ReadPort(command::SwitchPort);
     const struct
     {
         QLabel *indicator;
@@ -487,6 +471,6 @@ Task<void> FEtat::ReadPushButtons()
     };
     for (const auto &lamp : lamps)
         Paint(lamp.indicator, (buttons & lamp.mask) != 0 ? lamp.set : lamp.clear);
-    const quint8 sixth = co_await ReadPort(SixthButtonPort);
+    const quint8 sixth = co_await ReadPort(command::SixthButtonPort);
     Paint(ui_.Label11, (sixth & 1) != 0 ? green : red);
 }

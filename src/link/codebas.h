@@ -69,6 +69,8 @@ public:
     std::array<quint8, 257> MasterEeprom{};
     std::array<quint8, 257> SlaveEeprom{};
 
+    int EepromSel = 0; ///< whose on-chip memories the tools work on: 1 the master's, else the slave's
+
     int ReconnectOnActivate = 1; ///< 1: the next activation of the main window runs the handshake
     bool LinkDropped = false;    ///< true from a disconnection to the next connection
     float MainLeft = 0;          ///< where the main window was when it opened a window

@@ -1,5 +1,6 @@
 #include "base/number.h"
 #include "codebas.h"
+#include "command.h"
 
 #include <optional>
 
@@ -131,7 +132,7 @@ Task<int> Codebas::LastOfBurst()
 
 Task<void> Codebas::ReportI2c()
 {
-    Task<QByteArray> exchange = Exchange(Request(1), Reply::Framed(3));
+    Task<QByteArray> exchange = Exchange(Request(command::I2cStatus), Reply::Framed(3));
     const QByteArray status = co_await exchange;
     const auto first = static_cast<quint8>(status[0]);
     const auto second = static_cast<quint8>(status[1]);
@@ -164,7 +165,8 @@ Task<void> Codebas::LoadEeproms()
         Q_EMIT LoadProgress(i);
         const bool master = i < eepromBytes;
         const int address = master ? i : i - eepromBytes;
-        Task<QByteArray> exchange = Exchange(Request(master ? 37 : 38, address), Reply::Framed(1));
+        Task<QByteArray> exchange =
+            Exchange(Request(master ? command::ReadMasterEeprom : command::ReadSlaveEeprom, address), Reply::Framed(1));
         const QByteArray reply = co_await exchange;
         (master ? MasterEeprom : SlaveEeprom)[static_cast<size_t>(address)] = static_cast<quint8>(reply[0]);
     }

@@ -3,6 +3,7 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/number.h"
+#include "link/command.h"
 #include "ui_moni.h"
 
 #include <QAction>
@@ -137,7 +138,7 @@ void Moni::SwitchToStream()
 {
     link_.OpenPort();
     link_.SendByte(27);
-    link_.SendByte(3);
+    link_.SendByte(command::EndSession);
     AbandonRecord(); // of a run that was stopped: its other bytes go with the port
     switching_ = true;
     link_.ClosePort();

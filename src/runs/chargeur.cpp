@@ -15,13 +15,13 @@ Chargeur::Chargeur(Codebas &link)
                 {RunLog::chargePrefix,
                  RunLog::chargeHeader,
                  QStringLiteral("CHARGE"),
-                 {{GroundBattery, 0},
-                  {CutDischarge, 0},
-                  {CutPower, 1},
-                  {CutCharge, 1},
-                  {DischargeSetting, startDischargeSetting}},
-                 {{CutPower, 0}, {CutCharge, 0}},
-                 {{CutCharge, 0}, {CutPower, 0}, {GroundBattery, 1}}},
+                 {{command::GroundBattery, 0},
+                  {command::CutDischarge, 0},
+                  {command::CutPower, 1},
+                  {command::CutCharge, 1},
+                  {command::DischargeSetting, startDischargeSetting}},
+                 {{command::CutPower, 0}, {command::CutCharge, 0}},
+                 {{command::CutCharge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}}},
                 settleMs)
 {
     ui_.setupUi(this);
@@ -78,7 +78,7 @@ Task<void> Chargeur::Slider1_Change(int value)
     ResetPeak();
     // While the line is busy moves pile up, and the last one goes first: those before it are void then.
     const Wanted wanted = [this, move] { return move == sliderMoves_[0]; };
-    co_await WriteRegister(link_, ChargeSetting, static_cast<quint8>(value), wanted);
+    co_await WriteRegister(link_, command::ChargeSetting, static_cast<quint8>(value), wanted);
     ResetPeak();
 }
 
@@ -94,7 +94,7 @@ Task<void> Chargeur::Slider2_Change(int value)
         co_return;
     const int move = ++sliderMoves_[1];
     const Wanted wanted = [this, move] { return move == sliderMoves_[1]; };
-    co_await WriteRegister(link_, DeltaOffset, static_cast<quint8>(value), wanted);
+    co_await WriteRegister(link_, command::DeltaOffset, static_cast<quint8>(value), wanted);
     if (!wanted())
         co_return;
     ui_.Label26->setText(number::Str(value));
@@ -107,7 +107,7 @@ Task<void> Chargeur::Slider3_Change(int value)
         co_return;
     const int move = ++sliderMoves_[2];
     const Wanted wanted = [this, move] { return move == sliderMoves_[2]; };
-    co_await WriteRegister(link_, DeltaGain, static_cast<quint8>(value), wanted);
+    co_await WriteRegister(link_, command::DeltaGain, static_cast<quint8>(value), wanted);
     if (wanted())
         co_await StopModeStep();
 }
@@ -116,12 +116,12 @@ Task<void> Chargeur::Slider3_Change(int value)
 Task<void> Chargeur::StopModeStep()
 {
     const Wanted wanted = [this] { return StopMode(); };
-    co_await WriteRegister(link_, GroundBattery, 1, wanted);
+    co_await WriteRegister(link_, command::GroundBattery, 1, wanted);
     if (!wanted())
         co_return; // a run has started: the line is its own
-    const int count = co_await ReadChannel(link_, DeltaVoltage);
+    const int count = co_await ReadChannel(link_, command::DeltaVoltage);
     ui_.Label21->setText(number::Str(count));
-    co_await WriteRegister(link_, GroundBattery, 0, wanted);
+    co_await WriteRegister(link_, command::GroundBattery, 0, wanted);
 }
 
 // ---- the step
@@ -132,7 +132,7 @@ Task<bool> Chargeur::Step(RunPtr run)
     co_await ReadElapsed(run);
     co_await ReadSupplies();
 
-    read_.currentCount = co_await ReadChannel(link_, ChargeCurrent);
+    read_.currentCount = co_await ReadChannel(link_, command::ChargeCurrent);
     ui_.Label10->setText(number::Str(read_.currentCount));
     if (ChargeCurrentCalibrated(link_)) {
         read_.amps = CadChargeAmps(link_, read_.currentCount);
@@ -144,16 +144,16 @@ Task<bool> Chargeur::Step(RunPtr run)
     if (charge.Rise.Add(read_.batteryCount, charge.ElapsedSeconds))
         ShowRise(charge.Rise);
 
-    charge.deltaCount = co_await ReadChannel(link_, DeltaVoltage);
+    charge.deltaCount = co_await ReadChannel(link_, command::DeltaVoltage);
     ui_.Label21->setText(number::Str(charge.deltaCount));
     const bool full = charge.Peak.Add(charge.deltaCount);
     ui_.Label22->setText(number::Str(charge.Peak.Highest()));
     if (full && charge.state == State::Running)
         ui_.Label18->setText(QStringLiteral("Charge Terminée"));
 
-    co_await WriteOf(run, GroundBattery, 0);
-    co_await WriteOf(run, CutPower, 1);
-    co_await WriteOf(run, CutCharge, 1);
+    co_await WriteOf(run, command::GroundBattery, 0);
+    co_await WriteOf(run, command::CutPower, 1);
+    co_await WriteOf(run, command::CutCharge, 1);
     co_return full;
 }
 
@@ -161,10 +161,10 @@ Task<bool> Chargeur::Step(RunPtr run)
 Task<void> Chargeur::MeasureBattery(RunPtr run, int restMode)
 {
     if (restMode == 0) {
-        co_await WriteOf(run, CutCharge, 0);
-        co_await WriteOf(run, CutPower, 0);
-        co_await WriteOf(run, GroundBattery, 1);
-        co_await WriteOf(run, CutDischarge, 1);
+        co_await WriteOf(run, command::CutCharge, 0);
+        co_await WriteOf(run, command::CutPower, 0);
+        co_await WriteOf(run, command::GroundBattery, 1);
+        co_await WriteOf(run, command::CutDischarge, 1);
         settleDone_.Clear();
     }
     if (run->state == State::Running) { // stopped or left: there is nothing to wait for
@@ -173,8 +173,8 @@ Task<void> Chargeur::MeasureBattery(RunPtr run, int restMode)
         co_await settleDone_; // in the other modes it is set since the first step, and there is no pause
         timerch2_.SetEnabled(false);
     }
-    co_await WriteOf(run, CutDischarge, 0);
-    read_.batteryCount = co_await ReadChannel(link_, BatteryVoltage);
+    co_await WriteOf(run, command::CutDischarge, 0);
+    read_.batteryCount = co_await ReadChannel(link_, command::BatteryVoltage);
     ui_.Label16->setText(number::Str(read_.batteryCount));
     read_.batteryVolts = CadBatteryVolts(link_, read_.batteryCount);
 }

@@ -10,14 +10,15 @@ constexpr int pauseMs = 10;
 }
 
 Dechargeur::Dechargeur(Codebas &link)
-    : RunWindow(QStringLiteral("Dechargeur"), link,
-                {RunLog::dischargePrefix,
-                 RunLog::dischargeHeader,
-                 QStringLiteral("DECHARGE"),
-                 {{CutCharge, 0}, {CutPower, 0}, {CutDischarge, 1}, {GroundBattery, 1}},
-                 {{CutDischarge, 0}, {CutPower, 0}, {GroundBattery, 1}},
-                 {{CutDischarge, 0}, {CutPower, 0}, {GroundBattery, 1}}},
-                pauseMs)
+    : RunWindow(
+          QStringLiteral("Dechargeur"), link,
+          {RunLog::dischargePrefix,
+           RunLog::dischargeHeader,
+           QStringLiteral("DECHARGE"),
+           {{command::CutCharge, 0}, {command::CutPower, 0}, {command::CutDischarge, 1}, {command::GroundBattery, 1}},
+           {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
+           {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}}},
+          pauseMs)
 {
     ui_.setupUi(this);
     SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,
@@ -58,13 +59,13 @@ void Dechargeur::Leave(State)
 Task<void> Dechargeur::SendEnd()
 {
     const Line::Turn turn = co_await link_.line.Begin();
-    SendRegister(link_, CutDischarge, 0);
+    SendRegister(link_, command::CutDischarge, 0);
 }
 
 /// The step that was under way has switched the discharge on again.
 Task<void> Dechargeur::AfterLeaving(RunPtr run)
 {
-    co_await WriteOf(run, CutDischarge, 0);
+    co_await WriteOf(run, command::CutDischarge, 0);
 }
 
 Task<void> Dechargeur::Slider1_Change(int value)
@@ -75,7 +76,7 @@ Task<void> Dechargeur::Slider1_Change(int value)
         ui_.Label12->setText(QStringLiteral("COURANT DE DECHARGE =") + number::Str(CurrentSettingAmps(value, scale)) +
                              QStringLiteral(" A"));
     const Wanted wanted = [this, move] { return move == sliderMoves_; };
-    co_await WriteRegister(link_, DischargeSetting, static_cast<quint8>(value), wanted);
+    co_await WriteRegister(link_, command::DischargeSetting, static_cast<quint8>(value), wanted);
 }
 
 Task<bool> Dechargeur::Step(RunPtr run)
@@ -84,7 +85,7 @@ Task<bool> Dechargeur::Step(RunPtr run)
     co_await ReadElapsed(run);
     co_await ReadSupplies();
 
-    read_.currentCount = co_await ReadChannel(link_, DischargeCurrent);
+    read_.currentCount = co_await ReadChannel(link_, command::DischargeCurrent);
     ui_.Label10->setText(number::Str(read_.currentCount));
     if (DischargeCurrentCalibrated(link_)) {
         read_.amps = CadDischargeAmps(link_, read_.currentCount);
@@ -92,9 +93,9 @@ Task<bool> Dechargeur::Step(RunPtr run)
     }
     AddCapacity(discharge);
 
-    co_await WriteOf(run, CutDischarge, 0);
+    co_await WriteOf(run, command::CutDischarge, 0);
     // Unlike the charge, the discharge is not given time to settle.
-    read_.batteryCount = co_await ReadChannel(link_, BatteryVoltage);
+    read_.batteryCount = co_await ReadChannel(link_, command::BatteryVoltage);
     ui_.Label16->setText(number::Str(read_.batteryCount));
     read_.batteryVolts = CadBatteryVolts(link_, read_.batteryCount);
     ui_.Label17->setText(number::Str(read_.batteryVolts) + u'V');
@@ -102,7 +103,7 @@ Task<bool> Dechargeur::Step(RunPtr run)
                                                         QStringLiteral("nombre d'éléments"))) /
                              1000;
     ui_.Label26->setText(number::Str(discharge.voltsPerCell));
-    co_await WriteOf(run, CutDischarge, 1);
+    co_await WriteOf(run, command::CutDischarge, 1);
     const bool atLimit = AtLimit(discharge.voltsPerCell);
     if (atLimit && run->state == State::Running)
         ui_.Label18->setText(QStringLiteral("Limite Dech."));

@@ -33,7 +33,7 @@ Task<int> ReadChannel(Codebas &link, quint8 channel)
 
 Task<int> ReadClock(Codebas &link)
 {
-    Task<QByteArray> exchange = link.Exchange(Request(41), Reply::Framed(3));
+    Task<QByteArray> exchange = link.Exchange(Request(command::Clock), Reply::Framed(3));
     const QByteArray reply = co_await exchange;
     co_return At(reply, 0) * 3600 + At(reply, 1) * 60 + At(reply, 2);
 }

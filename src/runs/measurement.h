@@ -2,35 +2,11 @@
 
 #include "base/task.h"
 #include "link/codebas.h"
+#include "link/command.h"
 
 /// The exchanges with which the windows measure and switch, and the conversions from converter counts ("CAD") to units
 /// with the calibration words of the EEPROM images.
 namespace measurement {
-/// The measurement channels of the board that the runs read; the number is the command byte.
-enum Channel : quint8
-{
-    SystemTemperature = 5,
-    SupplyVoltage = 6,
-    DoublerVoltage = 7,
-    ChargeCurrent = 10,
-    DischargeCurrent = 11,
-    DeltaVoltage = 12,
-    BatteryVoltage = 13
-};
-
-/// The registers that the runs write.
-enum Register : quint8
-{
-    CutCharge = 15,
-    CutDischarge = 16,
-    CutPower = 17,
-    GroundBattery = 18,
-    ChargeSetting = 19,
-    DischargeSetting = 20,
-    DeltaOffset = 21,
-    DeltaGain = 22
-};
-
 using Wanted = std::function<bool()>;
 
 /// The count of a channel, 0 to 32767; throws Overflow for a high byte of 128 or more.

@@ -214,19 +214,19 @@ Task<void> RunWindow::ReadElapsed(RunPtr run)
 
 Task<void> RunWindow::ReadSupplies()
 {
-    read_.supplyCount = co_await ReadChannel(link_, SupplyVoltage);
+    read_.supplyCount = co_await ReadChannel(link_, command::SupplyVoltage);
     panel_.supplyCount->setText(number::Str(read_.supplyCount));
     if (SupplyCalibrated(link_)) {
         read_.supplyVolts = CadSupplyVolts(link_, read_.supplyCount);
         panel_.supplyVolts->setText(number::Str(read_.supplyVolts) + u'V');
     }
-    read_.doublerCount = co_await ReadChannel(link_, DoublerVoltage);
+    read_.doublerCount = co_await ReadChannel(link_, command::DoublerVoltage);
     panel_.doublerCount->setText(number::Str(read_.doublerCount));
     if (DoublerCalibrated(link_)) {
         read_.doublerVolts = CadDoublerVolts(link_, read_.doublerCount);
         panel_.doublerVolts->setText(number::Str(read_.doublerVolts) + u'V');
     }
-    read_.temperatureCount = co_await ReadChannel(link_, SystemTemperature);
+    read_.temperatureCount = co_await ReadChannel(link_, command::SystemTemperature);
     panel_.temperatureCount->setText(number::Str(read_.temperatureCount));
     if (TemperatureCalibrated(link_)) {
         read_.temperature = CadTemperature(link_, read_.temperatureCount);

@@ -1,4 +1,5 @@
 #include "capacitybench.h"
+#include "support/controls.h"
 
 #include <QLocale>
 #include <QScreen>
@@ -25,13 +26,7 @@ private Q_SLOTS:
 
     void Controls_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<QString>("caption");
-        const struct
-        {
-            const char *name, *kind, *caption;
-        } controls[] = {
+        AddControls({
             {"Frchrage", "QGroupBox", "PARAMETRES CHARGE ET DECHARGE"},
             {"LbVbat", "QLabel", ""},
             {"LbCadVbat", "QLabel", ""},
@@ -80,24 +75,12 @@ private Q_SLOTS:
             {"CBstart", "QPushButton", "Demarrage"},
             {"CBStop", "QPushButton", "Arret"},
             {"CbRetour", "QPushButton", "RETOUR"},
-        };
-        for (const auto &control : controls)
-            QTest::newRow(control.name) << QString::fromUtf8(control.name) << QString::fromUtf8(control.kind)
-                                        << (control.caption ? QString::fromUtf8(control.caption) : QString());
+        });
     }
     void Controls()
     {
-        QFETCH(QString, name);
-        QFETCH(QString, kind);
-        QFETCH(QString, caption);
         CapacityBench bench;
-        const auto *control = bench.window.findChild<QWidget *>(name);
-        QVERIFY(control);
-        QCOMPARE(QString::fromLatin1(control->metaObject()->className()), kind);
-        if (caption.isNull())
-            return;
-        const char *property = kind == QLatin1String("QGroupBox") ? "title" : "text";
-        QCOMPARE(control->property(property).toString(), caption);
+        CheckControl(bench.window);
     }
 
     void OpensAndSendsNothing()

@@ -1,4 +1,5 @@
 #include "dashboardbench.h"
+#include "support/controls.h"
 
 namespace {
 const char *const outputLamps[] = {"Label5", "Label3", "Label21", "Label20", "Label19", "Label18", "Label17"};
@@ -15,13 +16,7 @@ private Q_SLOTS:
 
     void Controls_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<QString>("caption");
-        const struct
-        {
-            const char *name, *kind, *caption;
-        } controls[] = {
+        AddControls({
             {"LbTempcad", "QLabel", ""},
             {"LbTemp", "QLabel", ""},
             {"LbValimcad", "QLabel", ""},
@@ -84,23 +79,13 @@ private Q_SLOTS:
             {"CBAUTO", "QPushButton", "Mise à jour continue"},
             {"Label1", "QLabel", "Auto =  off"},
             {"CBfermeretat", "QPushButton", "Fermer"},
-        };
-        for (const auto &control : controls)
-            QTest::newRow(control.name) << QString::fromUtf8(control.name) << QString::fromUtf8(control.kind)
-                                        << (control.caption ? QString::fromUtf8(control.caption) : QString());
+        });
     }
     void Controls()
     {
-        QFETCH(QString, name);
-        QFETCH(QString, kind);
-        QFETCH(QString, caption);
         DashboardBench bench;
         bench.Open();
-        const auto *control = bench.window.findChild<QWidget *>(name);
-        QVERIFY(control);
-        QCOMPARE(QString::fromLatin1(control->metaObject()->className()), kind);
-        if (!caption.isNull())
-            QCOMPARE(control->property("text").toString(), caption);
+        CheckControl(bench.window);
     }
 
     void FramesHoldTheirControls()

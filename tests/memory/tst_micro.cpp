@@ -1,4 +1,5 @@
 #include "memory/micro.h"
+#include "support/controls.h"
 #include "support/linkfixture.h"
 
 #include <QProgressBar>
@@ -28,13 +29,7 @@ class TestMicro : public QObject
 private Q_SLOTS:
     void Controls_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<QString>("caption");
-        const struct
-        {
-            const char *name, *kind, *caption;
-        } controls[] = {
+        AddControls({
             {"Frame2", "QGroupBox", "Mise A Jour"},
             {"CBepr", "QPushButton", "EEprom Master"},
             {"CbEEprSalave", "QPushButton", "EEprom Slave"},
@@ -47,22 +42,12 @@ private Q_SLOTS:
             {"LBinfos", "QLabel", ""},
             {"ProgBar1", "QProgressBar", nullptr},
             {"MQuitter", "QPushButton", "Retour"},
-        };
-        for (const auto &control : controls)
-            QTest::newRow(control.name) << QString::fromUtf8(control.name) << QString::fromUtf8(control.kind)
-                                        << (control.caption ? QString::fromUtf8(control.caption) : QString());
+        });
     }
     void Controls()
     {
-        QFETCH(QString, name);
-        QFETCH(QString, kind);
-        QFETCH(QString, caption);
         Bench bench;
-        const auto *control = bench.window.findChild<QWidget *>(name);
-        QVERIFY(control);
-        QCOMPARE(QString::fromLatin1(control->metaObject()->className()), kind);
-        if (!caption.isNull())
-            QCOMPARE(control->property(kind == QLatin1String("QGroupBox") ? "title" : "text").toString(), caption);
+        CheckControl(bench.window);
     }
 
     void Typefaces()

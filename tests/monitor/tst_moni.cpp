@@ -3,6 +3,7 @@
 #include "monitor/monitorchart.h"
 #include "records.h"
 #include "support/boxes.h"
+#include "support/controls.h"
 #include "support/linkfixture.h"
 
 #include <QFileDialog>
@@ -142,13 +143,7 @@ private Q_SLOTS:
 
     void Controls_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<QString>("caption");
-        const struct
-        {
-            const char *name, *kind, *caption;
-        } controls[] = {
+        AddControls({
             {"CbDepart", "QPushButton", "Départ"},
             {"CbArret", "QPushButton", "Arrêt"},
             {"CbQuit", "QPushButton", "Retour"},
@@ -156,25 +151,15 @@ private Q_SLOTS:
             {"MonLabel2", "QLabel", "Temperature Systeme"},
             {"MonLabel3", "QLabel", "Variation Moyenne"},
             {"MSChart1", "MonitorChart", nullptr},
-        };
-        for (const auto &control : controls)
-            QTest::newRow(control.name) << QString::fromUtf8(control.name) << QString::fromUtf8(control.kind)
-                                        << QString::fromUtf8(control.caption);
+        });
     }
     void Controls()
     {
-        QFETCH(QString, name);
-        QFETCH(QString, kind);
-        QFETCH(QString, caption);
         Bench bench;
         bench.Open();
         QCOMPARE(bench.window.objectName(), QStringLiteral("Moni"));
         QCOMPARE(bench.window.windowTitle(), QStringLiteral("Moniteur"));
-        const auto *control = bench.Find<QWidget>(qPrintable(name));
-        QVERIFY(control);
-        QCOMPARE(QString::fromLatin1(control->metaObject()->className()), kind);
-        if (!caption.isEmpty())
-            QCOMPARE(control->property("text").toString(), caption);
+        CheckControl(bench.window);
     }
 
     void OpensWhereTheMainWindowWas()

@@ -1,5 +1,6 @@
 #include "runbench.h"
 #include "runs/chargeur.h"
+#include "support/controls.h"
 
 #include <QScreen>
 #include <QSignalSpy>
@@ -32,13 +33,7 @@ private Q_SLOTS:
 
     void Controls_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<QString>("caption");
-        const struct
-        {
-            const char *name, *kind, *caption;
-        } controls[] = {
+        AddControls({
             {"Frame1", "QGroupBox", "HORLOGE"},
             {"Frame2", "QGroupBox", "ETAT"},
             {"Frame3", "QGroupBox", "PARAMETRES CHARGE"},
@@ -86,24 +81,12 @@ private Q_SLOTS:
             {"CBstart", "QPushButton", "Demarrage"},
             {"CBStop", "QPushButton", "Arret"},
             {"CQuitter", "QPushButton", "Retour"},
-        };
-        for (const auto &control : controls)
-            QTest::newRow(control.name) << QString::fromUtf8(control.name) << QString::fromUtf8(control.kind)
-                                        << (control.caption ? QString::fromUtf8(control.caption) : QString());
+        });
     }
     void Controls()
     {
-        QFETCH(QString, name);
-        QFETCH(QString, kind);
-        QFETCH(QString, caption);
         Bench bench;
-        const auto *control = bench.window.findChild<QWidget *>(name);
-        QVERIFY(control);
-        QCOMPARE(QString::fromLatin1(control->metaObject()->className()), kind);
-        if (caption.isNull())
-            return;
-        const char *property = kind == QLatin1String("QGroupBox") ? "title" : "text";
-        QCOMPARE(control->property(property).toString(), caption);
+        CheckControl(bench.window);
     }
 
     void OpensReadyAndSendsNothing()

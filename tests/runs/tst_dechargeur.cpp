@@ -1,5 +1,6 @@
 #include "runbench.h"
 #include "runs/dechargeur.h"
+#include "support/controls.h"
 
 #include <QSignalSpy>
 #include <QtTest>
@@ -27,12 +28,7 @@ private Q_SLOTS:
 
     void Controls_data()
     {
-        QTest::addColumn<QString>("kind");
-        QTest::addColumn<QString>("caption");
-        const struct
-        {
-            const char *name, *kind, *caption;
-        } controls[] = {
+        AddControls({
             {"Frame1", "QGroupBox", "HORLOGE"},
             {"Frame2", "QGroupBox", "ETAT"},
             {"Frame3", "QGroupBox", "PARAMETRES DECHARGE"},
@@ -68,21 +64,12 @@ private Q_SLOTS:
             {"CBstart", "QPushButton", "Demarrage"},
             {"CBStop", "QPushButton", "Arret"},
             {"CQuitter", "QPushButton", "Retour"},
-        };
-        for (const auto &control : controls)
-            QTest::newRow(control.name) << QString::fromUtf8(control.kind)
-                                        << (control.caption ? QString::fromUtf8(control.caption) : QString());
+        });
     }
     void Controls()
     {
-        QFETCH(QString, kind);
-        QFETCH(QString, caption);
         RunBench<Dechargeur> bench;
-        const auto *control = bench.Find<QWidget>(QTest::currentDataTag());
-        QVERIFY(control);
-        QCOMPARE(QString::fromLatin1(control->metaObject()->className()), kind);
-        if (!caption.isNull())
-            QCOMPARE(control->property(kind == QLatin1String("QGroupBox") ? "title" : "text").toString(), caption);
+        CheckControl(bench.window);
     }
 
     void OpensReadyWhereTheMainWindowWas()

@@ -1,12 +1,11 @@
 #include "main.h"
 
 #include "base/messages.h"
+#include "link/command.h"
 
 #include <QCloseEvent>
-#include <QGuiApplication>
 #include <QLabel>
 #include <QScreen>
-#include <QWindow>
 
 Main::Main()
     : com_(this)
@@ -81,7 +80,7 @@ Main::Main()
     connect(ui_.CD_DECONNECT, &QPushButton::clicked, this, &Main::CD_DECONNECT_Click);
     connect(ui_.Cb_quitter, &QPushButton::clicked, this, &Main::Mnuquitter_Click);
     connect(ui_.Mnuquitter, &QAction::triggered, this, &Main::Mnuquitter_Click);
-    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &Main::FocusWindowChanged);
+    connect(&activation_, &Activation::Activated, this, &Main::Form_Activate);
 }
 
 Main::~Main()
@@ -99,25 +98,9 @@ void Main::Load()
     adjustSize();
     const QRect room = screen()->availableGeometry();
     move(room.center() - rect().center());
-    showing_ = true;
     show();
     activateWindow();
-    // Not every system tells of the activation that a first showing is.
-    QMetaObject::invokeMethod(this, &Main::Form_Activate, Qt::QueuedConnection);
-}
-
-void Main::FocusWindowChanged(QWindow *focus)
-{
-    if (!focus)
-        return;
-    if (focus != windowHandle()) {
-        const bool transient = focus->type() == Qt::Dialog || focus->type() == Qt::Popup || focus->type() == Qt::Sheet;
-        excused_ = transient;
-        return;
-    }
-    const bool excused = std::exchange(excused_, false);
-    if (!std::exchange(showing_, false) && !excused)
-        Form_Activate();
+    activation_.Shown();
 }
 
 void Main::Form_Activate()
@@ -172,7 +155,7 @@ void Main::CD_DECONNECT_Click()
     try {
         link_.OpenPort();
         link_.SendByte(27);
-        link_.SendByte(3);
+        link_.SendByte(command::EndSession);
     } catch (...) {
         Failed(std::current_exception());
     }
@@ -225,12 +208,12 @@ void Main::SetNote(const QString &note)
 
 Task<void> Main::Send51On()
 {
-    Task<QByteArray> exchange = link_.Exchange(Request(51, 1), Reply::Acknowledge());
+    Task<QByteArray> exchange = link_.Exchange(Request(command::Booster, 1), Reply::Acknowledge());
     co_await exchange;
 }
 
 Task<void> Main::Send51Off()
 {
-    Task<QByteArray> exchange = link_.Exchange(Request(51, 0), Reply::Acknowledge());
+    Task<QByteArray> exchange = link_.Exchange(Request(command::Booster, 0), Reply::Acknowledge());
     co_await exchange;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/activation.h"
 #include "base/handlers.h"
 #include "base/timer.h"
 #include "capacity/mescapa.h"
@@ -51,7 +52,6 @@ protected:
 
 private:
     void Form_Activate();
-    void FocusWindowChanged(QWindow *focus);
     void ShowAgain();
     void Connect();
     void EndGreeting();
@@ -68,8 +68,7 @@ private:
     Codebas link_;
     Handlers connecting_;
     QLabel *unwatched_ = new QLabel(QStringLiteral("Attention : la carte charge sans surveillance"), this);
-    bool excused_ = false; ///< the focus comes back from a dialog or a menu: that is no activation
-    bool showing_ = false; ///< the activation that goes with the first showing is still to come
+    Activation activation_{this};
     Chargeur chargeur_;
     Dechargeur dechargeur_;
     MesCapa capacity_;

@@ -1,0 +1,72 @@
+#include "dialogs.h"
+
+#include "flag.h"
+
+#include <QPointer>
+#include <QPushButton>
+
+namespace dialogs {
+namespace {
+/// Opens a dialog and waits for its end; when the handler is dropped the dialog goes away with it.
+class Opened
+{
+public:
+    explicit Opened(QDialog *dialog) : dialog_(dialog)
+    {
+        QObject::connect(dialog, &QDialog::finished, &context_, [this] { finished_.Set(); });
+        dialog->open(); // holds up its window only
+    }
+    Opened(const Opened &) = delete;
+    Opened &operator=(const Opened &) = delete;
+    ~Opened()
+    {
+        if (dialog_)
+            dialog_->hide();
+    }
+    Flag &Finished() { return finished_; }
+
+private:
+    QPointer<QDialog> dialog_;
+    QObject context_;
+    Flag finished_;
+};
+
+QString NearestFolder(QString folder)
+{
+    while (!QDir(folder).exists() && !QDir(folder).isRoot())
+        folder = QFileInfo(folder).path();
+    return folder;
+}
+} // namespace
+
+Task<bool> Confirm(QWidget *over, QMessageBox::Icon icon, QString title, QString text, QString detail)
+{
+    QMessageBox box(icon, title, text, QMessageBox::Yes | QMessageBox::No, over);
+    if (!detail.isEmpty()) { // its beginning in sight, all of it on demand
+        box.setInformativeText(detail.section(u'\n', 0, 0));
+        box.setDetailedText(detail);
+    }
+    box.button(QMessageBox::Yes)->setText(QStringLiteral("&Oui"));
+    box.button(QMessageBox::No)->setText(QStringLiteral("&Non"));
+    box.setEscapeButton(QMessageBox::No);
+    Opened opened(&box);
+    co_await opened.Finished();
+    co_return box.clickedButton() == box.button(QMessageBox::Yes);
+}
+
+Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
+{
+    dialog->setWindowTitle(question.title);
+    dialog->setAcceptMode(question.mode);
+    dialog->setFileMode(question.mode == QFileDialog::AcceptSave ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
+    dialog->setNameFilters(question.filter.split(QStringLiteral(";;")));
+    dialog->setDirectory(NearestFolder(question.folder));
+    dialog->setDefaultSuffix(question.suffix);
+    dialog->selectFile({});
+    Opened opened(dialog);
+    co_await opened.Finished();
+    if (dialog->result() != QDialog::Accepted || dialog->selectedFiles().isEmpty())
+        co_return QString();
+    co_return dialog->selectedFiles().constFirst();
+}
+} // namespace dialogs

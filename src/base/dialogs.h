@@ -1,0 +1,25 @@
+#pragma once
+
+#include "task.h"
+
+#include <QFileDialog>
+#include <QMessageBox>
+
+/// Questions to the user that a handler waits for, while everything else in the program goes on.
+namespace dialogs {
+/// A question with "Oui" and "Non"; the first line of `detail` is shown below it, all of it on demand. True for yes.
+Task<bool> Confirm(QWidget *over, QMessageBox::Icon icon, QString title, QString text, QString detail = {});
+
+/// What a file dialog is opened with. `filter` is of the form "Hex8 (*.HEX);;All (*)".
+struct FileQuestion
+{
+    QFileDialog::AcceptMode mode;
+    QString title;
+    QString filter;
+    QString folder;      ///< the nearest one above it that exists, if it does not
+    QString suffix = {}; ///< is given to a name that is typed without one
+};
+
+/// Opens the window's file dialog with an empty file name; the path that was chosen, empty when the user cancels.
+Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question);
+} // namespace dialogs

@@ -1,0 +1,127 @@
+#include "base/dialogs.h"
+#include "support/boxes.h"
+#include "support/coroutines.h"
+
+#include <QPushButton>
+#include <QTemporaryDir>
+#include <QtTest>
+
+namespace {
+Task<void> Ask(QWidget *over, int *answer, QString detail = {})
+{
+    Task<bool> question = dialogs::Confirm(over, QMessageBox::Information, QStringLiteral("Titre"),
+                                           QStringLiteral("Confirmer ?"), detail);
+    *answer = co_await question ? 1 : 0;
+}
+
+Task<void> Choose(QFileDialog *dialog, dialogs::FileQuestion question, QStringList *chosen)
+{
+    Task<QString> choice = dialogs::ChooseFile(dialog, question);
+    const QString path = co_await choice;
+    chosen->append(path);
+}
+} // namespace
+
+class TestDialogs : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { over_.show(); }
+
+    void AQuestionIsAnswered_data()
+    {
+        QTest::addColumn<int>("button");
+        QTest::addColumn<int>("answer");
+        QTest::newRow("yes") << int(QMessageBox::Yes) << 1;
+        QTest::newRow("no") << int(QMessageBox::No) << 0;
+        QTest::newRow("closed") << 0 << 0;
+    }
+    void AQuestionIsAnswered()
+    {
+        QFETCH(int, button);
+        QFETCH(int, answer);
+        int given = -1;
+        Runner runner;
+        runner.Start(Ask(&over_, &given));
+        QCOMPARE(given, -1);
+        QCOMPARE(OpenBoxes().size(), 1);
+        QMessageBox *box = OpenBoxes().constFirst();
+        QCOMPARE(box->text(), QStringLiteral("Confirmer ?"));
+        QCOMPARE(box->icon(), QMessageBox::Information);
+        QCOMPARE(box->buttons().size(), 2);
+        QVERIFY(box->detailedText().isEmpty());
+        QCOMPARE(box->windowModality(), Qt::WindowModal); // other windows stay within reach
+        if (button == 0)
+            box->close();
+        else
+            box->button(static_cast<QMessageBox::StandardButton>(button))->click();
+        QTRY_COMPARE(given, answer);
+        QVERIFY(runner.Idle());
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    void ADetailIsShown()
+    {
+        int given = -1;
+        Runner runner;
+        runner.Start(Ask(&over_, &given, QStringLiteral("un\ndeux")));
+        QCOMPARE(OpenBoxes().constFirst()->informativeText(), QStringLiteral("un"));
+        QCOMPARE(OpenBoxes().constFirst()->detailedText(), QStringLiteral("un\ndeux"));
+    }
+
+    void ADroppedQuestionGoesAway()
+    {
+        int given = -1;
+        Runner runner;
+        runner.Start(Ask(&over_, &given));
+        runner.Drop();
+        QVERIFY(OpenBoxes().isEmpty());
+        QCOMPARE(given, -1);
+    }
+
+    void AFileIsChosen()
+    {
+        const QTemporaryDir folder;
+        QFile file(folder.filePath(QStringLiteral("a.HEX")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QFileDialog dialog(&over_);
+        dialog.setOption(QFileDialog::DontUseNativeDialog);
+        QStringList chosen;
+        Runner runner;
+        for (int round = 1; round <= 2; ++round) { // the dialog is there for more than once
+            runner.Start(Choose(&dialog,
+                                {.mode = QFileDialog::AcceptOpen,
+                                 .title = QStringLiteral("Fichier"),
+                                 .filter = QStringLiteral("Hex8 (*.HEX);;All (*)"),
+                                 .folder = folder.filePath(QStringLiteral("not/there"))},
+                                &chosen));
+            QVERIFY(dialog.isVisible());
+            QCOMPARE(dialog.windowTitle(), QStringLiteral("Fichier"));
+            QCOMPARE(dialog.nameFilters(), (QStringList{QStringLiteral("Hex8 (*.HEX)"), QStringLiteral("All (*)")}));
+            QCOMPARE(dialog.directory(), QDir(folder.path()));
+            dialog.selectFile(file.fileName());
+            static_cast<QDialog &>(dialog).accept();
+            QTRY_COMPARE(chosen.size(), round);
+            QCOMPARE(chosen.constLast(), file.fileName());
+        }
+    }
+
+    void ACancelledChoiceIsEmpty()
+    {
+        QFileDialog dialog(&over_);
+        dialog.setOption(QFileDialog::DontUseNativeDialog);
+        QStringList chosen;
+        Runner runner;
+        runner.Start(
+            Choose(&dialog, {.mode = QFileDialog::AcceptSave, .title = {}, .filter = {}, .folder = {}}, &chosen));
+        dialog.reject();
+        QTRY_COMPARE(chosen, QStringList{QString()});
+    }
+
+private:
+    QWidget over_;
+};
+
+QTEST_MAIN(TestDialogs)
+#include "tst_dialogs.moc"

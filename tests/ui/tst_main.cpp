@@ -624,6 +624,7 @@ private Q_SLOTS:
         QTest::newRow("charge") << QByteArray("cb_chargeur") << QByteArray("MnuChargeur") << "Chargeur";
         QTest::newRow("discharge") << QByteArray("CbDechargeur") << QByteArray("MDdech") << "Dechargeur";
         QTest::newRow("capacity") << QByteArray("CbCapa") << QByteArray("MdCapa") << "MesCapa";
+        QTest::newRow("calibration") << QByteArray("Cb_Reglage") << QByteArray("MnuReglage") << "Reglage";
         QTest::newRow("tools") << QByteArray("Cb_Debug") << QByteArray("MnuMicro") << "Micro";
     }
     void ModeButtonsOpenTheirWindows()
@@ -683,20 +684,30 @@ private Q_SLOTS:
         QVERIFY(OpenBoxes().isEmpty());
     }
 
-    void ButtonsOfWindowsThatDoNotExistYetDoNothing()
+    void TheCalibrationMenuReturnsWithoutAConnection()
     {
         LoadAndConnect();
-        const auto visible = [] {
-            return std::ranges::count_if(QApplication::topLevelWidgets(),
-                                         [](const QWidget *widget) { return widget->isVisible(); });
-        };
-        const auto before = visible();
+        QCOMPARE(window_->Link().ReconnectOnActivate, 1);
         Click("Cb_Reglage");
-        Choose("MnuReglage");
+        QVERIFY(window_->isVisible()); // it stays in sight
+        QWidget *menu = nullptr;
+        for (QWidget *widget : QApplication::topLevelWidgets())
+            if (widget->objectName() == QLatin1String("Reglage"))
+                menu = widget;
+        QVERIFY(menu);
+        QTRY_COMPARE(QGuiApplication::focusWindow(), menu->windowHandle());
+        window_->showMinimized();
+        menu->activateWindow();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), menu->windowHandle());
         Settle();
-        QCOMPARE(visible(), before);
+        board_->TakeReceived();
+        menu->findChild<QPushButton *>(QStringLiteral("Rquitter"))->click();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        QVERIFY(!window_->isMinimized());
+        QVERIFY(!menu->isVisible());
+        Settle();
         QCOMPARE(board_->Received(), QByteArray());
-        QCOMPARE(Shown(), connectedText);
+        QVERIFY(window_->Port().PortOpen());
     }
 
     void MenuResetDoesNothing()

@@ -7,6 +7,7 @@ Switching::Switching(Codebas &link, Handlers::Failed failed) : link_(link), hand
     patience_.setSingleShot(true);
     patience_.setInterval(Line::patience); // of the wire: not scaled
     connect(&patience_, &QTimer::timeout, this, &Switching::Next);
+    connect(&link_, &Codebas::PortCut, &patience_, &QTimer::stop); // what was under way goes out again
 }
 
 void Switching::Write(const Writes &writes, const std::function<void()> &done)
@@ -38,13 +39,13 @@ void Switching::Next()
 
 Task<void> Switching::Do(Step step, int number)
 {
-    const std::function<QByteArray()> request = [this, step] {
+    const measurement::Wanted begins = [this] {
         patience_.start(); // it is on the line: from here on the board is expected to answer
-        return Request(step.write.number, step.write.value);
+        return true;
     };
     try {
-        Task<QByteArray> exchange = link_.Exchange(request, Reply::Acknowledge());
-        co_await exchange;
+        Task<void> write = measurement::WriteRegister(link_, step.write.number, step.write.value, begins);
+        co_await write;
     } catch (const PortClosed &) {
         steps_.clear();
         Next();

@@ -85,6 +85,23 @@ private Q_SLOTS:
         QTRY_COMPARE(bench.board.Received(), Bytes({27, 12, 27, 15, 0, 27, 17, 0, 27, 17, 1}));
     }
 
+    void WritesKeepTheirOrderThroughAConnection()
+    {
+        Bench bench;
+        bench.HoldBack(15);
+        bench.switching.Write({{15, 0}, {17, 0}});
+        bench.switching.Write({{17, 1}});
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 15, 0}));
+        bench.link.ClosePort();
+        bench.link.OpenPort();
+        bench.link.line.SetState(Line::State::Unusable); // as long as a connection takes
+        QTest::qWait(600);                               // more than the patience of two writes
+        bench.board.On(15, 1, [](const QByteArray &) { return Bytes({6}); });
+        bench.link.line.SetState(Line::State::Usable);
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 15, 0, 27, 15, 0, 27, 17, 0, 27, 17, 1}));
+        QCOMPARE(bench.closed, 0);
+    }
+
     void AClosedPortIsToldOnceAndForgetsTheRest()
     {
         Bench bench;

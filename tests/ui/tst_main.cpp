@@ -4,6 +4,7 @@
 #include "support/scriptedboard.h"
 #include "ui/main/main.h"
 
+#include <QComboBox>
 #include <QFile>
 #include <QMenu>
 #include <QPlainTextEdit>
@@ -707,6 +708,28 @@ private Q_SLOTS:
         QVERIFY(!menu->isVisible());
         Settle();
         QCOMPARE(board_->Received(), QByteArray());
+        QVERIFY(window_->Port().PortOpen());
+    }
+
+    void ReturningFromACalibrationSwitchesTheChargeOff()
+    {
+        LoadAndConnect();
+        Click("Cb_Reglage");
+        const auto named = [](const char *name) {
+            const auto widgets = QApplication::topLevelWidgets();
+            return *std::ranges::find(widgets, QLatin1String(name), &QWidget::objectName);
+        };
+        QWidget *menu = named("Reglage");
+        menu->findChild<QComboBox *>(QStringLiteral("SelRegl"))->setCurrentIndex(3);
+        QTRY_COMPARE(QGuiApplication::focusWindow(), named("Rcourant")->windowHandle());
+        QTRY_VERIFY(board_->Received().startsWith(Bytes({27, 15, 1, 27, 17, 1})));
+        menu->findChild<QPushButton *>(QStringLiteral("Rquitter"))->click();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        QVERIFY(!named("Rcourant")->isVisible());
+        // The port is closed and opened again meanwhile: what that cuts off is sent once more.
+        QTRY_VERIFY(board_->Received().endsWith(Bytes({27, 15, 0, 27, 17, 0})));
+        Settle();
+        QVERIFY(board_->Received().endsWith(Bytes({27, 17, 0})));
         QVERIFY(window_->Port().PortOpen());
     }
 

@@ -73,7 +73,7 @@ Task<void> CurrentWindow::Setting_Click()
     try {
         value = number::ToByte(PotValue(), QStringLiteral("valeur Pot"));
     } catch (const Overflow &error) {
-        Window::Failed(error); // nothing is lost: the user types another one
+        CalibrationWindow::Failed(error); // nothing is lost: the user types another one
         co_return;
     }
     const measurement::Wanted newest = [this, setting = ++settings_] { return setting == settings_; };

@@ -72,7 +72,7 @@ Task<void> ReadingWindow::Tick()
     if (!open())
         co_return;
     if (closed && !portClosedSaid_)
-        Window::Failed(*closed);
+        CalibrationWindow::Failed(*closed);
     portClosedSaid_ = closed.has_value();
 }
 

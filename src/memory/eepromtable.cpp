@@ -60,7 +60,7 @@ bool HasHeaderTwice(const QByteArrayList &fileLines)
 {
     if (IsParameterText(fileLines.value(2)))
         return false;
-    return IsParameterText(fileLines.value(3)) || fileLines.value(0) == fileLines.value(1);
+    return IsParameterText(fileLines.value(3)) || (fileLines.size() > 1 && fileLines[0] == fileLines[1]);
 }
 } // namespace
 
@@ -160,7 +160,7 @@ int Profiles::Load(const QByteArray &content)
         fullTable << profile::nameLength << profile::textLength;
     QByteArrayList fileLines = Split(content, fullTable);
     if (HasHeaderTwice(fileLines))
-        fileLines.removeFirst();
+        fileLines.removeAt(1);
     SetHeader(fileLines.value(0, " "));
     for (int number = 1; number <= count; ++number)
         Set(number, fileLines.value(2 * number - 1, " ").left(profile::nameLength), fileLines.value(2 * number, "0"));

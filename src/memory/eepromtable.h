@@ -54,7 +54,7 @@ public:
     const QByteArray &Text(int number) const { return entries_[NameEntry(number) + 1]; }
     void Set(int number, const QByteArray &name, const QByteArray &text);
 
-    /// Whether this type is still as the EEPROM holds it.
+    /// Whether this type is still as it was read.
     bool AsRead(int number) const { return !records_[static_cast<size_t>(number)].isEmpty(); }
 
     /// The three bytes to be written at address 0 and all that are to be written from `recordsAddress` on. A type that

@@ -117,7 +117,7 @@ Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
     ui_.ImageLines->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     for (QLineEdit *box : {ui_.Text1, ui_.Text4})
         Allow(box, "[\\x00-\\xFF]*");
-    Allow(ui_.Text6, "[0-2]");
+    Allow(ui_.Text6, "[0-2]?");
     for (QLineEdit *box : {ui_.TxnbElem, ui_.TNbrCycles})
         Allow(box, "[0-9]*");
     RememberDesign();
@@ -140,6 +140,11 @@ Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
     });
     connect(ui_.Text1, &QLineEdit::textChanged, ui_.Text5, &QLineEdit::setText);
     connect(ui_.Text6, &QLineEdit::textChanged, this, &Exteepr::Text6_Change);
+    for (const QLineEdit *box :
+         {ui_.Text6, ui_.TxnbElem, ui_.TNbrCycles, ui_.EdICharg, ui_.EdIDech, ui_.EdDuree, ui_.EdVDech})
+        connect(box, &QLineEdit::editingFinished, this, [this] { // zeros appear in the places that were left empty
+            ShowFields(Typed(ui_.Text1), profile::Fields::Of(ScreenText()));
+        });
     OnClick(ui_.CbSave, &Exteepr::CbSave_Click);
     OnClick(ui_.CbEcrit, &Exteepr::CbEcrit_Click);
     OnClick(ui_.CBLit, &Exteepr::CBLit_Click);
@@ -469,7 +474,8 @@ QByteArray Exteepr::ScreenText() const
     return profile::Fields::Of(typed.Text()).Text(); // a place left empty counts as 0
 }
 
-/// Puts the screen into the table. A profile that was read and only looked at stays as it was read.
+/// Puts what was edited on screen into the table. A profile that was only looked at stays as it is: its flags may have
+/// bits without a box, and the EEPROM's bytes digits without a field.
 void Exteepr::StoreScreen()
 {
     if (const QByteArray header = Typed(ui_.Text4); header != ProfileTable.Header())
@@ -478,6 +484,6 @@ void Exteepr::StoreScreen()
         return;
     const QByteArray name = Typed(ui_.Text1);
     const QByteArray text = ScreenText();
-    if (!ProfileTable.AsRead(chosen_) || name != shownName_ || text != ProfileText)
+    if (name != shownName_ || text != ProfileText)
         ProfileTable.Set(chosen_, name, text);
 }

@@ -15,7 +15,7 @@ void Activation::Shown()
 {
     showing_ = true;
     excused_ = false;
-    QMetaObject::invokeMethod(this, &Activation::Activated, Qt::QueuedConnection);
+    Q_EMIT Activated();
 }
 
 void Activation::FocusWindowChanged(QWindow *focus)

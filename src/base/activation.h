@@ -14,7 +14,7 @@ class Activation : public QObject
 public:
     explicit Activation(QWidget *window);
 
-    /// To be called when the window is shown: it is activated once, as soon as events run.
+    /// To be called when the window is shown: tells that activation at once, and no second time when the focus comes.
     void Shown();
 
 Q_SIGNALS:

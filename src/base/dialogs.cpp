@@ -54,6 +54,18 @@ Task<bool> Confirm(QWidget *over, QMessageBox::Icon icon, QString title, QString
     co_return box.clickedButton() == box.button(QMessageBox::Yes);
 }
 
+QFileDialog *CommonDialog(QWidget *window)
+{
+    const QString name = QStringLiteral("CommonDialog1");
+    auto *dialog = window->findChild<QFileDialog *>(name);
+    if (!dialog) {
+        dialog = new QFileDialog(window);
+        dialog->setObjectName(name);
+        dialog->setOption(QFileDialog::DontUseNativeDialog);
+    }
+    return dialog;
+}
+
 Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
 {
     dialog->setWindowTitle(question.title);

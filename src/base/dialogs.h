@@ -20,6 +20,10 @@ struct FileQuestion
     QString suffix = {}; ///< is given to a name that is typed without one
 };
 
+/// The file dialog of a window, "CommonDialog1". It is made when it is first asked for, which takes its time: to be
+/// done when the window opens, not when the program starts.
+QFileDialog *CommonDialog(QWidget *window);
+
 /// Opens the window's file dialog with an empty file name; the path that was chosen, empty when the user cancels.
 Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question);
 } // namespace dialogs

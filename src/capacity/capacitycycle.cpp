@@ -3,6 +3,7 @@
 
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/paint.h"
 #include "mescapa.h"
 #include "runs/measurement.h"
 
@@ -326,19 +327,19 @@ Task<void> MesCapa::CheckTemperature(RunPtr run)
     if (capacity::FanNeeded(now_.Temperature) && !FanOn_) {
         co_await WriteOf(run, command::Fan, 1);
         FanOn_ = true;
-        ShowLamp(lampOn);
+        paint::Lamp(ui_.Dspvent, lampOn);
     }
     if (capacity::FanNoLongerNeeded(now_.Temperature) && FanOn_) {
         co_await WriteOf(run, command::Fan, 0);
         FanOn_ = false;
-        ShowLamp(lampOff);
+        paint::Lamp(ui_.Dspvent, lampOff);
     }
     if (!capacity::Overheated(now_.Temperature))
         co_return;
     const Reply noFourthByte{.until = quint8(27), .length = 2};
     const QString state = ui_.LbEtat->text();
     ShowState(QStringLiteral("!! Surchauffe !!"));
-    ShowLamp(lampHot);
+    paint::Lamp(ui_.Dspvent, lampHot);
     do {
         const int count = co_await ReadCount(run, command::SystemTemperature, noFourthByte);
         ShowTemperature(count);

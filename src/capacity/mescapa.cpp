@@ -2,6 +2,7 @@
 
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/paint.h"
 #include "runs/measurement.h"
 
 #include <QCloseEvent>
@@ -73,7 +74,7 @@ void MesCapa::Load()
     FanOn_ = false;
     std::ranges::fill(settings_, quint8(0));
     phaseClock_.invalidate();
-    ShowLamp(lampOff);
+    paint::Lamp(ui_.Dspvent, lampOff);
     ui_.LbNote->setText(QStringLiteral("Prêt"));
 }
 
@@ -299,13 +300,6 @@ void MesCapa::ShowDuration()
     ui_.LbDuree->setText(capacity::DurationText(seconds));
     if (seconds >= capacity::longPhaseSeconds)
         ui_.LbNote->setText(QStringLiteral("Cette phase dure depuis plus de 16 heures"));
-}
-
-void MesCapa::ShowLamp(const QColor &colour)
-{
-    QPalette palette = ui_.Dspvent->palette();
-    palette.setColor(QPalette::Window, colour);
-    ui_.Dspvent->setPalette(palette);
 }
 
 void MesCapa::ShowOutputs(Writes pattern)

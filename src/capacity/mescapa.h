@@ -108,7 +108,6 @@ private:
     void ShowState(const QString &text);
     void BeginPhase();
     void ShowDuration();
-    void ShowLamp(const QColor &colour);
     void ShowOutputs(Writes pattern);
     void ShowTemperature(int count);
     Task<void> SendSetting(int slider, quint8 reg, int value);

@@ -2,6 +2,7 @@
 
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/paint.h"
 #include "runs/measurement.h"
 
 #include <QCloseEvent>
@@ -14,18 +15,11 @@ const QColor green(0, 255, 0);
 const QColor red(255, 0, 0);
 const QColor unknown(128, 128, 128);
 
-void Paint(QLabel *indicator, const QColor &colour)
-{
-    QPalette palette = indicator->palette();
-    palette.setColor(QPalette::Window, colour);
-    indicator->setPalette(palette);
-}
-
 /// An output is red while its bit is set. Gives the bit.
 int ShowOutput(QLabel *indicator, quint8 port, quint8 mask)
 {
     const bool set = (port & mask) != 0;
-    Paint(indicator, set ? red : green);
+    paint::Lamp(indicator, set ? red : green);
     return set ? 1 : 0;
 }
 
@@ -141,7 +135,7 @@ void FEtat::Load()
     portClosedSaid_ = false;
     for (QLabel *indicator : {ui_.Label5, ui_.Label3, ui_.Label21, ui_.Label20, ui_.Label19, ui_.Label18, ui_.Label17,
                               ui_.Label6, ui_.Label7, ui_.Label8, ui_.Label9, ui_.Label10, ui_.Label11})
-        Paint(indicator, unknown);
+        paint::Lamp(indicator, unknown);
     ShowBooster(false);
     Start(Form_Load());
 }
@@ -198,7 +192,7 @@ Task<void> FEtat::Toggle(Output output)
     const std::function<QByteArray()> press = [this, output] {
         const Change &change = *output.state == 1 ? output.from1 : output.from0;
         *output.state = *output.state == 1 ? 0 : 1;
-        Paint(output.indicator, change.colour);
+        paint::Lamp(output.indicator, change.colour);
         if (output.command != command::Booster)
             return Request(output.command, change.sent);
         boost = CutVdbl;
@@ -470,7 +464,7 @@ Task<void> FEtat::ReadPushButtons()
         {ui_.Label9, 64, red, green}, {ui_.Label10, 128, green, red},
     };
     for (const auto &lamp : lamps)
-        Paint(lamp.indicator, (buttons & lamp.mask) != 0 ? lamp.set : lamp.clear);
+        paint::Lamp(lamp.indicator, (buttons & lamp.mask) != 0 ? lamp.set : lamp.clear);
     const quint8 sixth = co_await ReadPort(command::SixthButtonPort);
-    Paint(ui_.Label11, (sixth & 1) != 0 ? green : red);
+    paint::Lamp(ui_.Label11, (sixth & 1) != 0 ? green : red);
 }

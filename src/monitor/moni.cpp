@@ -11,9 +11,7 @@
 #include <QDir>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QGuiApplication>
 #include <QScreen>
-#include <QWindow>
 
 #include <cmath>
 
@@ -44,7 +42,7 @@ Moni::Moni(Codebas &link) : Window(QStringLiteral("Moni")), link_(link), ui_(std
     connect(ui_->CbArret, &QPushButton::clicked, this, &Moni::CbArret_Click);
     connect(ui_->CbQuit, &QPushButton::clicked, this, &Moni::CbQuit_Click);
     connect(ui_->MSChart1, &QCustomPlot::beforeReplot, this, &Moni::ShowValues);
-    connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &Moni::FocusWindowChanged);
+    connect(&activation_, &Activation::Activated, this, &Moni::Form_Activate);
     connect(&link_.com, &Com::Received, this, &Moni::Received);
     connect(&link_.com, &Com::PortBack, this, &Moni::PortBack);
     connect(&link_, &Codebas::PortCut, this, &Moni::PortCut);
@@ -91,24 +89,8 @@ void Moni::Failed(const Error &error)
 void Moni::showEvent(QShowEvent *event)
 {
     Window::showEvent(event);
-    if (!std::exchange(opening_, false))
-        return;
-    showing_ = true;
-    Form_Activate();
-}
-
-void Moni::FocusWindowChanged(const QWindow *focus)
-{
-    if (!focus || !isVisible())
-        return;
-    if (focus != windowHandle()) {
-        const bool transient = focus->type() == Qt::Dialog || focus->type() == Qt::Popup || focus->type() == Qt::Sheet;
-        excused_ = transient;
-        return;
-    }
-    const bool excused = std::exchange(excused_, false);
-    if (!std::exchange(showing_, false) && !excused)
-        Form_Activate();
+    if (std::exchange(opening_, false))
+        activation_.Shown();
 }
 
 void Moni::Form_Activate()

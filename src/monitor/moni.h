@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/activation.h"
 #include "base/flag.h"
 #include "base/window.h"
 #include "chartrules.h"
@@ -50,7 +51,6 @@ private:
     void CbArret_Click();
     void CbQuit_Click();
 
-    void FocusWindowChanged(const QWindow *focus);
     void SwitchToStream();
     Task<void> HoldLine();
     void PortCut();
@@ -69,7 +69,9 @@ private:
 
     Codebas &link_;
     std::unique_ptr<Ui::Moni> ui_;
+    Activation activation_{this};
     bool MonitorRunning_ = false;
+    bool opening_ = false; ///< loaded and not yet shown
     ChartRules rules_;
     std::optional<MonitorLog> log_;
     QString logPath_;
@@ -80,9 +82,6 @@ private:
     Flag readingOver_; ///< woken when the record in hand of a stopped run is over
     QElapsedTimer slice_;
     QTimer stateTimer_;
-    bool opening_ = false;       ///< loaded and not yet shown
-    bool showing_ = false;       ///< the activation that goes with the first showing is still to come
-    bool excused_ = false;       ///< the focus comes back from a dialog or a menu: that is no activation
     bool activationDue_ = false; ///< the port was lost when the window became active
     bool switching_ = false;     ///< it is us who close the port
     bool holding_ = false;       ///< we have the line or wait for it

@@ -56,7 +56,7 @@ void MonitorChart::MakeFrame()
         values[i]->setTickLabelColor(colours[i]);
         values[i]->setLabelColor(colours[i]);
         series_[i] = new SeriesGraph(xAxis, values[i]);
-        series_[i]->setPen(QPen(colours[i], 1.5));
+        series_[i]->setPen(colours[i]);
         series_[i]->setScatterStyle(QCPScatterStyle::ssNone);
     }
     xAxis->setTicker(QSharedPointer<QCPAxisTicker>(new RowTicker));
@@ -75,6 +75,8 @@ void MonitorChart::MakeFrame()
     frame->setRangeDragAxes(axes);
     frame->setRangeZoomAxes(axes);
     setNoAntialiasingOnDrag(true);
+    // Stroked as one path, or wider than a pixel, a curve that crosses itself in every column takes seconds to draw.
+    setPlottingHint(QCP::phFastPolylines);
     for (const QCPAxis *axis : axes)
         connect(axis, qOverload<const QCPRange &>(&QCPAxis::rangeChanged), this, [this] {
             if (!fitting_)

@@ -3,7 +3,7 @@
 #include <cmath>
 
 namespace {
-constexpr qsizetype blockRows = 64;
+constexpr qsizetype blockRows = 16;
 }
 
 void SeriesGraph::Block::Add(double value)

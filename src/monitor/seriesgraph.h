@@ -6,7 +6,7 @@
 #include <vector>
 
 /// One curve of the chart: a value, or none, for each row; the first row is 1. Drawing millions of rows costs what the
-/// pixels cost: the extremes of every 64 rows are kept at hand.
+/// pixels cost: the extremes of every few rows are kept at hand.
 class SeriesGraph : public QCPGraph
 {
 public:

@@ -85,8 +85,9 @@ private Q_SLOTS:
         const QTemporaryDir folder;
         QFile file(folder.filePath(QStringLiteral("a.HEX")));
         QVERIFY(file.open(QIODevice::WriteOnly));
-        QFileDialog dialog(&over_);
-        dialog.setOption(QFileDialog::DontUseNativeDialog);
+        QFileDialog &dialog = *dialogs::CommonDialog(&over_);
+        QCOMPARE(&dialog, dialogs::CommonDialog(&over_));
+        QCOMPARE(dialog.objectName(), QStringLiteral("CommonDialog1"));
         QStringList chosen;
         Runner runner;
         for (int round = 1; round <= 2; ++round) { // the dialog is there for more than once
@@ -109,8 +110,7 @@ private Q_SLOTS:
 
     void ACancelledChoiceIsEmpty()
     {
-        QFileDialog dialog(&over_);
-        dialog.setOption(QFileDialog::DontUseNativeDialog);
+        QFileDialog &dialog = *dialogs::CommonDialog(&over_);
         QStringList chosen;
         Runner runner;
         runner.Start(

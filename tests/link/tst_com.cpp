@@ -1,6 +1,7 @@
 #include "base/errors.h"
 #include "link/com.h"
 #include "support/linkfixture.h"
+#include "support/plug.h"
 #include "support/scriptedboard.h"
 
 #include <QAbstractEventDispatcher>
@@ -15,29 +16,6 @@
 #include <unistd.h>
 
 namespace {
-/// A device that can be pulled and plugged in again under the same name.
-class Plug
-{
-public:
-    Plug() { In(); }
-    QString Path() const { return folder_.filePath(QStringLiteral("ttyBoard")); }
-    ScriptedBoard &Board() { return *board_; }
-    void Out()
-    {
-        QFile::remove(Path());
-        board_->Unplug();
-    }
-    void In()
-    {
-        board_ = std::make_unique<ScriptedBoard>();
-        QFile::link(board_->Port(), Path());
-    }
-
-private:
-    QTemporaryDir folder_;
-    std::unique_ptr<ScriptedBoard> board_;
-};
-
 /// Runs as nobody in particular while it lives, where the test runs as root, who may do everything.
 class Unprivileged
 {

@@ -47,21 +47,21 @@ class TestMeasurement : public QObject
 private Q_SLOTS:
     void ChannelsAndRegistersHaveTheirNumbers()
     {
-        QCOMPARE(int(SystemTemperature), 5);
-        QCOMPARE(int(SupplyVoltage), 6);
-        QCOMPARE(int(DoublerVoltage), 7);
-        QCOMPARE(int(ChargeCurrent), 10);
-        QCOMPARE(int(DischargeCurrent), 11);
-        QCOMPARE(int(DeltaVoltage), 12);
-        QCOMPARE(int(BatteryVoltage), 13);
-        QCOMPARE(int(CutCharge), 15);
-        QCOMPARE(int(CutDischarge), 16);
-        QCOMPARE(int(CutPower), 17);
-        QCOMPARE(int(GroundBattery), 18);
-        QCOMPARE(int(ChargeSetting), 19);
-        QCOMPARE(int(DischargeSetting), 20);
-        QCOMPARE(int(DeltaOffset), 21);
-        QCOMPARE(int(DeltaGain), 22);
+        QCOMPARE(int(command::SystemTemperature), 5);
+        QCOMPARE(int(command::SupplyVoltage), 6);
+        QCOMPARE(int(command::DoublerVoltage), 7);
+        QCOMPARE(int(command::ChargeCurrent), 10);
+        QCOMPARE(int(command::DischargeCurrent), 11);
+        QCOMPARE(int(command::DeltaVoltage), 12);
+        QCOMPARE(int(command::BatteryVoltage), 13);
+        QCOMPARE(int(command::CutCharge), 15);
+        QCOMPARE(int(command::CutDischarge), 16);
+        QCOMPARE(int(command::CutPower), 17);
+        QCOMPARE(int(command::GroundBattery), 18);
+        QCOMPARE(int(command::ChargeSetting), 19);
+        QCOMPARE(int(command::DischargeSetting), 20);
+        QCOMPARE(int(command::DeltaOffset), 21);
+        QCOMPARE(int(command::DeltaGain), 22);
     }
 
     void AChannelIsRead_data()

@@ -5,6 +5,7 @@
 #include "support/boxes.h"
 #include "support/controls.h"
 #include "support/linkfixture.h"
+#include "support/plug.h"
 
 #include <QFileDialog>
 #include <QLabel>
@@ -799,6 +800,53 @@ private Q_SLOTS:
         QTRY_VERIFY(bench.com.PortOpen());
         bench.Start();
         bench.board.Send(Sample(1).Bytes());
+        QTRY_COMPARE(bench.Lines(), LineOf(1));
+    }
+
+    void AnUnpluggedBoardGoesOnWhenItIsBack()
+    {
+        Plug plug;
+        Bench bench;
+        bench.com.SetPortName(plug.Path());
+        bench.window.Open();
+        QTRY_COMPARE(plug.Board().Received(), Bytes({27, 3}));
+        bench.Start();
+        plug.Board().Send(Records(1, 2) + Sample(3).Bytes().left(15));
+        QTRY_COMPARE(bench.Lines(), LineOf(1) + LineOf(2));
+        plug.Out();
+        QTRY_VERIFY(bench.com.Lost());
+        QVERIFY(bench.window.MonitorRunning());
+        plug.In();
+        QTRY_VERIFY(!bench.com.Lost());
+        QTRY_COMPARE(plug.Board().Speed(), 19200);
+        // The board streamed all the time; the record that was cut counts for nothing.
+        plug.Board().Send(Sample(7).Bytes().mid(20) + Records(8, 2));
+        QTRY_COMPARE(bench.Lines(), LineOf(1) + LineOf(2) + LineOf(8) + LineOf(9));
+        QVERIFY(plug.Board().Received().isEmpty());
+        bench.Click("CbArret");
+        QVERIFY(!bench.window.MonitorRunning());
+    }
+
+    void AnActivationWithoutABoardWaitsForItsReturn()
+    {
+        Plug plug;
+        Bench bench;
+        bench.com.SetPortName(plug.Path());
+        bench.window.Open();
+        QTRY_COMPARE(plug.Board().Received(), Bytes({27, 3}));
+        plug.Out();
+        QTRY_VERIFY(bench.com.Lost());
+        QWidget other;
+        other.show();
+        other.activateWindow();
+        QTRY_COMPARE(qGuiApp->focusWindow(), other.windowHandle());
+        bench.window.activateWindow();
+        QTRY_COMPARE(qGuiApp->focusWindow(), bench.window.windowHandle());
+        QVERIFY(bench.com.Lost());
+        plug.In();
+        QTRY_COMPARE(plug.Board().Received(), Bytes({27, 3}));
+        bench.Start();
+        plug.Board().Send(Sample(1).Bytes());
         QTRY_COMPARE(bench.Lines(), LineOf(1));
     }
 

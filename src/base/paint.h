@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QLabel>
+#include <QLineEdit>
+
+/// Colours with which the windows say something.
+namespace paint {
+/// Fills a lamp with a colour.
+void Lamp(QLabel *lamp, const QColor &colour);
+
+/// Marks an entry of which nothing can be made, or takes the mark away.
+void Refused(QLineEdit *entry, bool refused);
+} // namespace paint

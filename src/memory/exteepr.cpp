@@ -4,12 +4,12 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/wholefile.h"
 #include "link/command.h"
 
 #include <QCloseEvent>
 #include <QFontDatabase>
 #include <QRegularExpressionValidator>
-#include <QSaveFile>
 
 namespace {
 constexpr qint64 longestFile = 1 << 20; // a hundred times what a table needs
@@ -62,24 +62,6 @@ void Highlight(QGroupBox *frame, bool on)
                                                   mix(window.blue(), mark.blue())));
     frame->setPalette(palette);
     frame->setAutoFillBackground(on);
-}
-
-void SaveFile(const QString &path, const QByteArray &content)
-{
-    QSaveFile file(path); // an old backup stays until the new one is complete
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size() || !file.commit())
-        throw FileError(path, file.errorString());
-}
-
-QByteArray LoadFile(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        throw FileError(path, file.errorString());
-    const QByteArray content = file.read(longestFile);
-    if (file.error() != QFile::NoError)
-        throw FileError(path, file.errorString());
-    return content;
 }
 } // namespace
 
@@ -158,11 +140,7 @@ Exteepr::~Exteepr()
 
 void Exteepr::Load()
 {
-    if (!dialog_) {
-        dialog_ = new QFileDialog(this);
-        dialog_->setObjectName(QStringLiteral("CommonDialog1"));
-        dialog_->setOption(QFileDialog::DontUseNativeDialog);
-    }
+    dialog_ = dialogs::CommonDialog(this);
     ++opening_;
     ProfileTable = Profiles();
     ImageTable = Image();
@@ -344,7 +322,7 @@ Task<void> Exteepr::CbEcrit_Click()
     if (path.isEmpty())
         co_return;
     StoreScreen();
-    SaveFile(path, SelectedEeprom == 1 ? ImageTable.Save() : ProfileTable.Save());
+    wholefile::Replace(path, SelectedEeprom == 1 ? ImageTable.Save() : ProfileTable.Save());
     ui_.statusbar->showMessage(QStringLiteral("Fichier écrit : %1").arg(path));
 }
 
@@ -355,7 +333,7 @@ Task<void> Exteepr::CBLit_Click()
     const QString path = co_await choice;
     if (path.isEmpty())
         co_return;
-    const QByteArray content = LoadFile(path);
+    const QByteArray content = wholefile::Read(path, longestFile);
     int missing = 0;
     if (SelectedEeprom == 1) {
         missing = ImageTable.Load(content);

@@ -79,8 +79,6 @@ struct ExteeprBench : LinkFixture
         QFile file(path);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
     }
-    /// An entry of the battery types as a file shows it.
-    QByteArray Line(int entry) { return SaveFile().split('\n').value(entry).chopped(1); }
 
     template <class Control>
     Control *Find(const char *name)

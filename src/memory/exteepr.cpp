@@ -55,7 +55,7 @@ void Highlight(QGroupBox *frame, bool on)
     const QPalette plain = frame->window()->palette();
     const QColor window = plain.color(QPalette::Window);
     const QColor mark = plain.color(QPalette::Highlight);
-    const auto mix = [](int a, int b) { return (3 * a + b) / 4; };
+    const auto mix = [](int a, int b) { return (5 * a + b) / 6; };
     QPalette palette;
     if (on)
         palette.setColor(QPalette::Window, QColor(mix(window.red(), mark.red()), mix(window.green(), mark.green()),
@@ -93,6 +93,9 @@ Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
 {
     ui_.setupUi(this);
     options_ = {ui_.Check1, ui_.Check2, ui_.Check3, ui_.Check4, ui_.Check5, ui_.Check6};
+    fields_.assign(options_.begin(), options_.end());
+    for (QLineEdit *box : ui_.Fields->findChildren<QLineEdit *>())
+        fields_.push_back(box);
     QSizePolicy policy = ui_.Bar1->sizePolicy(); // nothing moves when it appears
     policy.setRetainSizeWhenHidden(true);
     ui_.Bar1->setSizePolicy(policy);
@@ -102,6 +105,7 @@ Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
     Allow(ui_.Text6, "[0-2]?");
     for (QLineEdit *box : {ui_.TxnbElem, ui_.TNbrCycles})
         Allow(box, "[0-9]*");
+    ui_.Text1->installEventFilter(this);
     RememberDesign();
 
     connect(ui_.Option1, &QRadioButton::toggled, this, [this](bool on) {
@@ -168,6 +172,18 @@ void Exteepr::closeEvent(QCloseEvent *event)
     event->accept();
 }
 
+bool Exteepr::eventFilter(QObject *watched, QEvent *event)
+{
+    // A name comes filled with blanks to its full length: they make room for what the user types.
+    if (watched == ui_.Text1 && event->type() == QEvent::FocusIn) {
+        QString name = ui_.Text1->text();
+        while (name.endsWith(u' '))
+            name.chop(1);
+        ui_.Text1->setText(name);
+    }
+    return Window::eventFilter(watched, event);
+}
+
 void Exteepr::Failed(const Error &error)
 {
     if (!dynamic_cast<const WindowClosed *>(&error))
@@ -202,6 +218,7 @@ Task<void> Exteepr::Option1_Click()
     ImageTable.Read(memory);
     Eeprom1Loaded = filled_[1] = true;
     ShowImage();
+    ui_.statusbar->showMessage(QStringLiteral("EEPROM 1 lue"));
 }
 
 Task<void> Exteepr::Option2_Click()
@@ -212,6 +229,7 @@ Task<void> Exteepr::Option2_Click()
         ProfileTable.Read(memory);
         Eeprom2Loaded = filled_[2] = true;
         ShowHeader();
+        ui_.statusbar->showMessage(QStringLiteral("EEPROM 2 lue"));
     }
     profile::Fields sample;
     sample.cells = "01";
@@ -277,13 +295,16 @@ Task<void> Exteepr::CbSave_Click()
     }
     StoreScreen();
     const QByteArray memory = eeprom == 1 ? ImageTable.Memory() : ProfileTable.RecordsMemory();
-    const Transfer transfer(*this, QStringLiteral("Ecriture de l'EEPROM %1...").arg(eeprom));
-    if (eeprom == 2) {
-        Task<void> header = WriteBytes(1, 0, ProfileTable.HeaderMemory());
-        co_await header;
+    {
+        const Transfer transfer(*this, QStringLiteral("Ecriture de l'EEPROM %1...").arg(eeprom));
+        if (eeprom == 2) {
+            Task<void> header = WriteBytes(1, 0, ProfileTable.HeaderMemory());
+            co_await header;
+        }
+        Task<void> writing = eeprom == 1 ? WriteBytes(0, 0, memory) : WriteBytes(1, Profiles::recordsAddress, memory);
+        co_await writing;
     }
-    Task<void> writing = eeprom == 1 ? WriteBytes(0, 0, memory) : WriteBytes(1, Profiles::recordsAddress, memory);
-    co_await writing;
+    ui_.statusbar->showMessage(QStringLiteral("EEPROM %1 écrite").arg(eeprom));
 }
 
 void Exteepr::SetTransferring(bool transferring)
@@ -293,13 +314,24 @@ void Exteepr::SetTransferring(bool transferring)
         focus_ = focusWidget();
         setFocus();
     }
-    for (QWidget *widget :
-         std::initializer_list<QWidget *>{ui_.Selection, ui_.Frame2, ui_.CbSave, ui_.CbEcrit, ui_.CBLit})
-        widget->setEnabled(!transferring);
+    EnableEntries();
     ui_.Bar1->setValue(0);
     ui_.Bar1->setVisible(transferring);
     if (!transferring && focus_)
         focus_->setFocus();
+}
+
+/// Entries are open while there is no transfer; those of a profile only once one is chosen.
+void Exteepr::EnableEntries()
+{
+    const QSignalBlocker quiet(ui_.Slider1); // one that is disabled lets go of its handle
+    for (QWidget *widget :
+         std::initializer_list<QWidget *>{ui_.Selection, ui_.Text4, ui_.Slider1, ui_.CbSave, ui_.CbEcrit, ui_.CBLit})
+        widget->setEnabled(!transferring_);
+    for (QWidget *field : fields_)
+        field->setEnabled(!transferring_ && chosen_ != 0);
+    if (chosen_ == 0)
+        FreeSlider();
 }
 
 // ---- files
@@ -382,20 +414,25 @@ void Exteepr::ShowProfile(int number)
     ui_.Slider1->setValue(number);
     ui_.Label4->setText(number::Str(number));
     ShowFields(ProfileTable.Name(number), profile::Fields::Of(ProfileTable.Text(number)));
-    ui_.Fields->setEnabled(true);
     chosen_ = number;
+    EnableEntries();
     shownName_ = Typed(ui_.Text1);
     ProfileText = ScreenText();
 }
 
-/// Until a profile is chosen the fields hold a sample. The slider's handle has a place but no value counts yet: whoever
-/// sets a value, as assistive tools do, can also set the one that is there.
+/// The fields hold a sample until a profile is chosen.
 void Exteepr::ShowNoProfile(const profile::Fields &sample)
 {
     chosen_ = 0;
     ui_.Label4->clear();
     ShowFields({}, sample);
-    ui_.Fields->setEnabled(false);
+    EnableEntries();
+}
+
+/// The slider's handle has a place, but not that of its value: whoever sets a value, as assistive tools do, can also
+/// set the one that is there.
+void Exteepr::FreeSlider()
+{
     const QSignalBlocker quiet(ui_.Slider1);
     ui_.Slider1->setValue(ui_.Slider1->minimum());
     ui_.Slider1->setTracking(false);
@@ -462,6 +499,6 @@ void Exteepr::StoreScreen()
         return;
     const QByteArray name = Typed(ui_.Text1);
     const QByteArray text = ScreenText();
-    if (name != shownName_ || text != ProfileText)
+    if (profile::Padded(name) != profile::Padded(shownName_) || text != ProfileText)
         ProfileTable.Set(chosen_, name, text);
 }

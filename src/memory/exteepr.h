@@ -29,6 +29,7 @@ protected:
     void Load() override;
     void Failed(const Error &error) override;
     void closeEvent(QCloseEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     class Transfer;
@@ -57,19 +58,22 @@ private:
     void ShowHeader();
     void ShowProfile(int number);
     void ShowNoProfile(const profile::Fields &sample);
+    void FreeSlider();
     void ShowFields(const QByteArray &name, const profile::Fields &fields);
     QByteArray ScreenText() const;
     void StoreScreen();
     void SetTransferring(bool transferring);
+    void EnableEntries();
 
     Ui::Exteepr ui_;
     Codebas &link_;
     QFileDialog *dialog_ = nullptr; ///< made when the window is loaded first
     std::array<QCheckBox *, 6> options_;
-    int chosen_ = 0;               ///< number of the profile on screen; 0: none, what is shown is a sample
-    QByteArray shownName_;         ///< its name, as it was shown
-    std::array<bool, 3> filled_{}; ///< by EEPROM: its table was read or came from a file
-    QPointer<QWidget> focus_;      ///< had the focus when the transfer began
+    std::vector<QWidget *> fields_; ///< all that shows a profile
+    int chosen_ = 0;                ///< number of the profile on screen; 0: none, what is shown is a sample
+    QByteArray shownName_;          ///< its name, as it was shown
+    std::array<bool, 3> filled_{};  ///< by EEPROM: its table was read or came from a file
+    QPointer<QWidget> focus_;       ///< had the focus when the transfer began
     bool transferring_ = false;
     int opening_ = 0; ///< counts openings and closings: what belongs to another one is void
 };

@@ -92,6 +92,7 @@ struct ExteeprBench : LinkFixture
     QString Label(const char *name) { return Find<QLabel>(name)->text(); }
     QSlider *Slider() { return Find<QSlider>("Slider1"); }
     QProgressBar *Bar() { return Find<QProgressBar>("Bar1"); }
+    QString Status() { return Find<QStatusBar>("statusbar")->currentMessage(); }
     QFileDialog *Dialog() { return Find<QFileDialog>("CommonDialog1"); }
     /// The option flags that are ticked, as their sum.
     int Ticked()

@@ -120,7 +120,7 @@ private Q_SLOTS:
         bench.OpenAndRead(eeprom);
         QCOMPARE(bench.board.TakeReceived(), AllReads(eeprom - 1));
         QCOMPARE(bench.window.SelectedEeprom, eeprom);
-        QVERIFY(bench.Bar()->isHidden());
+        QCOMPARE(bench.Status(), QStringLiteral("EEPROM %1 lue").arg(eeprom));
         if (eeprom == 1)
             QCOMPARE(bench.window.ImageTable.Memory(), bench.chips[0]);
         else
@@ -292,6 +292,22 @@ private Q_SLOTS:
         QVERIFY(bench.Box("Text1")->isEnabled());
     }
 
+    void ATransferChoosesNothing()
+    {
+        ExteeprBench bench;
+        bench.OpenAndRead(1);
+        QCOMPARE(bench.Label("Label4"), QString());
+        QCOMPARE(bench.Text("Text1"), QString());
+        QVERIFY(!bench.Box("Text1")->isEnabled());
+        bench.Slider()->setValue(1);
+        QCOMPARE(bench.Label("Label4"), QStringLiteral(" 1"));
+        QCOMPARE(bench.Text("Text1"), fresh);
+        bench.Button("CbSave")->click();
+        QVERIFY(bench.Finished());
+        QCOMPARE(bench.Label("Label4"), QStringLiteral(" 1"));
+        QCOMPARE(bench.Slider()->value(), 1);
+    }
+
     void KeysChooseToo()
     {
         ExteeprBench bench;
@@ -460,6 +476,26 @@ private Q_SLOTS:
         QCOMPARE(bench.window.ProfileTable.Name(1), QByteArray("\xE9t\xE9 !"));
     }
 
+    void ThereIsRoomForANewName()
+    {
+        ExteeprBench bench;
+        bench.OpenAndRead(2);
+        bench.window.activateWindow();
+        bench.Slider()->setValue(2);
+        bench.Box("Text1")->setFocus();
+        QTRY_COMPARE(bench.Text("Text1"), QStringLiteral("LiPo 2200 3S")); // without the blanks that fill it
+        bench.Slider()->setValue(3);
+        QCOMPARE(bench.window.ProfileTable.RecordsMemory(), bench.chips[1].mid(32)); // which is no change
+        bench.Slider()->setValue(2);
+        bench.Box("Text1")->clearFocus();
+        bench.Box("Text1")->setFocus();
+        QTest::keyClick(bench.Box("Text1"), Qt::Key_End);
+        QTest::keyClicks(bench.Box("Text1"), QStringLiteral(" neuf"));
+        QCOMPARE(bench.Text("Text1"), QStringLiteral("LiPo 2200 3S neu"));
+        bench.Slider()->setValue(3);
+        QCOMPARE(bench.window.ProfileTable.Name(2), QByteArray("LiPo 2200 3S neu"));
+    }
+
     void TheTypeChangesTheCaptions_data()
     {
         QTest::addColumn<QString>("type");
@@ -541,6 +577,7 @@ private Q_SLOTS:
         bench.Button("CbSave")->click();
         QVERIFY(bench.Finished());
         QCOMPARE(bench.board.TakeReceived(), Writes(0, 0, bench.chips[0]));
+        QCOMPARE(bench.Status(), QStringLiteral("EEPROM 1 \u00E9crite"));
     }
 
     void EachByteWaitsForItsAcknowledgement()
@@ -786,7 +823,7 @@ private Q_SLOTS:
         ExteeprBench bench;
         bench.window.Open();
         bench.LoadFile(QStringLiteral(TEST_DATA "/profiles/types_short.ESV"));
-        QVERIFY(bench.window.findChild<QStatusBar *>()->currentMessage().contains(QStringLiteral("249")));
+        QVERIFY(bench.Status().contains(QStringLiteral("249")));
         QCOMPARE(bench.Text("Text1"), QStringLiteral("AA NiMh 2000 x4 "));
     }
 

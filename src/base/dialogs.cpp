@@ -2,8 +2,12 @@
 
 #include "flag.h"
 
+#include <QLineEdit>
+#include <QListView>
 #include <QPointer>
 #include <QPushButton>
+
+#include <memory>
 
 namespace dialogs {
 namespace {
@@ -13,7 +17,8 @@ class Opened
 public:
     explicit Opened(QDialog *dialog) : dialog_(dialog)
     {
-        QObject::connect(dialog, &QDialog::finished, &context_, [this] { finished_.Set(); });
+        // Kept by the connection, too: whoever waits may destroy this object before Set() returns.
+        QObject::connect(dialog, &QDialog::finished, &context_, [finished = finished_] { finished->Set(); });
         dialog->open(); // holds up its window only
     }
     Opened(const Opened &) = delete;
@@ -23,13 +28,22 @@ public:
         if (dialog_)
             dialog_->hide();
     }
-    Flag &Finished() { return finished_; }
+    Flag &Finished() { return *finished_; }
 
 private:
     QPointer<QDialog> dialog_;
     QObject context_;
-    Flag finished_;
+    std::shared_ptr<Flag> finished_ = std::make_shared<Flag>();
 };
+
+/// What was chosen the last time; the dialog's own selectFile() takes no empty name.
+void ForgetChoice(const QFileDialog *dialog)
+{
+    if (auto *name = dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit")))
+        name->clear(); // selects the folder
+    if (auto *list = dialog->findChild<QListView *>(QStringLiteral("listView")))
+        list->clearSelection();
+}
 
 QString NearestFolder(QString folder)
 {
@@ -74,7 +88,7 @@ Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
     dialog->setNameFilters(question.filter.split(QStringLiteral(";;")));
     dialog->setDirectory(NearestFolder(question.folder));
     dialog->setDefaultSuffix(question.suffix);
-    dialog->selectFile({});
+    ForgetChoice(dialog);
     Opened opened(dialog);
     co_await opened.Finished();
     if (dialog->result() != QDialog::Accepted || dialog->selectedFiles().isEmpty())

@@ -224,12 +224,17 @@ Task<QByteArray> Codebas::Converse(QByteArray request, Reply reply)
     if (reply.until) {
         if (reply.clearFirst)
             RxByte = 0;
-        while (RxByte != *reply.until)
-            co_await ReceiveByte();
+        while (RxByte != *reply.until) {
+            const bool received = co_await ReceiveByte();
+            if (!received && reply.abortable)
+                throw WaitAborted();
+        }
     }
     QByteArray data;
     while (data.size() < reply.length) {
-        co_await ReceiveByte();
+        const bool received = co_await ReceiveByte();
+        if (!received && reply.abortable)
+            throw WaitAborted();
         data.append(static_cast<char>(RxByte));
     }
     co_return data;

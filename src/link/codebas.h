@@ -20,6 +20,13 @@ public:
     LineCut() : Error(QStringLiteral("La liaison avec la carte a été coupée pendant un échange.")) {}
 };
 
+/// AbortWait ended a wait of an exchange that says so.
+class WaitAborted : public Error
+{
+public:
+    WaitAborted() : Error(QStringLiteral("L'attente de la réponse de la carte a été interrompue.")) {}
+};
+
 /// A request to the board: the escape byte 27, then the command byte and its parameters.
 template <class... Byte>
 QByteArray Request(Byte... bytes)
@@ -34,6 +41,7 @@ struct Reply
     std::optional<quint8> until; ///< bytes are thrown away up to and with this one
     int length = 0;              ///< bytes that are read then
     bool clearFirst = true;      ///< RxByte is set to 0 before the wait for `until`
+    bool abortable = false;      ///< AbortWait ends the exchange with WaitAborted; otherwise it waits on
 
     /// 27, data bytes and one more that says nothing.
     static Reply Framed(int dataBytes) { return {.until = quint8(27), .length = dataBytes + 1}; }
@@ -109,10 +117,12 @@ public:
             reader_ = reader;
             return !link_.TakeByte(*this);
         }
-        void await_resume() const
+        /// False when AbortWait ended the wait.
+        bool await_resume() const
         {
             if (cut_)
                 throw LineCut();
+            return !aborted_;
         }
 
     private:

@@ -2,6 +2,7 @@
 #include "support/boxes.h"
 #include "support/coroutines.h"
 
+#include <QLineEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QtTest>
@@ -98,6 +99,7 @@ private Q_SLOTS:
                                  .folder = folder.filePath(QStringLiteral("not/there"))},
                                 &chosen));
             QVERIFY(dialog.isVisible());
+            QCOMPARE(dialog.findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->text(), QString());
             QCOMPARE(dialog.windowTitle(), QStringLiteral("Fichier"));
             QCOMPARE(dialog.nameFilters(), (QStringList{QStringLiteral("Hex8 (*.HEX)"), QStringLiteral("All (*)")}));
             QCOMPARE(dialog.directory(), QDir(folder.path()));
@@ -105,6 +107,24 @@ private Q_SLOTS:
             static_cast<QDialog &>(dialog).accept();
             QTRY_COMPARE(chosen.size(), round);
             QCOMPARE(chosen.constLast(), file.fileName());
+        }
+    }
+
+    void TheLastChoiceIsForgotten()
+    {
+        const QTemporaryDir folder;
+        QFileDialog &dialog = *dialogs::CommonDialog(&over_);
+        QStringList chosen;
+        Runner runner;
+        for (const QString &name : {QStringLiteral("a"), QStringLiteral("b")}) {
+            QFile file(folder.filePath(name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            runner.Start(Choose(&dialog,
+                                {.mode = QFileDialog::AcceptOpen, .title = {}, .filter = {}, .folder = folder.path()},
+                                &chosen));
+            dialog.findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(file.fileName());
+            static_cast<QDialog &>(dialog).accept();
+            QTRY_COMPARE(chosen.value(chosen.size() - 1), file.fileName());
         }
     }
 

@@ -1,0 +1,101 @@
+// Battery types and images: whatever an EEPROM or a file holds, it can be read, shown, written back and saved.
+
+#include "base/errors.h"
+#include "memory/eepromtable.h"
+#include "memory/profile.h"
+
+#include <QString>
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace {
+void Require(bool holds)
+{
+    if (!holds)
+        std::abort();
+}
+
+/// An EEPROM that holds these bytes over and over.
+QByteArray Memory(const QByteArray &bytes)
+{
+    return bytes.isEmpty() ? QByteArray(EepromSize, '\xFF')
+                           : bytes.repeated(EepromSize / bytes.size() + 1).first(EepromSize);
+}
+
+bool SameTypes(const Profiles &one, const Profiles &other)
+{
+    return one.Header() == other.Header() &&
+           std::equal(one.Entries().begin() + 2, one.Entries().end() - 1, other.Entries().begin() + 2);
+}
+
+/// What any record says can be shown, and its block can be built and says the same again.
+void CheckRecords(const Profiles &table)
+{
+    for (int number = 1; number <= Profiles::count; ++number) {
+        const QByteArray text = table.Text(number);
+        Require(table.Name(number).size() == profile::nameLength);
+        Require(text.size() == profile::textLength);
+        Require(std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; }));
+        Require(profile::Fields::Of(text).Text() == text);
+        const QByteArray block = profile::ParameterBlock(text, QString());
+        Require(block.size() == profile::recordLength - profile::nameLength);
+        Require(profile::ParameterText(block) == text);
+    }
+}
+
+void CheckEeprom(const QByteArray &memory)
+{
+    Profiles types;
+    types.Read(memory);
+    CheckRecords(types);
+    Require(types.HeaderMemory() == memory.first(3));
+    Require(types.RecordsMemory() == memory.mid(Profiles::recordsAddress));
+    Profiles loaded;
+    Require(loaded.Load(types.Save()) == 0);
+    Require(SameTypes(loaded, types));
+
+    Image image;
+    image.Read(memory);
+    Require(image.Memory() == memory);
+    Image loadedImage;
+    Require(loadedImage.Load(image.Save()) == 0);
+    Require(loadedImage.Memory() == memory);
+}
+
+/// A file is read without complaint; its types are written whole or, for a number or a sign that does not fit, not.
+void CheckFile(const QByteArray &content)
+{
+    Profiles types;
+    const int missing = types.Load(content);
+    Require(missing >= 0 && missing <= 2 * Profiles::count + 1);
+    try {
+        const QByteArray memory = types.RecordsMemory();
+        Require(memory.size() == Profiles::count * profile::recordLength);
+        Profiles written;
+        written.Read(QByteArray(Profiles::recordsAddress, ' ') + memory);
+        CheckRecords(written);
+    } catch (const Overflow &error) {
+        Require(error.Text().contains(QStringLiteral("profil ")));
+    } catch (const TypeMismatch &error) {
+        Require(error.Text().contains(QStringLiteral("profil ")));
+    }
+    for (int number = 1; number <= Profiles::count; ++number)
+        Require(profile::Fields::Of(types.Text(number)).Text().size() == profile::textLength);
+
+    Image image;
+    image.Load(content);
+    Require(image.Memory().size() == EepromSize);
+    Image again;
+    again.Read(image.Memory());
+    Require(again.Memory() == image.Memory());
+}
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    const QByteArray bytes(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
+    CheckEeprom(Memory(bytes));
+    CheckFile(bytes);
+    return 0;
+}

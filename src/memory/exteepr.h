@@ -1,0 +1,79 @@
+#pragma once
+
+#include "base/window.h"
+#include "eepromtable.h"
+#include "link/codebas.h"
+#include "profile.h"
+#include "ui_exteepr.h"
+
+#include <QFileDialog>
+#include <QPointer>
+
+/// The external EEPROMs: shows and edits the battery types, reads and writes either EEPROM, and keeps both in files.
+class Exteepr : public Window
+{
+    Q_OBJECT
+
+public:
+    explicit Exteepr(Codebas &link);
+    ~Exteepr() override;
+
+    Profiles ProfileTable;      ///< EEPROM 2 in memory
+    Image ImageTable;           ///< EEPROM 1 in memory
+    int SelectedEeprom = 0;     ///< 1, or else EEPROM 2 is meant
+    bool Eeprom1Loaded = false; ///< it was read since the window opened
+    bool Eeprom2Loaded = false;
+    QByteArray ProfileText; ///< parameter text of the profile on screen, as it was shown
+
+protected:
+    void Load() override;
+    void Failed(const Error &error) override;
+    void closeEvent(QCloseEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    class Transfer;
+    /// Thrown where a transfer goes on whose window was closed.
+    struct WindowClosed : Error
+    {
+        WindowClosed() : Error({}) {}
+    };
+
+    void Option_Click(int eeprom);
+    Task<void> Option1_Click();
+    Task<void> Option2_Click();
+    void Slider1_Change(int number);
+    void Text6_Change();
+    Task<void> CbSave_Click();
+    Task<void> CbEcrit_Click();
+    Task<void> CBLit_Click();
+
+    Task<QByteArray> ReadEeprom(quint8 chip);
+    Task<void> WriteBytes(quint8 chip, int address, QByteArray bytes);
+    Task<QByteArray> Converse(QByteArray request, Reply reply);
+    Task<QString> ChooseFile(QFileDialog::AcceptMode mode);
+
+    void Select(int eeprom);
+    void ShowImage();
+    void ShowHeader();
+    void ShowProfile(int number);
+    void ShowNoProfile(const profile::Fields &sample);
+    void FreeSlider();
+    void ShowFields(const QByteArray &name, const profile::Fields &fields);
+    QByteArray ScreenText() const;
+    void StoreScreen();
+    void SetTransferring(bool transferring);
+    void EnableEntries();
+
+    Ui::Exteepr ui_;
+    Codebas &link_;
+    QFileDialog *dialog_ = nullptr; ///< made when the window is loaded first
+    std::array<QCheckBox *, 6> options_;
+    std::vector<QWidget *> fields_; ///< all that shows a profile
+    int chosen_ = 0;                ///< number of the profile on screen; 0: none, what is shown is a sample
+    QByteArray shownName_;          ///< its name, as it was shown
+    std::array<bool, 3> filled_{};  ///< by EEPROM: its table was read or came from a file
+    QPointer<QWidget> focus_;       ///< had the focus when the transfer began
+    bool transferring_ = false;
+    int opening_ = 0; ///< counts openings and closings: what belongs to another one is void
+};

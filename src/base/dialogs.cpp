@@ -5,6 +5,8 @@
 #include <QPointer>
 #include <QPushButton>
 
+#include <memory>
+
 namespace dialogs {
 namespace {
 /// Opens a dialog and waits for its end; when the handler is dropped the dialog goes away with it.
@@ -13,7 +15,13 @@ class Opened
 public:
     explicit Opened(QDialog *dialog) : dialog_(dialog)
     {
-        QObject::connect(dialog, &QDialog::finished, &context_, [this] { finished_.Set(); });
+        // Later, because the handler may end then, and the dialog with it; and so may this, while the flag is being
+        // set.
+        const auto set = [finished = finished_] {
+            const std::shared_ptr<Flag> kept = finished;
+            kept->Set();
+        };
+        QObject::connect(dialog, &QDialog::finished, &context_, set, Qt::QueuedConnection);
         dialog->open(); // holds up its window only
     }
     Opened(const Opened &) = delete;
@@ -23,12 +31,12 @@ public:
         if (dialog_)
             dialog_->hide();
     }
-    Flag &Finished() { return finished_; }
+    Flag &Finished() { return *finished_; }
 
 private:
     QPointer<QDialog> dialog_;
     QObject context_;
-    Flag finished_;
+    std::shared_ptr<Flag> finished_ = std::make_shared<Flag>();
 };
 
 QString NearestFolder(QString folder)

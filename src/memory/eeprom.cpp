@@ -262,6 +262,16 @@ bool EEprom::Refuses()
     return true;
 }
 
+/// Whether the image is one that nobody should have on the board or in a file; tells the user so.
+bool EEprom::RefusesImage()
+{
+    if (whole_)
+        return false;
+    QApplication::beep();
+    Tell(QStringLiteral("L'image n'a pas été lue en entier : rien n'est écrit."));
+    return true;
+}
+
 // ---- reading and writing the board
 
 /// Reads both images. One at a time, and none over an image that is being written.
@@ -300,13 +310,8 @@ Task<void> EEprom::ReadImage(quint8 command, Image *image)
 
 Task<void> EEprom::CBUpdate_Click()
 {
-    if (Refuses())
+    if (Refuses() || RefusesImage())
         co_return;
-    if (!whole_) {
-        QApplication::beep();
-        Tell(QStringLiteral("L'image n'a pas été lue en entier : rien n'est écrit."));
-        co_return;
-    }
     const Hold hold(*this, Transfer::Writing);
     const std::function<bool()> stillOpen = StillOpen();
     const Image image = Selected(); // as it is now, whatever is entered meanwhile
@@ -336,7 +341,7 @@ dialogs::FileQuestion ImageFile(QFileDialog::AcceptMode mode, const QString &fil
 
 Task<void> EEprom::CBSaveeprom_Click()
 {
-    if (Refuses())
+    if (Refuses() || RefusesImage())
         co_return;
     Task<QString> choice =
         dialogs::ChooseFile(commonDialog1_, ImageFile(QFileDialog::AcceptSave,

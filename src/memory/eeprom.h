@@ -54,6 +54,7 @@ private:
     Task<void> ReadImage(quint8 command, Image *image);
     std::function<bool()> StillOpen() const;
     bool Refuses();
+    bool RefusesImage();
     void TakeSide();
     void Leave();
 

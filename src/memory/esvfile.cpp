@@ -56,7 +56,9 @@ void Save(const QString &path, QByteArrayView image)
 {
     const QByteArray text = Write(image);
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit())
+    // Not left to commit(), which would put a file in place whose last bytes did not fit the disk.
+    const auto written = [&] { return file.write(text) == text.size() && file.flush(); };
+    if (!file.open(QIODevice::WriteOnly) || !written() || !file.commit())
         throw FileError(path, file.errorString());
 }
 

@@ -282,9 +282,9 @@ Task<void> EEprom::Form_Activate()
     const Hold hold(*this, Transfer::Reading);
     const std::function<bool()> stillOpen = StillOpen();
     whole_ = false;
-    Task<void> master = ReadImage(command::ReadMasterEeprom, &link_.MasterEeprom);
+    Task<void> master = ReadImage(command::ReadMasterEeprom, &link_.MasterEeprom, stillOpen);
     co_await master;
-    Task<void> slave = ReadImage(command::ReadSlaveEeprom, &link_.SlaveEeprom);
+    Task<void> slave = ReadImage(command::ReadSlaveEeprom, &link_.SlaveEeprom, stillOpen);
     co_await slave;
     if (!stillOpen())
         co_return;
@@ -295,9 +295,8 @@ Task<void> EEprom::Form_Activate()
 }
 
 /// Ends early when the window is closed.
-Task<void> EEprom::ReadImage(quint8 command, Image *image)
+Task<void> EEprom::ReadImage(quint8 command, Image *image, std::function<bool()> stillOpen)
 {
-    const std::function<bool()> stillOpen = StillOpen();
     for (int address = 0; address < esvfile::imageSize && stillOpen(); ++address) {
         Task<QByteArray> exchange = link_.Exchange(Request(command, address), Reply::Framed(1), stillOpen);
         const QByteArray reply = co_await exchange;

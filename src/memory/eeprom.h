@@ -51,7 +51,7 @@ private:
     Task<void> CBSaveeprom_Click();
     Task<void> CBLoadeprom_Click();
 
-    Task<void> ReadImage(quint8 command, Image *image);
+    Task<void> ReadImage(quint8 command, Image *image, std::function<bool()> stillOpen);
     std::function<bool()> StillOpen() const;
     bool Refuses();
     bool RefusesImage();

@@ -2,6 +2,8 @@
 
 #include "flag.h"
 
+#include <QAbstractItemView>
+#include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
 
@@ -70,9 +72,12 @@ Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
     dialog->setNameFilters(question.filter.split(QStringLiteral(";;")));
     dialog->setDirectory(NearestFolder(question.folder));
     dialog->setDefaultSuffix(question.suffix);
-    dialog->selectFile({});
+    dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->clear(); // of its last time
+    for (QAbstractItemView *view : dialog->findChildren<QAbstractItemView *>())
+        view->setCurrentIndex({});
     Opened opened(dialog);
     co_await opened.Finished();
+    dialog->parentWidget()->activateWindow(); // not every window system leads back to it
     if (dialog->result() != QDialog::Accepted || dialog->selectedFiles().isEmpty())
         co_return QString();
     co_return dialog->selectedFiles().constFirst();

@@ -91,13 +91,6 @@ void Mark(QLineEdit *box, bool refused)
         palette.setColor(QPalette::Base, QColor(255, 200, 200));
     box->setPalette(palette);
 }
-
-void UseFixedWidth(QWidget *control)
-{
-    QFont font = control->font();
-    font.setStyleHint(QFont::Monospace);
-    control->setFont(font);
-}
 } // namespace
 
 /// A transfer that is under way: Bar is in sight.
@@ -131,8 +124,6 @@ private:
 EEprom::EEprom(Codebas &link) : Window(QStringLiteral("EEprom")), link_(link)
 {
     ui_.setupUi(this);
-    for (QWidget *control : std::initializer_list<QWidget *>{ui_.Lbdat2, ui_.LBadr2, ui_.table})
-        UseFixedWidth(control);
     QSizePolicy policy = ui_.Bar->sizePolicy();
     policy.setRetainSizeWhenHidden(true); // nothing moves when it appears
     ui_.Bar->setSizePolicy(policy);
@@ -145,6 +136,7 @@ EEprom::EEprom(Codebas &link) : Window(QStringLiteral("EEprom")), link_(link)
             ui_.table->setItem(row, column, item);
         }
     }
+    ui_.table->setMinimumSize(ui_.table->sizeHint()); // all of it
     statusBar()->addPermanentWidget(sideName_);
     RememberDesign();
     connect(&activation_, &Activation::Activated, this, [this] { Start(Form_Activate()); });
@@ -342,9 +334,9 @@ Task<void> EEprom::CBSaveeprom_Click()
 {
     if (Refuses() || RefusesImage())
         co_return;
-    Task<QString> choice =
-        dialogs::ChooseFile(commonDialog1_, ImageFile(QFileDialog::AcceptSave,
-                                                      QStringLiteral("EEpromSave (*.ESV);; All (*.*)"), MasterSide()));
+    Task<QString> choice = dialogs::ChooseFile(
+        commonDialog1_,
+        ImageFile(QFileDialog::AcceptSave, QStringLiteral("EEpromSave (*.ESV);; All (*.* *)"), MasterSide()));
     const QString path = co_await choice;
     if (path.isEmpty() || Refuses())
         co_return;
@@ -360,9 +352,9 @@ Task<void> EEprom::CBLoadeprom_Click()
 {
     if (Refuses())
         co_return;
-    Task<QString> choice =
-        dialogs::ChooseFile(commonDialog1_, ImageFile(QFileDialog::AcceptOpen,
-                                                      QStringLiteral("EEPromSave (*.ESV);; All (*.*)"), MasterSide()));
+    Task<QString> choice = dialogs::ChooseFile(
+        commonDialog1_,
+        ImageFile(QFileDialog::AcceptOpen, QStringLiteral("EEPromSave (*.ESV);; All (*.* *)"), MasterSide()));
     const QString path = co_await choice;
     if (path.isEmpty() || Refuses())
         co_return;

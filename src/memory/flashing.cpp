@@ -48,7 +48,7 @@ Task<QString> Micro::ChooseHexFile()
 {
     return dialogs::ChooseFile(commonDialog1_, {.mode = QFileDialog::AcceptOpen,
                                                 .title = QStringLiteral("Fichier Source Hex"),
-                                                .filter = QStringLiteral("Hex8 (*.HEX);;All (*.*)"),
+                                                .filter = QStringLiteral("Hex8 (*.HEX);;All (*.* *)"),
                                                 .folder = drive::Folder(QStringLiteral("kelvo/tarnix/project"))});
 }
 

@@ -14,6 +14,10 @@ Micro::Micro(Codebas &link) : Window(QStringLiteral("Micro")), link_(link), edit
     const QFont plain(font().family(), font().pointSize()); // the frames' typeface is for their titles
     for (QPushButton *button : ui_.Frame2->findChildren<QPushButton *>())
         button->setFont(plain);
+    ui_.ProgBar1->setFont(plain);
+    QSizePolicy policy = ui_.ProgBar1->sizePolicy();
+    policy.setRetainSizeWhenHidden(true); // nothing moves when it appears
+    ui_.ProgBar1->setSizePolicy(policy);
     RememberDesign();
     connect(ui_.CBepr, &QPushButton::clicked, this, &Micro::CBepr_Click);
     connect(ui_.CbEEprSalave, &QPushButton::clicked, this, &Micro::CbEEprSalave_Click);

@@ -2,8 +2,10 @@
 #include "support/boxes.h"
 #include "support/coroutines.h"
 
+#include <QLineEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <QTreeView>
 #include <QtTest>
 
 namespace {
@@ -100,11 +102,37 @@ private Q_SLOTS:
             QCOMPARE(dialog.windowTitle(), QStringLiteral("Fichier"));
             QCOMPARE(dialog.nameFilters(), (QStringList{QStringLiteral("Hex8 (*.HEX)"), QStringLiteral("All (*)")}));
             QCOMPARE(dialog.directory(), QDir(folder.path()));
+            QVERIFY(dialog.findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->text().isEmpty());
             dialog.selectFile(file.fileName());
             static_cast<QDialog &>(dialog).accept();
             QTRY_COMPARE(chosen.size(), round);
             QCOMPARE(chosen.constLast(), file.fileName());
         }
+    }
+
+    void AllFilesAreOffered()
+    {
+        const QTemporaryDir folder;
+        for (const char *name : {"a.HEX", "b.hex", "c.txt", "nodot"}) {
+            QFile file(folder.filePath(QString::fromLatin1(name)));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+        }
+        QFileDialog dialog(&over_);
+        dialog.setOption(QFileDialog::DontUseNativeDialog);
+        QStringList chosen;
+        Runner runner;
+        runner.Start(Choose(&dialog,
+                            {.mode = QFileDialog::AcceptOpen,
+                             .title = {},
+                             .filter = QStringLiteral("Hex8 (*.HEX);;All (*.* *)"),
+                             .folder = folder.path()},
+                            &chosen));
+        const auto *view = dialog.findChild<QTreeView *>(QStringLiteral("treeView"));
+        QTRY_COMPARE(view->model()->rowCount(view->rootIndex()), 2);
+        dialog.selectNameFilter(QStringLiteral("All (*.* *)"));
+        QTRY_COMPARE(view->model()->rowCount(view->rootIndex()), 4);
+        dialog.reject();
+        QTRY_VERIFY(runner.Idle());
     }
 
     void ACancelledChoiceIsEmpty()

@@ -111,7 +111,7 @@ private Q_SLOTS:
         QFileDialog *dialog = OpenDialog(bench.window);
         QVERIFY(dialog);
         QCOMPARE(dialog->windowTitle(), QStringLiteral("Fichier Source Hex"));
-        QCOMPARE(dialog->nameFilters(), (QStringList{QStringLiteral("Hex8 (*.HEX)"), QStringLiteral("All (*.*)")}));
+        QCOMPARE(dialog->nameFilters(), (QStringList{QStringLiteral("Hex8 (*.HEX)"), QStringLiteral("All (*.* *)")}));
         QCOMPARE(dialog->directory(), QDir(folder_.filePath(QStringLiteral("kelvo/tarnix/project"))));
         QCOMPARE(dialog->acceptMode(), QFileDialog::AcceptOpen);
         QCOMPARE(bench.link.EepromSel, selected); // the memories are chosen before the file

@@ -67,7 +67,7 @@ Task<void> Temper::Command2_Click()
     for (const auto &setting : settings) {
         // A value that does not fit ends it here; what was written before stays.
         const QByteArray bytes = setting.bytes(setting.value, setting.name->text());
-        for (quint8 i = 0; i < bytes.size(); ++i) {
+        for (qsizetype i = 0; i < bytes.size(); ++i) {
             Task<void> write = WriteByte(command::WriteMasterEeprom, static_cast<quint8>(setting.address + i),
                                          static_cast<quint8>(bytes[i]), Reply::Acknowledge(), newest);
             co_await write;

@@ -2,8 +2,8 @@
 
 #include "flag.h"
 
+#include <QAbstractItemView>
 #include <QLineEdit>
-#include <QListView>
 #include <QPointer>
 #include <QPushButton>
 
@@ -17,8 +17,13 @@ class Opened
 public:
     explicit Opened(QDialog *dialog) : dialog_(dialog)
     {
-        // Kept by the connection, too: whoever waits may destroy this object before Set() returns.
-        QObject::connect(dialog, &QDialog::finished, &context_, [finished = finished_] { finished->Set(); });
+        // Later, because the handler may end then, and the dialog with it; and so may this, while the flag is being
+        // set.
+        const auto set = [finished = finished_] {
+            const std::shared_ptr<Flag> kept = finished;
+            kept->Set();
+        };
+        QObject::connect(dialog, &QDialog::finished, &context_, set, Qt::QueuedConnection);
         dialog->open(); // holds up its window only
     }
     Opened(const Opened &) = delete;
@@ -39,10 +44,9 @@ private:
 /// What was chosen the last time; the dialog's own selectFile() takes no empty name.
 void ForgetChoice(const QFileDialog *dialog)
 {
-    if (auto *name = dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit")))
-        name->clear(); // selects the folder
-    if (auto *list = dialog->findChild<QListView *>(QStringLiteral("listView")))
-        list->clearSelection();
+    dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->clear(); // selects the folder
+    for (QAbstractItemView *view : dialog->findChildren<QAbstractItemView *>())
+        view->setCurrentIndex({});
 }
 
 QString NearestFolder(QString folder)
@@ -91,6 +95,7 @@ Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
     ForgetChoice(dialog);
     Opened opened(dialog);
     co_await opened.Finished();
+    dialog->parentWidget()->activateWindow(); // not every window system leads back to it
     if (dialog->result() != QDialog::Accepted || dialog->selectedFiles().isEmpty())
         co_return QString();
     co_return dialog->selectedFiles().constFirst();

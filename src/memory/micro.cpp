@@ -1,5 +1,6 @@
 #include "micro.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QScreen>
 
@@ -7,33 +8,107 @@ namespace {
 constexpr QSize designSize(533, 467); // 8000 × 7000 twips at 15 to a pixel
 }
 
-Micro::Micro(Codebas &link) : Window(QStringLiteral("Micro")), link_(link)
+Micro::Micro(Codebas &link) : Window(QStringLiteral("Micro")), link_(link), editor_(link)
 {
     ui_.setupUi(this);
     const QFont plain(font().family(), font().pointSize()); // the frames' typeface is for their titles
     for (QPushButton *button : ui_.Frame2->findChildren<QPushButton *>())
         button->setFont(plain);
+    ui_.ProgBar1->setFont(plain);
+    QSizePolicy policy = ui_.ProgBar1->sizePolicy();
+    policy.setRetainSizeWhenHidden(true); // nothing moves when it appears
+    ui_.ProgBar1->setSizePolicy(policy);
     RememberDesign();
-    connect(ui_.CBEtat, &QPushButton::clicked, this, &Micro::DashboardWanted);
+    connect(ui_.CBepr, &QPushButton::clicked, this, &Micro::CBepr_Click);
+    connect(ui_.CbEEprSalave, &QPushButton::clicked, this, &Micro::CbEEprSalave_Click);
+    OnClick(ui_.CBMIC1, &Micro::CBMIC1_Click);
+    OnClick(ui_.CbPgmSlave, &Micro::CbPgmSlave_Click);
+    connect(ui_.CBEtat, &QPushButton::clicked, this, &Micro::CBEtat_Click);
     connect(ui_.MQuitter, &QPushButton::clicked, this, &Micro::MQuitter_Click);
+    connect(&editor_, &Window::Returning, this, [this] {
+        if (isVisible())
+            Open(); // comes to the front again
+    });
+}
+
+Micro::~Micro()
+{
+    DropHandlers(); // while all that they use is still there
 }
 
 void Micro::Load()
 {
+    if (!commonDialog1_) {
+        commonDialog1_ = new QFileDialog(this);
+        commonDialog1_->setObjectName(QStringLiteral("CommonDialog1"));
+        commonDialog1_->setOption(QFileDialog::DontUseNativeDialog);
+    }
     resize(designSize);
     move(screen()->availableGeometry().center() - rect().center());
     Q_EMIT Opened();
     ui_.ProgBar1->hide();
+    Tell({});
+    FlashImage.assign(hexfile::slaveWords + 1, 0);
+    FlashRead.assign(hexfile::slaveWords + 1, 0);
+    FlashChanged.assign(hexfile::slaveWords + 1, false);
+}
+
+void Micro::OpenEditor(int eepromSel)
+{
+    if (Refuses())
+        return;
+    link_.EepromSel = eepromSel;
+    editor_.Edit();
+}
+
+void Micro::CBEtat_Click()
+{
+    if (!Refuses())
+        Q_EMIT DashboardWanted();
 }
 
 void Micro::MQuitter_Click()
 {
+    if (Refuses())
+        return;
     link_.ReconnectOnActivate = 0; // before the main window is activated
     close();
 }
 
+/// Whether a programming keeps the window from doing anything else; tells the user so. A flash memory that is written
+/// in half is worse than a wait.
+bool Micro::Refuses()
+{
+    if (!programming_)
+        return false;
+    QApplication::beep();
+    Tell(QStringLiteral("Programmation en cours : attendez sa fin."));
+    return true;
+}
+
+/// The same for a programming that is to begin, which the editor's work keeps waiting too.
+bool Micro::RefusesToProgram()
+{
+    if (Refuses())
+        return true;
+    if (!editor_.Busy())
+        return false;
+    QApplication::beep();
+    Tell(QStringLiteral("L'éditeur d'EEPROM lit ou écrit : attendez sa fin."));
+    return true;
+}
+
+void Micro::Tell(const QString &text)
+{
+    statusBar()->showMessage(text);
+}
+
 void Micro::closeEvent(QCloseEvent *event)
 {
+    if (Refuses()) {
+        event->ignore();
+        return;
+    }
     event->accept();
     Q_EMIT Returning();
 }

@@ -5,6 +5,7 @@
 #include <QLineEdit>
 #include <QPushButton>
 #include <QTemporaryDir>
+#include <QTreeView>
 #include <QtTest>
 
 namespace {
@@ -126,6 +127,30 @@ private Q_SLOTS:
             static_cast<QDialog &>(dialog).accept();
             QTRY_COMPARE(chosen.value(chosen.size() - 1), file.fileName());
         }
+    }
+
+    void AllFilesAreOffered()
+    {
+        const QTemporaryDir folder;
+        for (const char *name : {"a.HEX", "b.hex", "c.txt", "nodot"}) {
+            QFile file(folder.filePath(QString::fromLatin1(name)));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+        }
+        QFileDialog &dialog = *dialogs::CommonDialog(&over_);
+        QStringList chosen;
+        Runner runner;
+        runner.Start(Choose(&dialog,
+                            {.mode = QFileDialog::AcceptOpen,
+                             .title = {},
+                             .filter = QStringLiteral("Hex8 (*.HEX);;All (*.* *)"),
+                             .folder = folder.path()},
+                            &chosen));
+        const auto *view = dialog.findChild<QTreeView *>(QStringLiteral("treeView"));
+        QTRY_COMPARE(view->model()->rowCount(view->rootIndex()), 2);
+        dialog.selectNameFilter(QStringLiteral("All (*.* *)"));
+        QTRY_COMPARE(view->model()->rowCount(view->rootIndex()), 4);
+        dialog.reject();
+        QTRY_VERIFY(runner.Idle());
     }
 
     void ACancelledChoiceIsEmpty()

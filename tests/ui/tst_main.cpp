@@ -4,6 +4,7 @@
 #include "support/scriptedboard.h"
 #include "ui/main/main.h"
 
+#include <QComboBox>
 #include <QFile>
 #include <QMenu>
 #include <QPlainTextEdit>
@@ -624,6 +625,7 @@ private Q_SLOTS:
         QTest::newRow("charge") << QByteArray("cb_chargeur") << QByteArray("MnuChargeur") << "Chargeur";
         QTest::newRow("discharge") << QByteArray("CbDechargeur") << QByteArray("MDdech") << "Dechargeur";
         QTest::newRow("capacity") << QByteArray("CbCapa") << QByteArray("MdCapa") << "MesCapa";
+        QTest::newRow("calibration") << QByteArray("Cb_Reglage") << QByteArray("MnuReglage") << "Reglage";
         QTest::newRow("tools") << QByteArray("Cb_Debug") << QByteArray("MnuMicro") << "Micro";
     }
     void ModeButtonsOpenTheirWindows()
@@ -683,20 +685,52 @@ private Q_SLOTS:
         QVERIFY(OpenBoxes().isEmpty());
     }
 
-    void ButtonsOfWindowsThatDoNotExistYetDoNothing()
+    void TheCalibrationMenuReturnsWithoutAConnection()
     {
         LoadAndConnect();
-        const auto visible = [] {
-            return std::ranges::count_if(QApplication::topLevelWidgets(),
-                                         [](const QWidget *widget) { return widget->isVisible(); });
-        };
-        const auto before = visible();
+        QCOMPARE(window_->Link().ReconnectOnActivate, 1);
         Click("Cb_Reglage");
-        Choose("MnuReglage");
+        QVERIFY(window_->isVisible()); // it stays in sight
+        QWidget *menu = nullptr;
+        for (QWidget *widget : QApplication::topLevelWidgets())
+            if (widget->objectName() == QLatin1String("Reglage"))
+                menu = widget;
+        QVERIFY(menu);
+        QTRY_COMPARE(QGuiApplication::focusWindow(), menu->windowHandle());
+        window_->showMinimized();
+        menu->activateWindow();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), menu->windowHandle());
         Settle();
-        QCOMPARE(visible(), before);
+        board_->TakeReceived();
+        menu->findChild<QPushButton *>(QStringLiteral("Rquitter"))->click();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        QVERIFY(!window_->isMinimized());
+        QVERIFY(!menu->isVisible());
+        Settle();
         QCOMPARE(board_->Received(), QByteArray());
-        QCOMPARE(Shown(), connectedText);
+        QVERIFY(window_->Port().PortOpen());
+    }
+
+    void ReturningFromACalibrationSwitchesTheChargeOff()
+    {
+        LoadAndConnect();
+        Click("Cb_Reglage");
+        const auto named = [](const char *name) {
+            const auto widgets = QApplication::topLevelWidgets();
+            return *std::ranges::find(widgets, QLatin1String(name), &QWidget::objectName);
+        };
+        QWidget *menu = named("Reglage");
+        menu->findChild<QComboBox *>(QStringLiteral("SelRegl"))->setCurrentIndex(3);
+        QTRY_COMPARE(QGuiApplication::focusWindow(), named("Rcourant")->windowHandle());
+        QTRY_VERIFY(board_->Received().startsWith(Bytes({27, 15, 1, 27, 17, 1})));
+        menu->findChild<QPushButton *>(QStringLiteral("Rquitter"))->click();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        QVERIFY(!named("Rcourant")->isVisible());
+        // The port is closed and opened again meanwhile: what that cuts off is sent once more.
+        QTRY_VERIFY(board_->Received().endsWith(Bytes({27, 15, 0, 27, 17, 0})));
+        Settle();
+        QVERIFY(board_->Received().endsWith(Bytes({27, 17, 0})));
+        QVERIFY(window_->Port().PortOpen());
     }
 
     void MenuResetDoesNothing()

@@ -17,6 +17,7 @@ Main::Main()
     , dechargeur_(link_)
     , capacity_(link_)
     , monitor_(link_)
+    , calibration_(link_)
     , tools_(link_)
     , dashboard_(link_)
 {
@@ -56,10 +57,12 @@ Main::Main()
     opens(ui_.CbCapa, &QPushButton::clicked, capacity_);
     opens(ui_.MdCapa, &QAction::triggered, capacity_);
     opens(ui_.CbMoni, &QPushButton::clicked, monitor_);
+    opens(ui_.Cb_Reglage, &QPushButton::clicked, calibration_);
+    opens(ui_.MnuReglage, &QAction::triggered, calibration_);
     opens(ui_.Cb_Debug, &QPushButton::clicked, tools_);
     opens(ui_.MnuMicro, &QAction::triggered, tools_);
     for (const Window *window :
-         std::initializer_list<const Window *>{&chargeur_, &dechargeur_, &capacity_, &monitor_, &tools_})
+         std::initializer_list<const Window *>{&chargeur_, &dechargeur_, &capacity_, &monitor_, &calibration_, &tools_})
         connect(window, &Window::Returning, this, &Main::ShowAgain);
     connect(&capacity_, &MesCapa::Opened, this, [this] {
         EndGreeting();

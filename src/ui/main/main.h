@@ -3,6 +3,7 @@
 #include "base/activation.h"
 #include "base/handlers.h"
 #include "base/timer.h"
+#include "calibration/reglage.h"
 #include "capacity/mescapa.h"
 #include "dashboard/fetat.h"
 #include "link/codebas.h"
@@ -73,6 +74,7 @@ private:
     Dechargeur dechargeur_;
     MesCapa capacity_;
     Moni monitor_;
+    Reglage calibration_;
     Micro tools_;
     FEtat dashboard_;
 };

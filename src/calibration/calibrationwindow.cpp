@@ -1,0 +1,68 @@
+#include "calibrationwindow.h"
+
+#include "base/number.h"
+#include "correction.h"
+#include "runs/measurement.h"
+
+namespace {
+const QColor refusedColour(255, 205, 205);
+}
+
+CalibrationWindow::CalibrationWindow(const QString &name, Codebas &link) : Window(name), link_(link)
+{
+    connect(&link_, &Codebas::Connected, this, [this] {
+        if (isVisible())
+            ShowStored();
+    });
+}
+
+void CalibrationWindow::Load()
+{
+    Centre();
+    for (QLineEdit *entry : findChildren<QLineEdit *>())
+        MarkRefused(entry, false);
+    ShowStored();
+}
+
+void CalibrationWindow::Failed(const Error &error)
+{
+    Say({});
+    Window::Failed(error);
+}
+
+void CalibrationWindow::ShowWord(QLabel *label, const Image &image, size_t address)
+{
+    label->setText(number::Str(measurement::Word(image, address)));
+}
+
+void CalibrationWindow::ShowByte(QLabel *label, const Image &image, size_t address)
+{
+    label->setText(number::Str(image[address]));
+}
+
+void CalibrationWindow::ShowCorrection(QLineEdit *entry, int count, QLineEdit *correction)
+{
+    const double entered = number::Val(entry->text());
+    MarkRefused(entry, entered == 0);
+    if (count != 0 && entered != 0)
+        correction->setText(number::Str(calibration::Correction(count, entered, {})));
+}
+
+std::function<bool()> CalibrationWindow::NewestSet()
+{
+    return [this, set = ++sets_] { return set == sets_; };
+}
+
+Task<void> CalibrationWindow::WriteByte(quint8 command, quint8 address, quint8 value, Reply answer,
+                                        std::function<bool()> wanted)
+{
+    Task<QByteArray> exchange = link_.Exchange(Request(command, address, value), answer, wanted);
+    co_await exchange;
+}
+
+void CalibrationWindow::MarkRefused(QLineEdit *entry, bool refused)
+{
+    QPalette palette = entry->palette();
+    palette.setColor(QPalette::Base, refused ? refusedColour : QPalette().color(QPalette::Base));
+    entry->setPalette(palette);
+}

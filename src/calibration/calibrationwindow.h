@@ -1,0 +1,52 @@
+#pragma once
+
+#include "base/window.h"
+#include "link/codebas.h"
+
+#include <QLabel>
+#include <QLineEdit>
+
+/// What the calibration windows have in common: they show what the board has stored, take what a meter says and write
+/// the difference to the board's EEPROMs.
+class CalibrationWindow : public Window
+{
+    Q_OBJECT
+
+protected:
+    CalibrationWindow(const QString &name, Codebas &link);
+
+    /// To be called once the controls are made: where Say speaks.
+    void SetNote(QLabel *note) { note_ = note; }
+    /// A word to the user on what becomes of the writes.
+    void Say(const QString &text) { note_->setText(text); }
+
+    void Load() override;
+    void Failed(const Error &error) override;
+
+    /// Shows the words that the images of the EEPROMs hold for this window's quantity.
+    virtual void ShowStored() = 0;
+
+    using Image = std::array<quint8, 257>;
+    static void ShowWord(QLabel *label, const Image &image, size_t address);
+    static void ShowByte(QLabel *label, const Image &image, size_t address);
+
+    /// While the user types what a meter shows, in hundredths of a volt, for a count: shows the correction. Without a
+    /// count nothing is shown; a text that is 0 is marked.
+    static void ShowCorrection(QLineEdit *entry, int count, QLineEdit *correction);
+
+    /// For the writes of a press of "SET": they are void once the next press has begun, so that words of two presses
+    /// never mix.
+    std::function<bool()> NewestSet();
+
+    /// Writes a byte of an EEPROM with command 39 or 40; `answer` is what is waited for then.
+    Task<void> WriteByte(quint8 command, quint8 address, quint8 value, Reply answer, std::function<bool()> wanted);
+
+    /// Marks a text from which nothing can be computed, or takes the mark away.
+    static void MarkRefused(QLineEdit *entry, bool refused);
+
+    Codebas &link_;
+
+private:
+    QLabel *note_ = nullptr;
+    int sets_ = 0;
+};

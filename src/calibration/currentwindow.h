@@ -1,0 +1,77 @@
+#pragma once
+
+#include "readingwindow.h"
+#include "switching.h"
+
+#include <QSlider>
+
+/// What the calibrations of the charge and the discharge current have in common: a current that the user sets with a
+/// slider, the mean count that the board makes of it, what a meter shows, and the word and the scale that follow.
+class CurrentWindow : public ReadingWindow
+{
+    Q_OBJECT
+
+protected:
+    /// What makes a window the charge's or the discharge's.
+    struct Kind
+    {
+        int readingMs;
+        QString readingText;
+        quint8 channel;
+        quint8 settingRegister;
+        quint8 wordAddress; ///< in the slave's EEPROM
+        quint8 scaleAddress;
+        Switching::Writes opening;
+        Switching::Writes leaving;
+    };
+
+    struct Panel
+    {
+        QLineEdit *reading;
+        QLineEdit *count, *measured, *setting;
+        QLineEdit *word, *scale;
+        QSlider *slider;
+        QLabel *storedWord, *storedScale;
+    };
+
+    CurrentWindow(const QString &name, Codebas &link, Switching &switching, Kind kind);
+
+    /// To be called once the controls are made.
+    void SetPanel(const Panel &panel);
+
+    void Load() override;
+    void Failed(const Error &error) override;
+    void closeEvent(QCloseEvent *event) override;
+    void ShowStored() override;
+    Task<void> Read() override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+    /// What the user has entered; 0 where a text begins with no number.
+    double CountEntry() const;
+    double MeasuredTens() const; ///< in units of 10 mA
+    double PotValue() const;
+
+    struct Result
+    {
+        double word;
+        double scale;
+    };
+    /// Computes and shows both; nothing measured throws DivisionByZero.
+    Result Compute();
+
+    /// Checks both, then writes them; throws Overflow before anything is sent.
+    Task<void> WriteResult(Result result);
+
+    void Complain(const QString &text);
+
+private:
+    Task<void> Slider_Change(int value);
+    Task<void> Setting_Click();
+    Task<int> SumOfCounts();
+    Task<int> ReadCounts();
+
+    const Kind kind_;
+    Switching &switching_;
+    Panel panel_{};
+    int settings_ = 0; ///< counts the settings that were asked for
+};

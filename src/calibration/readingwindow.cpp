@@ -1,0 +1,98 @@
+#include "readingwindow.h"
+
+#include <QCloseEvent>
+
+/// A reading that is under way.
+class ReadingWindow::Pass
+{
+public:
+    explicit Pass(ReadingWindow &window) : window_(window), opening_(window.opening_) { window_.reading_ = true; }
+    Pass(const Pass &) = delete;
+    Pass &operator=(const Pass &) = delete;
+    ~Pass()
+    {
+        if (opening_ != window_.opening_)
+            return;
+        window_.reading_ = false;
+        // Later: those who wait must not run in the middle of the reading that ends.
+        ReadingWindow *window = &window_;
+        QMetaObject::invokeMethod(window, [window] { window->readingOver_.Wake(); }, Qt::QueuedConnection);
+    }
+
+private:
+    ReadingWindow &window_;
+    int opening_;
+};
+
+ReadingWindow::ReadingWindow(const QString &name, Codebas &link, const QString &timerName, int intervalMs)
+    : CalibrationWindow(name, link), timer_(timerName, intervalMs, this), intervalMs_(intervalMs)
+{
+    connect(&timer_, &QTimer::timeout, this, [this] {
+        if (!reading_)
+            Start(Tick());
+    });
+}
+
+ReadingWindow::~ReadingWindow()
+{
+    DropHandlers(); // while all that they use is still there
+}
+
+void ReadingWindow::Load()
+{
+    CalibrationWindow::Load();
+    ++opening_;
+    portClosedSaid_ = false;
+    timer_.SetInterval(intervalMs_);
+    timer_.SetEnabled(true);
+}
+
+void ReadingWindow::closeEvent(QCloseEvent *event)
+{
+    timer_.SetEnabled(false);
+    ++opening_;
+    reading_ = false;
+    QMetaObject::invokeMethod(this, [this] { readingOver_.Wake(); }, Qt::QueuedConnection);
+    event->accept();
+}
+
+Task<void> ReadingWindow::Tick()
+{
+    const Pass pass(*this);
+    const auto open = StillOpen();
+    std::optional<PortClosed> closed;
+    try {
+        Task<void> reading = Read();
+        co_await reading;
+    } catch (const WindowClosed &) {
+        co_return; // its controls are no longer ours
+    } catch (const PortClosed &error) {
+        closed = error;
+    }
+    if (!open())
+        co_return;
+    if (closed && !portClosedSaid_)
+        CalibrationWindow::Failed(*closed);
+    portClosedSaid_ = closed.has_value();
+}
+
+std::function<bool()> ReadingWindow::StillOpen() const
+{
+    return [this, opening = opening_] { return opening == opening_; };
+}
+
+Task<int> ReadingWindow::ReadCount(quint8 channel)
+{
+    const auto open = StillOpen();
+    Task<QByteArray> exchange = link_.Exchange(Request(channel), Reply::Framed(2), open);
+    const QByteArray reply = co_await exchange;
+    if (!open())
+        throw WindowClosed();
+    co_return static_cast<quint8>(reply.at(0)) * 256 + static_cast<quint8>(reply.at(1));
+}
+
+Task<void> ReadingWindow::ReadingOver()
+{
+    while (reading_)
+        co_await readingOver_;
+}

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "base/flag.h"
+#include "base/timer.h"
+#include "calibrationwindow.h"
+
+/// A calibration window that reads its quantity again and again while it is open.
+class ReadingWindow : public CalibrationWindow
+{
+    Q_OBJECT
+
+protected:
+    ReadingWindow(const QString &name, Codebas &link, const QString &timerName, int intervalMs);
+    ~ReadingWindow() override;
+
+    void Load() override;
+    void closeEvent(QCloseEvent *event) override;
+
+    /// One reading; each tick of the timer makes one, unless the one before is still under way.
+    virtual Task<void> Read() = 0;
+
+    /// Thrown where a reading goes on whose window was closed.
+    struct WindowClosed
+    {
+    };
+
+    /// Whether this opening of the window lasts.
+    std::function<bool()> StillOpen() const;
+
+    /// What a channel says, 0 to 65535; throws WindowClosed.
+    Task<int> ReadCount(quint8 channel);
+
+    /// Waits until no reading is under way.
+    Task<void> ReadingOver();
+
+    Timer timer_;
+    int opening_ = 0; ///< counts openings and closings
+
+private:
+    class Pass;
+    Task<void> Tick();
+
+    const int intervalMs_;
+    bool reading_ = false;
+    Flag readingOver_;
+    bool portClosedSaid_ = false;
+};

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "rcourant.h"
+#include "reglipo.h"
+#include "rgldech.h"
+#include "switching.h"
+#include "temper.h"
+#include "ui_reglage.h"
+#include "vfiltrage.h"
+#include "vout.h"
+
+/// The calibration menu: opens a window for each quantity that the board measures.
+class Reglage : public Window
+{
+    Q_OBJECT
+
+public:
+    explicit Reglage(Codebas &link);
+
+protected:
+    void Load() override;
+    void closeEvent(QCloseEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void SelRegl_Click(int index);
+    void Rquitter_Click();
+    void CloseFour();
+
+    Ui::Reglage ui_;
+    Codebas &link_;
+    bool chosen_ = false; ///< the change of the entry at hand has been seen to
+    Switching switching_;
+    Temper temperature_;
+    Vout batteryVoltage_;
+    Vfiltrage supplies_;
+    Rcourant charge_;
+    RglDech discharge_;
+    RegLIPO lithium_;
+};

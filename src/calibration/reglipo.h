@@ -1,0 +1,66 @@
+#pragma once
+
+#include "lipocoefficients.h"
+#include "readingwindow.h"
+#include "switching.h"
+#include "ui_reglipo.h"
+
+/// Calibrates the measurement of lithium-polymer packs by five known voltages, and trims its amplifier.
+class RegLIPO : public ReadingWindow
+{
+    Q_OBJECT
+
+public:
+    RegLIPO(Codebas &link, Switching &switching);
+    ~RegLIPO() override;
+
+    /// Reads one byte of the exchange under way from the line.
+    Task<quint8> Lgetsrl();
+
+protected:
+    void Load() override;
+    void closeEvent(QCloseEvent *event) override;
+    void ShowStored() override;
+    Task<void> Read() override;
+
+private:
+    class Work;
+    class Hold;
+
+    /// The controls of a calibration point.
+    struct Row
+    {
+        QPushButton *button;
+        QLabel *reference;
+        QCheckBox *measured;
+        QLabel *stored;
+    };
+
+    void List1_Click(int row);
+    Task<void> MeasurePoint(size_t row);
+    Task<void> BtnCoef_Click();
+    Task<void> BtnPot_Click();
+    Task<void> REGDelta_Change(int value);
+    Task<void> REGOfs_Change(int value);
+
+    Task<int> MeasureDelta();
+    Task<int> SumOfCounts();
+    Task<void> SendTrim(QSlider *slider, quint8 trim, int value);
+    Task<void> WriteWord(quint8 address, double value, std::function<bool()> wanted);
+    Task<void> WriteMaster(quint8 address, quint8 value, std::function<bool()> wanted);
+    void EndWork();
+
+    Ui::RegLIPO ui_;
+    Switching &switching_;
+    std::array<Row, lipo::pointCount> rows_;
+    std::array<QCheckBox *, 7> checks_;
+    lipo::Table Points;
+
+    int latestCount_ = 0;
+    Flag freshSample_;
+    HandlerNumber measurer_ = 0; ///< the handler that measures on the line
+    int works_ = 0;              ///< counts the actions of the buttons, and what calls them off
+    bool working_ = false;
+    int holds_ = 0; ///< handlers that keep TimerLipo stopped
+    std::map<QSlider *, int> moves_;
+};

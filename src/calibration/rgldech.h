@@ -1,0 +1,20 @@
+#pragma once
+
+#include "currentwindow.h"
+#include "ui_rgldech.h"
+
+/// Calibrates the measurement and the setting of the discharge current.
+class RglDech : public CurrentWindow
+{
+    Q_OBJECT
+
+public:
+    RglDech(Codebas &link, Switching &switching);
+
+private:
+    void Btcalcul_Click();
+    Task<void> Dechset_Click();
+    bool Complete();
+
+    Ui::RglDech ui_;
+};

@@ -1,0 +1,58 @@
+#include "switching.h"
+
+#include "runs/measurement.h"
+
+Switching::Switching(Codebas &link, Handlers::Failed failed) : link_(link), handlers_(std::move(failed))
+{
+    patience_.setSingleShot(true);
+    patience_.setInterval(Line::patience); // of the wire: not scaled
+    connect(&patience_, &QTimer::timeout, this, &Switching::Next);
+    connect(&link_, &Codebas::PortCut, &patience_, &QTimer::stop); // what was under way goes out again
+}
+
+void Switching::Write(const Writes &writes, const std::function<void()> &done)
+{
+    for (const Register &write : writes)
+        steps_.push_back({write, {}});
+    steps_.back().done = done;
+    if (!busy_)
+        Next();
+}
+
+void Switching::Override(const Writes &writes)
+{
+    steps_.clear();
+    for (const Register &write : writes)
+        measurement::SendRegister(link_, write.number, write.value);
+}
+
+void Switching::Next()
+{
+    patience_.stop();
+    busy_ = !steps_.empty();
+    if (!busy_)
+        return;
+    const Step step = steps_.front();
+    steps_.pop_front();
+    handlers_.Start(Do(step, ++begun_));
+}
+
+Task<void> Switching::Do(Step step, int number)
+{
+    const measurement::Wanted begins = [this] {
+        patience_.start(); // it is on the line: from here on the board is expected to answer
+        return true;
+    };
+    try {
+        Task<void> write = measurement::WriteRegister(link_, step.write.number, step.write.value, begins);
+        co_await write;
+    } catch (const PortClosed &) {
+        steps_.clear();
+        Next();
+        throw;
+    }
+    if (step.done)
+        step.done();
+    if (number == begun_)
+        Next();
+}

@@ -1,0 +1,89 @@
+#include "vout.h"
+
+#include "base/messages.h"
+#include "base/number.h"
+#include "correction.h"
+#include "link/command.h"
+
+namespace {
+constexpr int readingMs = 300;
+constexpr int samples = 8;
+
+// in the slave's EEPROM
+constexpr quint8 highAddress = 6;
+constexpr quint8 lowAddress = 7;
+} // namespace
+
+Vout::Vout(Codebas &link, Switching &switching)
+    : ReadingWindow(QStringLiteral("Vout"), link, QStringLiteral("Timerrtension"), readingMs), switching_(switching)
+{
+    ui_.setupUi(this);
+    SetNote(ui_.note);
+    RememberDesign();
+    connect(ui_.RegVText2, &QLineEdit::textChanged, this, &Vout::RegVText2_Change);
+    OnClick(ui_.CdsetVout, &Vout::CdsetVout_Click);
+    connect(ui_.CBQvout, &QPushButton::clicked, this, &Vout::CBQvout_Click);
+}
+
+void Vout::Load()
+{
+    ReadingWindow::Load();
+    MeasVout = 0;
+    switching_.Write(
+        {{command::CutPower, 1}, {command::CutDischarge, 1}, {command::CutCharge, 0}, {command::GroundBattery, 1}});
+}
+
+/// The only way out that sets the switches back.
+void Vout::CBQvout_Click()
+{
+    switching_.Write(
+        {{command::CutPower, 1}, {command::CutDischarge, 1}, {command::CutCharge, 1}, {command::GroundBattery, 0}});
+    close();
+}
+
+void Vout::ShowStored()
+{
+    ShowWord(ui_.storedWord, link_.SlaveEeprom, highAddress);
+}
+
+Task<void> Vout::Read()
+{
+    ui_.RegvText1->clear();
+    int sum = 0;
+    for (int sample = 0; sample < samples; ++sample)
+        sum += co_await ReadCount(command::BatteryVoltage);
+    MeasVout = sum / samples;
+    ui_.RegvText1->setText(QStringLiteral("Valeur mesuree : ") + number::Str(MeasVout));
+}
+
+void Vout::RegVText2_Change()
+{
+    const double entered = number::Val(ui_.RegVText2->text());
+    MarkRefused(ui_.RegVText2, entered == 0);
+    if (entered != 0)
+        ui_.voutepr->setText(number::Str(calibration::Correction(MeasVout, entered, {})));
+}
+
+Task<void> Vout::CdsetVout_Click()
+{
+    if (MeasVout == 0) {
+        messages::Show(this, QMessageBox::Warning, windowTitle(), QStringLiteral("data 0"));
+        co_return;
+    }
+    const auto newest = NewestSet();
+    const QString where = ui_.Label1->text();
+    const double entered = number::Val(ui_.RegVText2->text());
+    const double value = calibration::Correction(MeasVout, entered, where);
+    const calibration::HiLo word = calibration::SplitHiLo(value, where);
+    Say(QStringLiteral("Écriture…"));
+    Task<void> high = WriteByte(command::WriteSlaveEeprom, highAddress, word.ValHi, Reply::Stored(), newest);
+    co_await high;
+    Task<void> low = WriteByte(command::WriteSlaveEeprom, lowAddress, word.ValLo, Reply::Stored(), newest);
+    co_await low;
+    if (!newest())
+        co_return;
+    link_.SlaveEeprom[highAddress] = word.ValHi;
+    link_.SlaveEeprom[lowAddress] = word.ValLo;
+    ShowStored();
+    Say(QStringLiteral("Écrit."));
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "readingwindow.h"
+#include "switching.h"
+#include "ui_vout.h"
+
+/// Calibrates the measurement of the battery voltage.
+class Vout : public ReadingWindow
+{
+    Q_OBJECT
+
+public:
+    Vout(Codebas &link, Switching &switching);
+
+protected:
+    void Load() override;
+    void ShowStored() override;
+    Task<void> Read() override;
+
+private:
+    void RegVText2_Change();
+    Task<void> CdsetVout_Click();
+    void CBQvout_Click();
+
+    Ui::Vout ui_;
+    Switching &switching_;
+    int MeasVout = 0; ///< the last mean count; 0 until the first reading
+};

@@ -162,7 +162,9 @@ int Profiles::Load(const QByteArray &content)
     if (HasHeaderTwice(fileLines))
         fileLines.removeAt(1);
     SetHeader(fileLines.value(0, " "));
-    for (int number = 1; number <= count; ++number)
-        Set(number, fileLines.value(2 * number - 1, " ").left(profile::nameLength), fileLines.value(2 * number, "0"));
+    for (int number = 1; number <= count; ++number) {
+        const qsizetype name = 2 * qsizetype(number) - 1;
+        Set(number, fileLines.value(name, " ").left(profile::nameLength), fileLines.value(name + 1, "0"));
+    }
     return std::max(0, 1 + 2 * count - static_cast<int>(fileLines.size()));
 }

@@ -373,6 +373,20 @@ private Q_SLOTS:
         QVERIFY(younger.done);
     }
 
+    void AnAbortedWaitEndsOneThatSaysSo()
+    {
+        LinkFixture f;
+        f.link.OpenPort();
+        Result result;
+        f.runner.Start(Ask(&f.link, Request(50, 1), {.until = quint8(6), .length = 0, .abortable = true}, &result));
+        QTRY_COMPARE(f.board.Received(), Bytes({27, 50, 1}));
+        f.timer1.SetEnabled(true);
+        QTRY_VERIFY(f.runner.Idle());
+        f.timer1.SetEnabled(false);
+        QVERIFY(f.runner.Threw<WaitAborted>());
+        QCOMPARE(f.link.line.Reader(), HandlerNumber(0));
+    }
+
     void OneThatIsNotWantedAnyMoreSendsNothing()
     {
         LinkFixture f;

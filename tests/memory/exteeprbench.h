@@ -65,18 +65,23 @@ struct ExteeprBench : LinkFixture
         Dialog()->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(path);
         static_cast<QDialog *>(Dialog())->accept();
     }
+    /// Loads a copy of the file.
     void LoadFile(const QString &path)
     {
+        const QString copy = folder.filePath(QStringLiteral("copy%1.ESV").arg(++files));
+        QVERIFY(QFile::copy(path, copy));
         Button("CBLit")->click();
-        Choose(path);
+        Choose(copy);
         QTRY_COMPARE(Label("Label5"), QStringLiteral("termine"));
     }
     QByteArray SaveFile()
     {
-        const QString path = folder.filePath(QStringLiteral("t%1.ESV").arg(++files));
+        saved = folder.filePath(QStringLiteral("t%1.ESV").arg(++files));
         Button("CbEcrit")->click();
-        Choose(path);
-        QFile file(path);
+        Choose(saved);
+        [[maybe_unused]] const bool done =
+            QTest::qWaitFor([this] { return Status() == QStringLiteral("Fichier \u00E9crit : ") + saved; });
+        QFile file(saved);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
     }
 
@@ -106,5 +111,6 @@ struct ExteeprBench : LinkFixture
     QByteArray chips[2];
     int reads = 0, writes = 0, files = 0;
     QTemporaryDir folder;
+    QString saved; ///< the file that SaveFile wrote last
     Exteepr window{link};
 };

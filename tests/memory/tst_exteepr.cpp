@@ -763,7 +763,7 @@ private Q_SLOTS:
         bench.OpenAndRead(2);
         bench.Slider()->setValue(4);
         const QByteArray saved = bench.SaveFile();
-        const QString path = bench.folder.filePath(QStringLiteral("t%1.ESV").arg(bench.files));
+        const QString path = bench.saved;
         bench.Box("Text1")->setText(QStringLiteral("autre"));
         bench.LoadFile(path);
         QVERIFY(bench.Text("Text1") != QStringLiteral("autre"));
@@ -778,7 +778,7 @@ private Q_SLOTS:
         QCOMPARE(saved.size(), 256 * 18);
         for (int i = 0; i < 256; ++i)
             QCOMPARE(saved.mid(i * 18, 18), bench.chips[0].mid(i * 16, 16) + "\r\n");
-        const QString path = bench.folder.filePath(QStringLiteral("t%1.ESV").arg(bench.files));
+        const QString path = bench.saved;
         bench.LoadFile(QStringLiteral(TEST_DATA "/profiles/image_lines.ESV"));
         QCOMPARE(bench.window.ImageTable.Entries()[0], QByteArray("Pret"));
         QCOMPARE(bench.Find<QListWidget>("ImageLines")->item(1)->text(), QStringLiteral("  1  Charge"));

@@ -17,13 +17,11 @@ class Opened
 public:
     explicit Opened(QDialog *dialog) : dialog_(dialog)
     {
-        // Later, because the handler may end then, and the dialog with it; and so may this, while the flag is being
-        // set.
-        const auto set = [finished = finished_] {
-            const std::shared_ptr<Flag> kept = finished;
-            kept->Set();
-        };
-        QObject::connect(dialog, &QDialog::finished, &context_, set, Qt::QueuedConnection);
+        // Later, because the handler may end then, and the dialog and this with it: the flag outlives its setting.
+        const auto set = [](std::shared_ptr<Flag> finished) { finished->Set(); };
+        QObject::connect(
+            dialog, &QDialog::finished, &context_, [set, finished = finished_] { set(finished); },
+            Qt::QueuedConnection);
         dialog->open(); // holds up its window only
     }
     Opened(const Opened &) = delete;

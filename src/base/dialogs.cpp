@@ -3,6 +3,7 @@
 #include "flag.h"
 
 #include <QAbstractItemView>
+#include <QCompleter>
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
@@ -70,11 +71,14 @@ Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
     dialog->setNameFilters(question.filter.split(QStringLiteral(";;")));
     dialog->setDirectory(NearestFolder(question.folder));
     dialog->setDefaultSuffix(question.suffix);
-    dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->clear(); // of its last time
+    auto *name = dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"));
+    name->clear(); // of its last time
     for (QAbstractItemView *view : dialog->findChildren<QAbstractItemView *>())
         view->setCurrentIndex({});
     Opened opened(dialog);
     co_await opened.Finished();
+    if (name->completer())
+        name->completer()->popup()->hide();   // stays behind when Enter follows fast on the name
     dialog->parentWidget()->activateWindow(); // not every window system leads back to it
     if (dialog->result() != QDialog::Accepted || dialog->selectedFiles().isEmpty())
         co_return QString();

@@ -455,8 +455,8 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Open();
-        const std::pair<const char *, int> entries[] = {
-            {"  7 ", 7}, {"007", 7}, {"255", 255}, {"2.5", 2}, {"3.5", 4}, {"254.6", 255}}; // halves to the even one
+        const std::pair<const char *, int> entries[] = {{"  7 ", 7}, {"007", 7}, {"255", 255},
+                                                        {"2.5", 2},  {"3.5", 4}, {"254.6", 255}};
         for (const auto &[text, address] : entries) {
             bench.Enter("Text2", QString::fromLatin1(text));
             QCOMPARE(bench.window.CurAddr, quint8(address));

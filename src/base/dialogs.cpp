@@ -3,6 +3,7 @@
 #include "flag.h"
 
 #include <QAbstractItemView>
+#include <QCompleter>
 #include <QLineEdit>
 #include <QPointer>
 #include <QPushButton>
@@ -17,13 +18,11 @@ class Opened
 public:
     explicit Opened(QDialog *dialog) : dialog_(dialog)
     {
-        // Later, because the handler may end then, and the dialog with it; and so may this, while the flag is being
-        // set.
-        const auto set = [finished = finished_] {
-            const std::shared_ptr<Flag> kept = finished;
-            kept->Set();
-        };
-        QObject::connect(dialog, &QDialog::finished, &context_, set, Qt::QueuedConnection);
+        // Later, because the handler may end then, and the dialog and this with it: the flag outlives its setting.
+        const auto set = [](std::shared_ptr<Flag> finished) { finished->Set(); };
+        QObject::connect(
+            dialog, &QDialog::finished, &context_, [set, finished = finished_] { set(finished); },
+            Qt::QueuedConnection);
         dialog->open(); // holds up its window only
     }
     Opened(const Opened &) = delete;
@@ -41,10 +40,15 @@ private:
     std::shared_ptr<Flag> finished_ = std::make_shared<Flag>();
 };
 
+QLineEdit *NameOf(const QFileDialog *dialog)
+{
+    return dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"));
+}
+
 /// What was chosen the last time; the dialog's own selectFile() takes no empty name.
 void ForgetChoice(const QFileDialog *dialog)
 {
-    dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->clear(); // selects the folder
+    NameOf(dialog)->clear(); // selects the folder
     for (QAbstractItemView *view : dialog->findChildren<QAbstractItemView *>())
         view->setCurrentIndex({});
 }
@@ -95,6 +99,8 @@ Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
     ForgetChoice(dialog);
     Opened opened(dialog);
     co_await opened.Finished();
+    if (QCompleter *completer = NameOf(dialog)->completer())
+        completer->popup()->hide();           // stays behind when Enter follows fast on the name
     dialog->parentWidget()->activateWindow(); // not every window system leads back to it
     if (dialog->result() != QDialog::Accepted || dialog->selectedFiles().isEmpty())
         co_return QString();

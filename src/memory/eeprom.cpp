@@ -295,7 +295,7 @@ Task<void> EEprom::ReadImage(quint8 command, Image *image, std::function<bool()>
         if (!stillOpen())
             co_return;
         (*image)[static_cast<size_t>(address)] = static_cast<quint8>(reply[0]);
-        ui_.Bar->setValue(address);
+        Progress(address);
     }
 }
 
@@ -312,7 +312,7 @@ Task<void> EEprom::CBUpdate_Click()
         Task<QByteArray> exchange = link_.Exchange(request, Reply::Stored(), stillOpen);
         co_await exchange;
         if (stillOpen())
-            ui_.Bar->setValue(address);
+            Progress(address);
     }
 }
 
@@ -406,12 +406,18 @@ void EEprom::Text3_KeyPress()
 
 // ---- display
 
+QString EEprom::Cell(int row, int column)
+{
+    const int address = row * rowLength + column;
+    return TwoDigits(Selected()[static_cast<size_t>(address)]);
+}
+
 void EEprom::ShowRow()
 {
     CurRow = static_cast<quint8>(ui_.Vscroll1->value());
     QString line;
-    for (size_t column = 0; column < rowLength; ++column)
-        line += TwoDigits(Selected()[CurRow * rowLength + column]) + u' ';
+    for (int column = 0; column < rowLength; ++column)
+        line += Cell(CurRow, column) + u' ';
     ui_.Lbdat2->setText(line);
     ui_.Label2->setText(QString::number(CurRow));
     ui_.table->selectRow(CurRow);
@@ -422,7 +428,7 @@ void EEprom::ShowImage()
 {
     for (int row = 0; row < rowLength; ++row)
         for (int column = 0; column < rowLength; ++column)
-            ui_.table->item(row, column)->setText(TwoDigits(Selected()[static_cast<size_t>(row * rowLength + column)]));
+            ui_.table->item(row, column)->setText(Cell(row, column));
     ShowRow();
 }
 
@@ -443,6 +449,12 @@ void EEprom::ShowText()
             text += character.isPrint() ? character : QChar(u'·');
     }
     ui_.Text4->setText(text);
+}
+
+/// Moves the bar while the next request is on the wire, which does not wait for its painting.
+void EEprom::Progress(int address)
+{
+    QMetaObject::invokeMethod(ui_.Bar, [bar = ui_.Bar, address] { bar->setValue(address); }, Qt::QueuedConnection);
 }
 
 void EEprom::Tell(const QString &text)

@@ -61,10 +61,12 @@ private:
     bool MasterSide() const { return side_ == 1; }
     Image &Selected() { return MasterSide() ? link_.MasterEeprom : link_.SlaveEeprom; }
 
+    QString Cell(int row, int column);
     void ShowRow();
     void ShowImage();
     void ShowParameters();
     void ShowText();
+    void Progress(int address);
     void Tell(const QString &text);
 
     Ui::EEprom ui_;

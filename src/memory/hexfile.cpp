@@ -3,6 +3,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <span>
 
 namespace hexfile {
 namespace {
@@ -19,7 +20,7 @@ constexpr std::array<qint8, 256> MakeDigits()
     std::array<qint8, 256> digits{};
     digits.fill(-1);
     for (int value = 0; value < 16; ++value)
-        digits[static_cast<size_t>("0123456789ABCDEF"[value])] = static_cast<qint8>(value);
+        digits[static_cast<quint8>("0123456789ABCDEF"[value])] = static_cast<qint8>(value);
     return digits;
 }
 constexpr std::array<qint8, 256> digits = MakeDigits();
@@ -76,7 +77,7 @@ public:
     int Count() const { return bytes_[0]; }
     int Address() const { return bytes_[1] << 8 | bytes_[2]; }
     int Type() const { return bytes_[3]; }
-    quint8 Data(int i) const { return bytes_[static_cast<size_t>(4 + i)]; }
+    std::span<const quint8> Data() const { return std::span(bytes_).subspan(4, bytes_[0]); }
     bool ChecksumRight() const { return checksumRight_; }
 
     [[noreturn]] void Refuse(const QString &reason) const { throw Refused(Line(), reason); }
@@ -90,7 +91,7 @@ private:
     void Check(QByteArrayView line)
     {
         const int count = line.size() < addressAt ? 0 : std::max(0, HexToByte(line[countAt], line[countAt + 1]));
-        const qsizetype length = dataAt + 2 * count;
+        const qsizetype length = dataAt + 2 * qsizetype(count);
         const bool hasChecksum = line.size() >= length + 2;
         const QByteArrayView fields = line.first(std::min(line.size(), hasChecksum ? length + 2 : length));
         quint8 sum = 0;
@@ -162,9 +163,10 @@ SlaveFile ReadHexSlave(QByteArrayView file)
         RemarkChecksum(record, result.remarks);
         if (record.Type() != 0)
             Remark(record.Line(), result.remarks.addressRecords, result.remarks.firstAddressRecord);
+        const std::span<const quint8> data = record.Data();
         int address = record.Address() / 2;
-        for (int i = 0; i < record.Count() && address < slaveWords; i += 2) {
-            const int word = record.Data(i) | record.Data(i + 1) << 8; // low byte first
+        for (size_t i = 0; i < data.size() && address < slaveWords; i += 2) {
+            const int word = data[i] | data[i + 1] << 8; // low byte first
             if (word > 32767)
                 throw Overflow(QStringLiteral("mot %1 à la ligne %2 du fichier HEX").arg(word).arg(record.Line()));
             result.words[static_cast<size_t>(address++)] = static_cast<quint16>(word);
@@ -190,8 +192,7 @@ MasterFile ReadHexMaster(QByteArrayView file)
         record.RefuseOddCount(); // bytes are taken in pairs
         if (record.Address() + record.Count() > masterBytes)
             record.Refuse(QStringLiteral("données au-delà de la mémoire du master"));
-        for (int i = 0; i < record.Count(); ++i)
-            result.bytes[static_cast<size_t>(record.Address() + i)] = record.Data(i);
+        std::ranges::copy(record.Data(), result.bytes.begin() + record.Address());
     }
     return result;
 }

@@ -239,7 +239,7 @@ private Q_SLOTS:
         QFETCH(bool, isProtected);
         Bench bench;
         bench.Program("CbPgmSlave", SlaveRecord(0, {7}) + SlaveRecord(word, {9}));
-        QTRY_VERIFY_WITH_TIMEOUT(Question(), 30000);
+        QVERIFY(RunUntil([&] { return Question() != nullptr; }));
         if (isProtected) {
             QCOMPARE(Question()->text(), QStringLiteral(" 1 Changements en Zone Protégée, CONTINUER ??"));
             QCOMPARE(Question()->windowTitle(), QStringLiteral("ATTENTION !"));
@@ -259,7 +259,7 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Program("CbPgmSlave", SlaveRecord(6144, {1, 2}));
-        QTRY_VERIFY_WITH_TIMEOUT(Question(), 30000);
+        QVERIFY(RunUntil([&] { return Question() != nullptr; }));
         QCOMPARE(Question()->text(), QStringLiteral(" 2 Changements en Zone Protégée, CONTINUER ??"));
         bench.board.TakeReceived();
         bench.Answer(no);
@@ -279,7 +279,7 @@ private Q_SLOTS:
         bench.slaveFlash[0] = 9;
         bench.slaveFlash[8191] = 9;
         bench.Program("CbPgmSlave", file);
-        QTRY_VERIFY_WITH_TIMEOUT(Question(), 60000);
+        QVERIFY(RunUntil([&] { return Question() != nullptr; }));
         QCOMPARE(bench.window.LastAddr, 8192);
         QCOMPARE(bench.board.TakeReceived(), Reads(8192)); // the last one is no word of the flash
         QCOMPARE(Question()->text(), QStringLiteral(" 1 Changements en Zone Protégée, CONTINUER ??"));
@@ -415,7 +415,7 @@ private Q_SLOTS:
         QVERIFY(bench.board.Received().isEmpty());
         QVERIFY(!bench.Bar()->isVisible());
         bench.Answer(yes);
-        QTRY_VERIFY_WITH_TIMEOUT(bench.Idle(), 30000);
+        QVERIFY(RunUntil([&] { return bench.Idle(); }));
         QCOMPARE(bench.board.Received(), Repeat(448, [&](int block) {
                      const int address = 4096 + 64 * block;
                      return Bytes({27, 47, address / 256, address % 256}) + flash.mid(address, 64);
@@ -436,7 +436,7 @@ private Q_SLOTS:
         Bench bench;
         bench.Program("CBMIC1", Record(4096, "abcd") + end);
         bench.Answer(yes);
-        QTRY_VERIFY_WITH_TIMEOUT(bench.Idle(), 30000);
+        QVERIFY(RunUntil([&] { return bench.Idle(); }));
         QCOMPARE(bench.board.Received(), Repeat(448, [](int block) {
                      const int address = 4096 + 64 * block;
                      return Bytes({27, 47, address / 256, address % 256}) + QByteArray(64, '\xFF');
@@ -500,7 +500,7 @@ private Q_SLOTS:
         Bench bench;
         bench.Program("CBMIC1", lowBank + Record(4096, "ab") + Record(8190, "abcd"));
         bench.Answer(yes);
-        QTRY_VERIFY_WITH_TIMEOUT(bench.Idle(), 30000);
+        QVERIFY(RunUntil([&] { return bench.Idle(); }));
         bench.board.TakeReceived();
         bench.Program("CbPgmSlave", SlaveRecord(0, {16383, 5}));
         bench.Answer(yes);
@@ -549,7 +549,7 @@ private Q_SLOTS:
         QCOMPARE(bench.board.Pull(), sent);
         bench.holdBack = false;
         bench.board.Send(Bytes({6}));
-        QTRY_VERIFY_WITH_TIMEOUT(bench.Idle(), 30000);
+        QVERIFY(RunUntil([&] { return bench.Idle(); }));
         bench.Button("MQuitter")->click();
         QVERIFY(!bench.window.isVisible());
         QCOMPARE(bench.link.ReconnectOnActivate, 0);
@@ -573,7 +573,7 @@ private Q_SLOTS:
         bench.holdBack = false;
         bench.board.Send(Bytes({6}));
         QTRY_VERIFY(bench.runner.Idle());
-        QTRY_VERIFY_WITH_TIMEOUT(bench.Idle(), 30000);
+        QVERIFY(RunUntil([&] { return bench.Idle(); }));
         QCOMPARE(bench.board.Received().size(), 448 * 68 + 2);
     }
 

@@ -1,0 +1,20 @@
+// The reader of the master's HEX files against one that reads line by line: they agree on what is refused and on every
+// byte of the rest.
+
+#include "check.h"
+#include "memory/hexfile.h"
+#include "memory/literalhex.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    const QByteArray file(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
+    const auto expected = literalhex::Master(file);
+    try {
+        const hexfile::MasterFile read = hexfile::ReadHexMaster(file);
+        Check(expected.has_value());
+        Check(literalhex::Matches(read.bytes, *expected, hexfile::erasedByte));
+    } catch (const Error &) {
+        Check(!expected);
+    }
+    return 0;
+}

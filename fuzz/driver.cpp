@@ -33,7 +33,7 @@ public:
     /// A file of the corpus, cut to a manageable length, with a few things wrong in it.
     std::string Next()
     {
-        constexpr size_t longest = 2000;
+        constexpr size_t longest = 8000;
         std::string text = Any();
         text.resize(std::min(text.size(), longest));
         for (size_t changes = 1 + Below(4); changes > 0; --changes)

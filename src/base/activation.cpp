@@ -1,5 +1,6 @@
 #include "activation.h"
 
+#include <QEvent>
 #include <QGuiApplication>
 #include <QWidget>
 #include <QWindow>
@@ -8,6 +9,7 @@
 
 Activation::Activation(QWidget *window) : QObject(window), window_(window)
 {
+    window->installEventFilter(this);
     connect(qGuiApp, &QGuiApplication::focusWindowChanged, this, &Activation::FocusWindowChanged);
 }
 
@@ -16,6 +18,13 @@ void Activation::Shown()
     showing_ = true;
     excused_ = false;
     Q_EMIT Activated();
+}
+
+bool Activation::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Show && std::exchange(opening_, false))
+        Shown();
+    return QObject::eventFilter(watched, event);
 }
 
 void Activation::FocusWindowChanged(QWindow *focus)

@@ -14,16 +14,21 @@ class Activation : public QObject
 public:
     explicit Activation(QWidget *window);
 
-    /// To be called when the window is shown: tells that activation at once, and no second time when the focus comes.
+    /// To be called while the window opens: its showing, which comes next, is told as an activation.
+    void Opening() { opening_ = true; }
+
+    /// To be called when the window is shown already: tells that as an activation at once.
     void Shown();
 
 Q_SIGNALS:
     void Activated();
 
 private:
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void FocusWindowChanged(QWindow *focus);
 
     QWidget *window_;
     bool excused_ = false; ///< the focus comes back from a dialog or a menu
-    bool showing_ = false; ///< the activation that goes with the showing is still to come
+    bool opening_ = false;
+    bool showing_ = false; ///< the focus that goes with the showing is still to come
 };

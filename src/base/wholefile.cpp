@@ -22,7 +22,9 @@ QByteArray Read(const QString &path, qint64 largest)
 void Replace(const QString &path, const QByteArray &bytes)
 {
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit())
+    // Not left to commit(), which would put a file in place whose last bytes did not fit the disk.
+    const auto written = [&] { return file.write(bytes) == bytes.size() && file.flush(); };
+    if (!file.open(QIODevice::WriteOnly) || !written() || !file.commit())
         throw FileError(path, file.errorString());
 }
 } // namespace wholefile

@@ -1,12 +1,9 @@
 #include "calibrationwindow.h"
 
 #include "base/number.h"
+#include "base/paint.h"
 #include "correction.h"
 #include "runs/measurement.h"
-
-namespace {
-const QColor refusedColour(255, 205, 205);
-}
 
 CalibrationWindow::CalibrationWindow(const QString &name, Codebas &link) : Window(name), link_(link)
 {
@@ -20,7 +17,7 @@ void CalibrationWindow::Load()
 {
     Centre();
     for (QLineEdit *entry : findChildren<QLineEdit *>())
-        MarkRefused(entry, false);
+        paint::Refused(entry, false);
     ShowStored();
 }
 
@@ -43,7 +40,7 @@ void CalibrationWindow::ShowByte(QLabel *label, const Image &image, size_t addre
 void CalibrationWindow::ShowCorrection(QLineEdit *entry, int count, QLineEdit *correction)
 {
     const double entered = number::Val(entry->text());
-    MarkRefused(entry, entered == 0);
+    paint::Refused(entry, entered == 0);
     if (count != 0 && entered != 0)
         correction->setText(number::Str(calibration::Correction(count, entered, {})));
 }
@@ -58,11 +55,4 @@ Task<void> CalibrationWindow::WriteByte(quint8 command, quint8 address, quint8 v
 {
     Task<QByteArray> exchange = link_.Exchange(Request(command, address, value), answer, wanted);
     co_await exchange;
-}
-
-void CalibrationWindow::MarkRefused(QLineEdit *entry, bool refused)
-{
-    QPalette palette = entry->palette();
-    palette.setColor(QPalette::Base, refused ? refusedColour : QPalette().color(QPalette::Base));
-    entry->setPalette(palette);
 }

@@ -41,9 +41,6 @@ protected:
     /// Writes a byte of an EEPROM with command 39 or 40; `answer` is what is waited for then.
     Task<void> WriteByte(quint8 command, quint8 address, quint8 value, Reply answer, std::function<bool()> wanted);
 
-    /// Marks a text from which nothing can be computed, or takes the mark away.
-    static void MarkRefused(QLineEdit *entry, bool refused);
-
     Codebas &link_;
 
 private:

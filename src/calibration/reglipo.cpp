@@ -200,8 +200,8 @@ Task<void> RegLIPO::BtnCoef_Click()
     const lipo::Coefficients coefficients = lipo::Compute(Points);
     const Work work(*this);
     ui_.Check7->setChecked(true);
-    ui_.Label10->setText(number::Str(coefficients.gain));
-    ui_.Label11->setText(number::Str(coefficients.offset));
+    ui_.Label10->setText(number::Plain(coefficients.gain));
+    ui_.Label11->setText(number::Plain(coefficients.offset));
     const bool fit = lipo::FitTwoBytes(coefficients);
     Say(fit ? QStringLiteral("Écriture…")
             : QStringLiteral(

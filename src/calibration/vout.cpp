@@ -2,6 +2,7 @@
 
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/paint.h"
 #include "correction.h"
 #include "link/command.h"
 
@@ -59,7 +60,7 @@ Task<void> Vout::Read()
 void Vout::RegVText2_Change()
 {
     const double entered = number::Val(ui_.RegVText2->text());
-    MarkRefused(ui_.RegVText2, entered == 0);
+    paint::Refused(ui_.RegVText2, entered == 0);
     if (entered != 0)
         ui_.voutepr->setText(number::Str(calibration::Correction(MeasVout, entered, {})));
 }

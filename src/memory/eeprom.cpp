@@ -4,6 +4,8 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/paint.h"
+#include "base/wholefile.h"
 #include "esvfile.h"
 #include "link/command.h"
 
@@ -51,7 +53,7 @@ constexpr std::array<const char *, 16> slaveNames = {
     "NU",
     "NU",
     "NU",
-    "Nombre de choix modes",
+    "NU",
 };
 
 QString Hex(quint8 byte)
@@ -82,14 +84,6 @@ std::optional<quint8> Entered(const QLineEdit *box)
     } catch (const Overflow &) {
         return std::nullopt;
     }
-}
-
-void Mark(QLineEdit *box, bool refused)
-{
-    QPalette palette; // of its own only while it is marked
-    if (refused)
-        palette.setColor(QPalette::Base, QColor(255, 200, 200));
-    box->setPalette(palette);
 }
 } // namespace
 
@@ -145,7 +139,7 @@ EEprom::EEprom(Codebas &link) : Window(QStringLiteral("EEprom")), link_(link)
     connect(ui_.Text2, &QLineEdit::returnPressed, this, &EEprom::Text2_KeyPress);
     connect(ui_.Text3, &QLineEdit::returnPressed, this, &EEprom::Text3_KeyPress);
     for (QLineEdit *box : {ui_.Text2, ui_.Text3})
-        connect(box, &QLineEdit::textEdited, this, [box] { Mark(box, false); });
+        connect(box, &QLineEdit::textEdited, this, [box] { paint::Refused(box, false); });
     OnClick(ui_.CBUpdate, &EEprom::CBUpdate_Click);
     OnClick(ui_.CBSaveeprom, &EEprom::CBSaveeprom_Click);
     OnClick(ui_.CBLoadeprom, &EEprom::CBLoadeprom_Click);
@@ -179,11 +173,7 @@ void EEprom::Edit()
 
 void EEprom::Load()
 {
-    if (!commonDialog1_) {
-        commonDialog1_ = new QFileDialog(this);
-        commonDialog1_->setObjectName(QStringLiteral("CommonDialog1"));
-        commonDialog1_->setOption(QFileDialog::DontUseNativeDialog);
-    }
+    commonDialog1_ = dialogs::CommonDialog(this);
     Centre();
     CurRow = 0;
     whole_ = false;
@@ -193,7 +183,7 @@ void EEprom::Load()
         ui_.table->item(cell / rowLength, cell % rowLength)->setText({});
     Tell({});
     TakeSide();
-    activation_.Shown();
+    activation_.Opening();
 }
 
 /// Turns to the microcontroller that EepromSel names; what was entered for the other one goes.
@@ -206,7 +196,7 @@ void EEprom::TakeSide()
         label->clear();
     for (QLineEdit *box : {ui_.Text2, ui_.Text3}) {
         box->clear();
-        Mark(box, false);
+        paint::Refused(box, false);
     }
 }
 
@@ -341,7 +331,7 @@ Task<void> EEprom::CBSaveeprom_Click()
     if (path.isEmpty() || Refuses())
         co_return;
     try {
-        esvfile::Save(path, QByteArrayView(Selected().data(), esvfile::imageSize));
+        wholefile::Replace(path, esvfile::Write(QByteArrayView(Selected().data(), esvfile::imageSize)));
         Tell(QStringLiteral("%1 : image enregistrée.").arg(path));
     } catch (const FileError &error) {
         Tell(error.Text());
@@ -359,7 +349,7 @@ Task<void> EEprom::CBLoadeprom_Click()
     if (path.isEmpty() || Refuses())
         co_return;
     try {
-        const QByteArray bytes = esvfile::Load(path);
+        const QByteArray bytes = esvfile::Read(wholefile::Read(path, esvfile::largestFile));
         std::ranges::copy(bytes, Selected().begin()); // of a file that ends early, what there is
         whole_ = whole_ || bytes.size() == esvfile::imageSize;
         Tell(QStringLiteral("%1 : %2 octets lus.").arg(path, QString::number(bytes.size())));
@@ -381,7 +371,7 @@ void EEprom::Vscroll1_Change()
 void EEprom::Text2_KeyPress()
 {
     const std::optional<quint8> address = Entered(ui_.Text2);
-    Mark(ui_.Text2, !address);
+    paint::Refused(ui_.Text2, !address);
     CurAddr = address.value_or(noAddress);
     if (!address)
         return;
@@ -396,7 +386,7 @@ void EEprom::Text3_KeyPress()
     if (CurAddr == noAddress)
         return;
     const std::optional<quint8> value = Entered(ui_.Text3);
-    Mark(ui_.Text3, !value);
+    paint::Refused(ui_.Text3, !value);
     if (!value)
         return;
     Selected()[CurAddr] = *value;

@@ -1,16 +1,9 @@
 #include "esvfile.h"
 
-#include "base/errors.h"
-
-#include <QFile>
-#include <QSaveFile>
-
 #include <algorithm>
 
 namespace esvfile {
 namespace {
-constexpr qint64 readAtMost = 1 << 16; // some thirty times what an image takes
-
 /// The field up to the next comma or line end; takes it and its separator off the rest.
 QByteArrayView TakeField(QByteArrayView &rest)
 {
@@ -50,23 +43,5 @@ QByteArray Read(QByteArrayView text)
         image.append(static_cast<char>(value));
     }
     return image;
-}
-
-void Save(const QString &path, QByteArrayView image)
-{
-    const QByteArray text = Write(image);
-    QSaveFile file(path);
-    // Not left to commit(), which would put a file in place whose last bytes did not fit the disk.
-    const auto written = [&] { return file.write(text) == text.size() && file.flush(); };
-    if (!file.open(QIODevice::WriteOnly) || !written() || !file.commit())
-        throw FileError(path, file.errorString());
-}
-
-QByteArray Load(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        throw FileError(path, file.errorString());
-    return Read(file.read(readAtMost));
 }
 } // namespace esvfile

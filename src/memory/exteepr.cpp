@@ -169,7 +169,13 @@ void Exteepr::closeEvent(QCloseEvent *event)
     ++opening_; // an exchange under way still gets its reply, and no other one begins
     if (dialog_)
         dialog_->reject();
+    const bool cutShort = std::exchange(writing_, false);
+    transferring_ = false;
     event->accept();
+    Q_EMIT Returning();
+    if (cutShort)
+        messages::Show(nullptr, QMessageBox::Warning, windowTitle(),
+                       QStringLiteral("L'écriture a été interrompue : l'EEPROM n'est pas écrite en entier."));
 }
 
 bool Exteepr::eventFilter(QObject *watched, QEvent *event)
@@ -297,6 +303,7 @@ Task<void> Exteepr::CbSave_Click()
     const QByteArray memory = eeprom == 1 ? ImageTable.Memory() : ProfileTable.RecordsMemory();
     {
         const Transfer transfer(*this, QStringLiteral("Ecriture de l'EEPROM %1...").arg(eeprom));
+        writing_ = true;
         if (eeprom == 2) {
             Task<void> header = WriteBytes(1, 0, ProfileTable.HeaderMemory());
             co_await header;
@@ -310,6 +317,7 @@ Task<void> Exteepr::CbSave_Click()
 void Exteepr::SetTransferring(bool transferring)
 {
     transferring_ = transferring;
+    writing_ = false;
     if (transferring) { // else the focus would go to "Quitte", which a space bar would press
         focus_ = focusWidget();
         setFocus();
@@ -412,7 +420,7 @@ void Exteepr::ShowProfile(int number)
 {
     const QSignalBlocker quiet(ui_.Slider1);
     ui_.Slider1->setValue(number);
-    ui_.Label4->setText(number::Str(number));
+    ui_.Label4->setText(number::Plain(number));
     ShowFields(ProfileTable.Name(number), profile::Fields::Of(ProfileTable.Text(number)));
     chosen_ = number;
     EnableEntries();

@@ -25,6 +25,9 @@ public:
     bool Eeprom2Loaded = false;
     QByteArray ProfileText; ///< parameter text of the profile on screen, as it was shown
 
+    /// Whether an EEPROM is being read or written.
+    bool Busy() const { return transferring_; }
+
 protected:
     void Load() override;
     void Failed(const Error &error) override;
@@ -75,5 +78,6 @@ private:
     std::array<bool, 3> filled_{};  ///< by EEPROM: its table was read or came from a file
     QPointer<QWidget> focus_;       ///< had the focus when the transfer began
     bool transferring_ = false;
-    int opening_ = 0; ///< counts openings and closings: what belongs to another one is void
+    bool writing_ = false; ///< what is transferred goes to the board
+    int opening_ = 0;      ///< counts openings and closings: what belongs to another one is void
 };

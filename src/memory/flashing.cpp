@@ -5,6 +5,7 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/wholefile.h"
 #include "link/command.h"
 #include "micro.h"
 
@@ -29,6 +30,7 @@ public:
     {
         window_.programming_ = true;
         window_.editor_.setEnabled(false);
+        window_.profiles_.setEnabled(false);
         window_.Tell({});
     }
     Programming(const Programming &) = delete;
@@ -37,6 +39,7 @@ public:
     {
         window_.programming_ = false;
         window_.editor_.setEnabled(true);
+        window_.profiles_.setEnabled(true);
         window_.ui_.ProgBar1->hide();
     }
 
@@ -81,7 +84,7 @@ bool Micro::ReadHexMaster(const QString &path, QString *remarks)
 {
     try {
         ui_.LBtypest->setText(QStringLiteral("Chargement fichier"));
-        const hexfile::MasterFile file = hexfile::ReadHexMaster(hexfile::Load(path));
+        const hexfile::MasterFile file = hexfile::ReadHexMaster(wholefile::Read(path, hexfile::largestFile));
         std::ranges::copy(file.bytes, MasterFlash.begin());
         *remarks = file.remarks.Text();
         return true;
@@ -141,7 +144,7 @@ Task<void> Micro::CbPgmSlave_Click()
 /// Fills FlashImage, raises LastAddr and gives the remarks on the file.
 QString Micro::ReadHexSlave(const QString &path)
 {
-    const hexfile::SlaveFile file = hexfile::ReadHexSlave(hexfile::Load(path));
+    const hexfile::SlaveFile file = hexfile::ReadHexSlave(wholefile::Read(path, hexfile::largestFile));
     std::ranges::copy(file.words, FlashImage.begin());
     LastAddr = std::max(LastAddr, file.lastAddress);
     ui_.LBinfos->setText(QStringLiteral("Dernière adresse : ") + number::Str(LastAddr));

@@ -1,14 +1,12 @@
 #include "hexfile.h"
 
-#include <QFile>
+#include <QStringList>
 
 #include <algorithm>
 #include <span>
 
 namespace hexfile {
 namespace {
-constexpr int largestFile = 16 << 20;
-
 // Where the fields of a record begin; its first character is the colon.
 constexpr qsizetype countAt = 1;
 constexpr qsizetype addressAt = 3;
@@ -195,18 +193,5 @@ MasterFile ReadHexMaster(QByteArrayView file)
         std::ranges::copy(record.Data(), result.bytes.begin() + record.Address());
     }
     return result;
-}
-
-QByteArray Load(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        throw FileError(path, file.errorString());
-    const QByteArray bytes = file.read(largestFile + 1);
-    if (file.error() != QFileDevice::NoError)
-        throw FileError(path, file.errorString());
-    if (bytes.size() > largestFile)
-        throw FileError(path, QStringLiteral("trop grand pour un fichier HEX"));
-    return bytes;
 }
 } // namespace hexfile

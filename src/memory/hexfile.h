@@ -35,6 +35,8 @@ struct Remarks
     QString Text() const;
 };
 
+constexpr qint64 largestFile = 16 << 20; ///< no HEX file is as large
+
 constexpr int slaveWords = 8192;
 constexpr quint16 erasedWord = 16383; ///< a word of the slave's flash has 14 bits
 constexpr int masterBytes = 32768;
@@ -65,7 +67,4 @@ SlaveFile ReadHexSlave(QByteArrayView file);
 /// Throws Refused for a malformed record or data from masterBytes on. Only data below a record of type 04 with 0000 is
 /// taken.
 MasterFile ReadHexMaster(QByteArrayView file);
-
-/// All of a file; throws FileError, for one of more than 16 MiB too.
-QByteArray Load(const QString &path);
 } // namespace hexfile

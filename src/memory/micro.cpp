@@ -1,5 +1,7 @@
 #include "micro.h"
 
+#include "base/dialogs.h"
+
 #include <QApplication>
 #include <QCloseEvent>
 #include <QScreen>
@@ -8,7 +10,7 @@ namespace {
 constexpr QSize designSize(533, 467); // 8000 × 7000 twips at 15 to a pixel
 }
 
-Micro::Micro(Codebas &link) : Window(QStringLiteral("Micro")), link_(link), editor_(link)
+Micro::Micro(Codebas &link) : Window(QStringLiteral("Micro")), link_(link), editor_(link), profiles_(link)
 {
     ui_.setupUi(this);
     const QFont plain(font().family(), font().pointSize()); // the frames' typeface is for their titles
@@ -23,12 +25,14 @@ Micro::Micro(Codebas &link) : Window(QStringLiteral("Micro")), link_(link), edit
     connect(ui_.CbEEprSalave, &QPushButton::clicked, this, &Micro::CbEEprSalave_Click);
     OnClick(ui_.CBMIC1, &Micro::CBMIC1_Click);
     OnClick(ui_.CbPgmSlave, &Micro::CbPgmSlave_Click);
+    connect(ui_.CbextEEPROM, &QPushButton::clicked, this, &Micro::CbextEEPROM_Click);
     connect(ui_.CBEtat, &QPushButton::clicked, this, &Micro::CBEtat_Click);
     connect(ui_.MQuitter, &QPushButton::clicked, this, &Micro::MQuitter_Click);
-    connect(&editor_, &Window::Returning, this, [this] {
-        if (isVisible())
-            Open(); // comes to the front again
-    });
+    for (const Window *window : std::initializer_list<const Window *>{&editor_, &profiles_})
+        connect(window, &Window::Returning, this, [this] {
+            if (isVisible())
+                Open(); // comes to the front again
+        });
 }
 
 Micro::~Micro()
@@ -38,11 +42,7 @@ Micro::~Micro()
 
 void Micro::Load()
 {
-    if (!commonDialog1_) {
-        commonDialog1_ = new QFileDialog(this);
-        commonDialog1_->setObjectName(QStringLiteral("CommonDialog1"));
-        commonDialog1_->setOption(QFileDialog::DontUseNativeDialog);
-    }
+    commonDialog1_ = dialogs::CommonDialog(this);
     resize(designSize);
     move(screen()->availableGeometry().center() - rect().center());
     Q_EMIT Opened();
@@ -59,6 +59,12 @@ void Micro::OpenEditor(int eepromSel)
         return;
     link_.EepromSel = eepromSel;
     editor_.Edit();
+}
+
+void Micro::CbextEEPROM_Click()
+{
+    if (!Refuses())
+        profiles_.Open();
 }
 
 void Micro::CBEtat_Click()
@@ -86,15 +92,15 @@ bool Micro::Refuses()
     return true;
 }
 
-/// The same for a programming that is to begin, which the editor's work keeps waiting too.
+/// The same for a programming that is to begin, which the work of the other windows keeps waiting too.
 bool Micro::RefusesToProgram()
 {
     if (Refuses())
         return true;
-    if (!editor_.Busy())
+    if (!editor_.Busy() && !profiles_.Busy())
         return false;
     QApplication::beep();
-    Tell(QStringLiteral("L'éditeur d'EEPROM lit ou écrit : attendez sa fin."));
+    Tell(QStringLiteral("Une EEPROM est lue ou écrite : attendez la fin."));
     return true;
 }
 

@@ -2,6 +2,7 @@
 
 #include "base/window.h"
 #include "eeprom.h"
+#include "exteepr.h"
 #include "hexfile.h"
 #include "link/codebas.h"
 #include "ui_micro.h"
@@ -47,6 +48,7 @@ private:
 
     void CBepr_Click() { OpenEditor(1); }
     void CbEEprSalave_Click() { OpenEditor(2); }
+    void CbextEEPROM_Click();
     void CBEtat_Click();
     void MQuitter_Click();
     void OpenEditor(int eepromSel);
@@ -70,6 +72,7 @@ private:
     Ui::Micro ui_;
     Codebas &link_;
     EEprom editor_;
+    Exteepr profiles_;
     QFileDialog *commonDialog1_ = nullptr;
     bool programming_ = false;
 };

@@ -68,7 +68,7 @@ void Moni::Load()
     ui_->MSChart1->NameColumn(1, ui_->MonLabel1->text());
     ShowLabels();
     ShowState();
-    opening_ = true;
+    activation_.Opening();
 }
 
 void Moni::Failed(const Error &error)
@@ -85,13 +85,6 @@ void Moni::Failed(const Error &error)
 }
 
 // ---- opening, activation and closing
-
-void Moni::showEvent(QShowEvent *event)
-{
-    Window::showEvent(event);
-    if (std::exchange(opening_, false))
-        activation_.Shown();
-}
 
 void Moni::Form_Activate()
 {

@@ -42,7 +42,6 @@ Q_SIGNALS:
 protected:
     void Load() override;
     void Failed(const Error &error) override;
-    void showEvent(QShowEvent *event) override;
     void closeEvent(QCloseEvent *event) override;
 
 private:
@@ -71,7 +70,6 @@ private:
     std::unique_ptr<Ui::Moni> ui_;
     Activation activation_{this};
     bool MonitorRunning_ = false;
-    bool opening_ = false; ///< loaded and not yet shown
     ChartRules rules_;
     std::optional<MonitorLog> log_;
     QString logPath_;

@@ -32,6 +32,7 @@ private Q_SLOTS:
         wholefile::Replace(path, QByteArray(11, 'x'));
         QCOMPARE(wholefile::Read(path, 11).size(), 11);
         QVERIFY_EXCEPTION_THROWN(wholefile::Read(path, 10), FileError);
+        QVERIFY_EXCEPTION_THROWN(wholefile::Read(QStringLiteral("/dev/zero"), 10), FileError); // has no end
     }
 
     void WhatCannotBeOpenedIsAnError()
@@ -52,7 +53,8 @@ private Q_SLOTS:
         full.rlim_cur = 1000; // as if the disk were full
         QCOMPARE(setrlimit(RLIMIT_FSIZE, &full), 0);
         const auto restore = qScopeGuard([&before] { setrlimit(RLIMIT_FSIZE, &before); });
-        QVERIFY_EXCEPTION_THROWN(wholefile::Replace(path, QByteArray(100000, 'x')), FileError);
+        for (const int size : {2000, 100000}) // what is written at the end, and before it
+            QVERIFY_EXCEPTION_THROWN(wholefile::Replace(path, QByteArray(size, 'x')), FileError);
         QCOMPARE(wholefile::Read(path, 100), QByteArray("old"));
         QCOMPARE(QDir(folder_.path()).entryList({QStringLiteral("backup*")}), QStringList{QStringLiteral("backup")});
     }

@@ -261,16 +261,16 @@ private Q_SLOTS:
         QTest::addColumn<QString>("offset");
         QTest::addColumn<QByteArray>("sent");
         QTest::addColumn<bool>("fit");
-        QTest::newRow("1724 and 2693") << 1 << QList<int>{990, 874, 816, 178, 4} << " 1724" << " 2693"
+        QTest::newRow("1724 and 2693") << 1 << QList<int>{990, 874, 816, 178, 4} << "1724" << "2693"
                                        << Bytes({27, 39, 12, 6, 27, 39, 13, 188, 27, 39, 14, 10, 27, 39, 15, 133})
                                        << true;
-        QTest::newRow("negative offset") << 1 << QList<int>{3000, 2880, 2810, 2150, 1960} << " 1594" << "-396"
+        QTest::newRow("negative offset") << 1 << QList<int>{3000, 2880, 2810, 2150, 1960} << "1594" << "-396"
                                          << Bytes({27, 39, 12, 6, 27, 39, 13, 58, 27, 39, 14, 254, 27, 39, 15, 116})
                                          << false;
-        QTest::newRow("negative gain") << 1 << QList<int>{100, 250, 400, 550, 690} << "-2872" << " 4858"
+        QTest::newRow("negative gain") << 1 << QList<int>{100, 250, 400, 550, 690} << "-2872" << "4858"
                                        << Bytes({27, 39, 12, 244, 27, 39, 13, 200, 27, 39, 14, 18, 27, 39, 15, 250})
                                        << false;
-        QTest::newRow("large gain") << 4 << QList<int>{40, 37, 34, 31, 18} << " 453612" << "-404"
+        QTest::newRow("large gain") << 4 << QList<int>{40, 37, 34, 31, 18} << "453612" << "-404"
                                     << Bytes({27, 39, 12, 235, 27, 39, 13, 236, 27, 39, 14, 254, 27, 39, 15, 108})
                                     << false;
     }

@@ -643,7 +643,10 @@ private Q_SLOTS:
         for (const size_t i : {0, 1, 2, 3})
             bench.link.SlaveEeprom[i] = 0;
         bench.board.channel = {{6, 801}, {7, 901}, {5, 400}, {10, 301}, {11, 201}};
-        SOON_EQUAL(bench.Text("LbCadIDech"), QStringLiteral(" 201"));
+        // The step that is under way may have read some of them before.
+        const auto before = measured.size();
+        SOON(measured.size() >= before + 2);
+        QCOMPARE(bench.Text("LbCadIDech"), QStringLiteral(" 201"));
         QCOMPARE(bench.Text("LbIDech"), QStringLiteral(" 1A"));
         QCOMPARE(bench.Text("LbCadAlim"), QStringLiteral(" 801"));
         QCOMPARE(bench.Text("LbVAlim"), QStringLiteral(" 13.65V"));

@@ -3,8 +3,8 @@
 #include "memory/micro.h"
 #include "support/boxes.h"
 #include "support/linkfixture.h"
+#include "support/rununtil.h"
 
-#include <QEventLoop>
 #include <QFileDialog>
 #include <QLabel>
 #include <QLineEdit>
@@ -12,7 +12,6 @@
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTemporaryDir>
-#include <QTimer>
 #include <QtTest>
 
 #include <array>
@@ -71,21 +70,6 @@ inline QMessageBox *Question()
 {
     const QList<QMessageBox *> boxes = OpenBoxes();
     return boxes.size() == 1 ? boxes.constFirst() : nullptr;
-}
-
-/// Runs events until the condition holds; false when it does not within a minute. Unlike QTest::qWaitFor it does not
-/// sleep in between, which a long transfer with another process would wait for at each exchange.
-inline bool RunUntil(const std::function<bool()> &condition)
-{
-    QEventLoop loop;
-    QTimer look;
-    QObject::connect(&look, &QTimer::timeout, &loop, [&] {
-        if (condition())
-            loop.exit(0);
-    });
-    look.start(5);
-    QTimer::singleShot(60000, &loop, [&loop] { loop.exit(1); });
-    return loop.exec() == 0;
 }
 
 inline QByteArray Repeat(int count, const std::function<QByteArray(int)> &part)

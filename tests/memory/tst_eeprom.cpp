@@ -348,7 +348,7 @@ private Q_SLOTS:
                                      "NU",
                                      "NU",
                                      "NU",
-                                     "Nombre de choix modes"};
+                                     "NU"};
         for (const int side : {masterSide, slaveSide}) {
             Bench bench(side);
             bench.Open();
@@ -795,7 +795,7 @@ private Q_SLOTS:
         press(&tools, "CBMIC1"); // not while the editor reads
         QVERIFY(!OpenDialog(tools));
         QCOMPARE(tools.statusBar()->currentMessage(),
-                 QStringLiteral("L'éditeur d'EEPROM lit ou écrit : attendez sa fin."));
+                 QStringLiteral("Une EEPROM est lue ou écrite : attendez la fin."));
         QTRY_COMPARE(bench.board.Received(), wholeRead);
         press(&tools, "CbEEprSalave");
         QCOMPARE(bench.link.EepromSel, 2);

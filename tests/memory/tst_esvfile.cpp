@@ -1,13 +1,7 @@
-#include "base/errors.h"
 #include "memory/esvfile.h"
 
-#include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 #include <QtTest>
-
-#include <csignal>
-#include <sys/resource.h>
 
 namespace {
 QByteArray AllBytes()
@@ -23,25 +17,6 @@ QByteArray Corpus(const QString &name)
     QFile file(QStringLiteral(TEST_DATA "/esv/%1.ESV").arg(name));
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
-
-/// While it lives, no file grows beyond a hundred bytes.
-class FullDisk
-{
-public:
-    FullDisk()
-    {
-        signal(SIGXFSZ, SIG_IGN);
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit little{100, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &little);
-    }
-    FullDisk(const FullDisk &) = delete;
-    FullDisk &operator=(const FullDisk &) = delete;
-    ~FullDisk() { setrlimit(RLIMIT_FSIZE, &before_); }
-
-private:
-    rlimit before_{};
-};
 } // namespace
 
 class TestEsvFile : public QObject
@@ -127,42 +102,6 @@ private Q_SLOTS:
         const QByteArray bytes = esvfile::Read(::Corpus(QString::fromLatin1(QTest::currentDataTag())));
         QCOMPARE(bytes.size(), length);
         QCOMPARE(bytes, esvfile::Read(::Corpus(QStringLiteral("noise"))).first(length));
-    }
-
-    void Files()
-    {
-        const QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("a.ESV"));
-        esvfile::Save(path, AllBytes());
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QCOMPARE(file.readAll(), ::Corpus(QStringLiteral("ramp")));
-        QCOMPARE(esvfile::Load(path), AllBytes());
-        esvfile::Save(path, QByteArray(256, 'a'));
-        QCOMPARE(esvfile::Load(path), QByteArray(256, 'a'));
-        QCOMPARE(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("a.ESV")});
-    }
-
-    void AFailedSaveLeavesTheOldFile()
-    {
-        const QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("a.ESV"));
-        esvfile::Save(path, AllBytes());
-        {
-            const FullDisk fullDisk;
-            QVERIFY_EXCEPTION_THROWN(esvfile::Save(path, QByteArray(256, 'a')), FileError);
-        }
-        QVERIFY_EXCEPTION_THROWN(esvfile::Save(folder.filePath(QStringLiteral("none/a.ESV")), AllBytes()), FileError);
-        QVERIFY_EXCEPTION_THROWN(esvfile::Save(folder.path(), AllBytes()), FileError);
-        QCOMPARE(esvfile::Load(path), AllBytes());
-    }
-
-    void LoadingWhatIsNotThere()
-    {
-        const QTemporaryDir folder;
-        QVERIFY_EXCEPTION_THROWN(esvfile::Load(folder.path()), FileError);
-        QVERIFY_EXCEPTION_THROWN(esvfile::Load(folder.filePath(QStringLiteral("none"))), FileError);
-        QCOMPARE(esvfile::Load(QStringLiteral("/dev/zero")), QByteArray()); // has no end
     }
 };
 

@@ -3,7 +3,6 @@
 
 #include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 #include <QtTest>
 
 namespace {
@@ -333,22 +332,6 @@ private Q_SLOTS:
         }
         if (masterTakes)
             QVERIFY(literalhex::Matches(hexfile::ReadHexMaster(file).bytes, *master, 255));
-    }
-
-    // ---- files
-
-    void LoadingAFile()
-    {
-        const QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("a.HEX"));
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("a\r\n\0b", 5);
-        file.close();
-        QCOMPARE(hexfile::Load(path), QByteArray("a\r\n\0b", 5));
-        QVERIFY_EXCEPTION_THROWN(hexfile::Load(folder.path()), FileError);
-        QVERIFY_EXCEPTION_THROWN(hexfile::Load(folder.filePath(QStringLiteral("none"))), FileError);
-        QVERIFY_EXCEPTION_THROWN(hexfile::Load(QStringLiteral("/dev/zero")), FileError); // has no end
     }
 };
 

@@ -88,6 +88,24 @@ private Q_SLOTS:
         QVERIFY(bench.window.isVisible());
     }
 
+    void TheExternalEepromsOpen()
+    {
+        Bench bench;
+        bench.window.Open();
+        const auto profiles = [] {
+            for (QWidget *widget : QApplication::topLevelWidgets())
+                if (widget->objectName() == QLatin1String("Exteepr") && widget->isVisible())
+                    return widget;
+            return static_cast<QWidget *>(nullptr);
+        };
+        QVERIFY(!profiles());
+        bench.Button("CbextEEPROM")->click();
+        QVERIFY(profiles());
+        QVERIFY(bench.window.isVisible());
+        profiles()->close();
+        QTRY_COMPARE(QGuiApplication::focusWindow(), bench.window.windowHandle()); // in front again
+    }
+
     void ReturnKeepsTheConnection()
     {
         Bench bench;

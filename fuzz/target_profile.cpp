@@ -1,21 +1,15 @@
 // Battery types and images: whatever an EEPROM or a file holds, it can be read, shown, written back and saved.
 
 #include "base/errors.h"
+#include "check.h"
 #include "memory/eepromtable.h"
 #include "memory/profile.h"
 
 #include <QString>
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace {
-void Require(bool holds)
-{
-    if (!holds)
-        std::abort();
-}
-
 /// An EEPROM that holds these bytes over and over.
 QByteArray Memory(const QByteArray &bytes)
 {
@@ -34,13 +28,13 @@ void CheckRecords(const Profiles &table)
 {
     for (int number = 1; number <= Profiles::count; ++number) {
         const QByteArray text = table.Text(number);
-        Require(table.Name(number).size() == profile::nameLength);
-        Require(text.size() == profile::textLength);
-        Require(std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; }));
-        Require(profile::Fields::Of(text).Text() == text);
+        Check(table.Name(number).size() == profile::nameLength);
+        Check(text.size() == profile::textLength);
+        Check(std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; }));
+        Check(profile::Fields::Of(text).Text() == text);
         const QByteArray block = profile::ParameterBlock(text, QString());
-        Require(block.size() == profile::recordLength - profile::nameLength);
-        Require(profile::ParameterText(block) == text);
+        Check(block.size() == profile::recordLength - profile::nameLength);
+        Check(profile::ParameterText(block) == text);
     }
 }
 
@@ -49,18 +43,18 @@ void CheckEeprom(const QByteArray &memory)
     Profiles types;
     types.Read(memory);
     CheckRecords(types);
-    Require(types.HeaderMemory() == memory.first(3));
-    Require(types.RecordsMemory() == memory.mid(Profiles::recordsAddress));
+    Check(types.HeaderMemory() == memory.first(3));
+    Check(types.RecordsMemory() == memory.mid(Profiles::recordsAddress));
     Profiles loaded;
-    Require(loaded.Load(types.Save()) == 0);
-    Require(SameTypes(loaded, types));
+    Check(loaded.Load(types.Save()) == 0);
+    Check(SameTypes(loaded, types));
 
     Image image;
     image.Read(memory);
-    Require(image.Memory() == memory);
+    Check(image.Memory() == memory);
     Image loadedImage;
-    Require(loadedImage.Load(image.Save()) == 0);
-    Require(loadedImage.Memory() == memory);
+    Check(loadedImage.Load(image.Save()) == 0);
+    Check(loadedImage.Memory() == memory);
 }
 
 /// A file is read without complaint; its types are written whole or, for a number or a sign that does not fit, not.
@@ -68,27 +62,27 @@ void CheckFile(const QByteArray &content)
 {
     Profiles types;
     const int missing = types.Load(content);
-    Require(missing >= 0 && missing <= 2 * Profiles::count + 1);
+    Check(missing >= 0 && missing <= 2 * Profiles::count + 1);
     try {
         const QByteArray memory = types.RecordsMemory();
-        Require(memory.size() == Profiles::count * profile::recordLength);
+        Check(memory.size() == Profiles::count * profile::recordLength);
         Profiles written;
         written.Read(QByteArray(Profiles::recordsAddress, ' ') + memory);
         CheckRecords(written);
     } catch (const Overflow &error) {
-        Require(error.Text().contains(QStringLiteral("profil ")));
+        Check(error.Text().contains(QStringLiteral("profil ")));
     } catch (const TypeMismatch &error) {
-        Require(error.Text().contains(QStringLiteral("profil ")));
+        Check(error.Text().contains(QStringLiteral("profil ")));
     }
     for (int number = 1; number <= Profiles::count; ++number)
-        Require(profile::Fields::Of(types.Text(number)).Text().size() == profile::textLength);
+        Check(profile::Fields::Of(types.Text(number)).Text().size() == profile::textLength);
 
     Image image;
     image.Load(content);
-    Require(image.Memory().size() == EepromSize);
+    Check(image.Memory().size() == EepromSize);
     Image again;
     again.Read(image.Memory());
-    Require(again.Memory() == image.Memory());
+    Check(again.Memory() == image.Memory());
 }
 } // namespace
 

@@ -1,5 +1,6 @@
-// The board's memories: the editor's reading of both on-chip EEPROMs and the programming of the whole master flash, on
-// a line paced at 9600 baud, against the time that their bytes take on such a wire; and how fast HEX files are read.
+// The board's memories: the editor's reading of both on-chip EEPROMs, reading and writing the battery types, and the
+// programming of the whole master flash, on a line paced at 9600 baud, against the time that their bytes take on such a
+// wire; and how fast HEX files are read.
 
 #include "memory/micro.h"
 
@@ -9,6 +10,7 @@
 #include <QMessageBox>
 #include <QProcess>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QTemporaryDir>
 #include <QTimer>
 
@@ -111,6 +113,16 @@ int main(int argc, char *argv[])
     const double reading = TimeUntil([editor] { return !editor->Busy(); });
     Report("reading both EEPROMs", reading, 2 * 256 * (3 + 3));
     editor->close();
+
+    tools.findChild<QPushButton *>(QStringLiteral("CbextEEPROM"))->click();
+    auto *types = Shown<Exteepr>("Exteepr");
+    static_cast<QWidget *>(types)->findChild<QRadioButton *>(QStringLiteral("Option2"))->click();
+    const double readingTypes = TimeUntil([types] { return !types->Busy(); });
+    Report("reading the battery types", readingTypes, EepromSize * (5 + 3));
+    static_cast<QWidget *>(types)->findChild<QPushButton *>(QStringLiteral("CbSave"))->click();
+    const double writingTypes = TimeUntil([types] { return !types->Busy(); });
+    Report("writing the battery types", writingTypes, (3 + Profiles::count * profile::recordLength) * (6 + 1));
+    types->close();
 
     const QTemporaryDir folder;
     QFile file(folder.filePath(QStringLiteral("master.HEX")));

@@ -3,10 +3,13 @@
 #include <QFileInfo>
 #include <QStringList>
 
+#include <algorithm>
+
 #ifdef Q_OS_UNIX
 #    include <cerrno>
 #    include <sys/ioctl.h>
 #    include <termios.h>
+#    include <unistd.h>
 #endif
 
 namespace {
@@ -18,10 +21,7 @@ constexpr int lookAgain = 1000;
 Com::Com(QObject *parent) : QObject(parent)
 {
     setObjectName(QStringLiteral("Com"));
-    connect(&serial_, &QSerialPort::readyRead, this, [this] {
-        if (!pulling_)
-            Q_EMIT Received();
-    });
+    connect(&serial_, &QSerialPort::readyRead, this, &Com::Received);
     // Queued: the port cannot be closed from within its own read.
     connect(
         &serial_, &QSerialPort::errorOccurred, this,
@@ -131,6 +131,7 @@ void Com::SetPortOpen(bool open)
         LetOut(); // closing puts the speed back that the port had before
         serial_.clear(QSerialPort::Input);
         serial_.close();
+        arrived_.clear();
         return;
     }
     if (TryOpen())
@@ -155,7 +156,7 @@ void Com::LetOut()
 
 int Com::InBufferCount() const
 {
-    return static_cast<int>(serial_.bytesAvailable()) + InSystem();
+    return static_cast<int>(arrived_.size() + serial_.bytesAvailable()) + InSystem();
 }
 
 /// Bytes that the system holds and that events would bring in.
@@ -171,30 +172,35 @@ int Com::InSystem() const
 
 QByteArray Com::Input()
 {
-    const bool enough = inputLen_ > 0 && serial_.bytesAvailable() >= inputLen_;
-    if (!enough)
-        Pull();
-    return inputLen_ == 0 ? serial_.readAll() : serial_.read(inputLen_);
+    if (inputLen_ == 0 || arrived_.size() < inputLen_)
+        Fetch();
+    const qsizetype length = inputLen_ == 0 ? arrived_.size() : std::min<qsizetype>(inputLen_, arrived_.size());
+    const QByteArray bytes = arrived_.first(length);
+    arrived_.remove(0, length);
+    return bytes;
 }
 
-/// Fetches bytes that are there although events have not run since; waits for none.
-void Com::Pull()
+/// Gathers all that waits: what events have brought in, and behind it what the system holds at this moment.
+void Com::Fetch()
 {
     if (!PortOpen())
         return;
-    pulling_ = true;
-    serial_.waitForReadyRead(0);
-    pulling_ = false;
+    arrived_ += serial_.readAll();
+#ifdef Q_OS_UNIX
+    const int more = InSystem();
+    const qsizetype before = arrived_.size();
+    arrived_.resize(before + more);
+    const ssize_t count = more > 0 ? read(serial_.handle(), arrived_.data() + before, static_cast<size_t>(more)) : 0;
+    arrived_.resize(before + std::max<ssize_t>(0, count));
+#endif
 }
 
 void Com::KeepNewest(int count)
 {
-    for (int excess = InBufferCount() - count; excess > 0; excess = InBufferCount() - count) {
-        if (serial_.bytesAvailable() == 0)
-            Pull();
-        if (serial_.skip(excess) <= 0)
-            return;
-    }
+    if (InBufferCount() <= count)
+        return;
+    Fetch();
+    arrived_.remove(0, std::max<qsizetype>(0, arrived_.size() - count));
 }
 
 void Com::Output(const QByteArray &bytes)
@@ -227,6 +233,7 @@ void Com::CheckLoss(QSerialPort::SerialPortError error)
 void Com::Lose(const QString &reason)
 {
     serial_.close();
+    arrived_.clear();
     lost_ = true;
     watcher_.addPath(QFileInfo(DevicePath()).absolutePath());
     look_.start(lookAgain);

@@ -75,7 +75,7 @@ public:
     int InBufferCount() const;
 
     /// InBufferCount() > 0, for less.
-    bool InputWaits() const { return serial_.bytesAvailable() > 0 || InSystem() > 0; }
+    bool InputWaits() const { return !arrived_.isEmpty() || serial_.bytesAvailable() > 0 || InSystem() > 0; }
 
     /// Takes waiting bytes, InputLen at most.
     QByteArray Input();
@@ -96,7 +96,7 @@ Q_SIGNALS:
 
 private:
     int InSystem() const;
-    void Pull();
+    void Fetch();
     bool TryOpen();
     void ApplySettings();
     void LetOut();
@@ -107,6 +107,7 @@ private:
     QString DevicePath() const;
 
     QSerialPort serial_;
+    QByteArray arrived_; ///< the oldest of the bytes that wait, before those that serial_ holds
     QFileSystemWatcher watcher_;
     QTimer look_;
     QString portName_;
@@ -117,6 +118,5 @@ private:
     int inputLen_ = 0;
     bool rtsEnable_ = true;
     bool dtrEnable_ = true;
-    bool pulling_ = false;
     bool lost_ = false;
 };

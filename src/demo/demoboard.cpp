@@ -10,9 +10,12 @@ DemoBoard::DemoBoard(double timeScale)
     connect(&process_, &QProcess::errorOccurred, this, [this] {
         Q_EMIT Failed(QStringLiteral("La carte virtuelle ne démarre pas : %1").arg(process_.errorString()));
     });
-    process_.start(
-        QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("virtual-board")),
-        {QStringLiteral("--time-scale"), QString::number(timeScale), QStringLiteral("--until-stdin-closes")});
+    // A name that no other program's port has: that of the pseudo-terminal may still be locked by the last who had it.
+    const QString link =
+        QDir::temp().filePath(QStringLiteral("voltaire-demo-%1").arg(QCoreApplication::applicationPid()));
+    process_.start(QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("virtual-board")),
+                   {QStringLiteral("--link"), link, QStringLiteral("--time-scale"), QString::number(timeScale),
+                    QStringLiteral("--until-stdin-closes")});
 }
 
 DemoBoard::~DemoBoard()

@@ -217,17 +217,20 @@ QString Com::DevicePath() const
 
 void Com::CheckLoss(QSerialPort::SerialPortError error)
 {
-    QString reason;
-    if (error == QSerialPort::ResourceError)
-        reason = serial_.errorString();
+    if (error == QSerialPort::NoError)
+        return;
 #ifdef Q_OS_UNIX
-    // A device that is gone reads as empty, which passes for any error, again and again. But it answers nothing.
+    // The error says little: a read that finds nothing, because its bytes were fetched a moment before or because the
+    // device is gone, passes for whatever the process last failed in. But a device that is gone answers nothing.
     int waiting = 0;
     if (ioctl(serial_.handle(), FIONREAD, &waiting) != 0)
-        reason = qt_error_string(errno);
+        Lose(qt_error_string(errno));
+    else
+        arrived_ += serial_.readAll(); // an error stops the events of reading until something is read
+#else
+    if (error == QSerialPort::ResourceError)
+        Lose(serial_.errorString());
 #endif
-    if (!reason.isEmpty())
-        Lose(reason);
 }
 
 void Com::Lose(const QString &reason)

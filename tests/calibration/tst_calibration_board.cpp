@@ -1,12 +1,9 @@
 #include "calibration/reglage.h"
 #include "dashboard/fetat.h"
 #include "runs/measurement.h"
-#include "support/coroutines.h"
+#include "support/boardlink.h"
 
 #include <QFile>
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QtTest>
 
 #include <cmath>
 
@@ -16,46 +13,22 @@ class TestCalibrationBoard : public QObject
     Q_OBJECT
 
 private:
-    struct Bench
+    struct Bench : BoardLink
     {
-        ~Bench()
-        {
-            Timer::SetScale(1);
-            Stop();
-        }
+        ~Bench() { Timer::SetScale(1); }
 
         bool Start(const QStringList &options)
         {
             Timer::SetScale(5); // not so fast that the windows' readings fill the line
-            board.start(QStringLiteral(VIRTUAL_BOARD),
-                        options + QStringList{QStringLiteral("--until-stdin-closes"), QStringLiteral("--status"),
-                                              folder.filePath(QStringLiteral("status")), QStringLiteral("--memory"),
-                                              folder.filePath(QStringLiteral("memory"))});
-            if (!board.waitForReadyRead(30000))
-                return false;
-            link.ClosePort();
-            com.SetPortName(QString::fromLocal8Bit(board.readLine()).section(u' ', 1).trimmed());
-            link.InitSerialPort();
-            link.OpenPort();
-            return Connect();
-        }
-        void Stop()
-        {
-            board.closeWriteChannel();
-            board.waitForFinished();
-        }
-
-        /// Greets the board and loads the words that it has stored.
-        bool Connect()
-        {
-            connection.Start(link.ConnectBoard());
-            return QTest::qWaitFor([this] { return connection.Idle(); }, 30000) && connection.ThrewNothing();
+            return BoardLink::Start(options + QStringList{QStringLiteral("--status"), board.Path("status"),
+                                                          QStringLiteral("--memory"), board.Path("memory")}) &&
+                   Connect();
         }
 
         /// What the board's good meter shows.
         double Meter(const char *name)
         {
-            QFile file(folder.filePath(QStringLiteral("status")));
+            QFile file(board.Path("status"));
             if (!file.open(QIODevice::ReadOnly))
                 return std::nan("");
             for (const QByteArray &line : file.readAll().split('\n'))
@@ -75,7 +48,7 @@ private:
         }
         bool Apply(double volts)
         {
-            board.write("volts " + QByteArray::number(volts) + "\n");
+            board.Tell("volts " + QByteArray::number(volts));
             return MeterComesTo("pack-volts", volts);
         }
 
@@ -115,13 +88,6 @@ private:
             return nullptr;
         }
 
-        QTemporaryDir folder;
-        QProcess board;
-        Com com;
-        Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-        Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-        Codebas link{com, timer1, timer2};
-        Runner connection;
         FEtat dashboard{link};
         Reglage menu{link};
     };
@@ -270,7 +236,7 @@ private Q_SLOTS:
     {
         Bench bench;
         const auto start = [&bench](int celsius) {
-            bench.Stop();
+            bench.board.Stop();
             return bench.Start({QStringLiteral("--temperature"), QString::number(celsius)});
         };
         constexpr double step = 1024 / 3060.0 + 1; // and the degree that the conversion cuts off

@@ -1,8 +1,8 @@
+#include "support/boardprocess.h"
+
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <algorithm>
@@ -26,20 +26,16 @@ public:
     {
         program.kill();
         program.waitForFinished();
-        board_.closeWriteChannel();
-        board_.waitForFinished();
     }
 
     bool Start(const QString &timeScale, const QStringList &pack, const QStringList &run)
     {
-        board_.start(QStringLiteral(VIRTUAL_BOARD),
-                     QStringList{QStringLiteral("--link"), Path("board"), QStringLiteral("--trace"), Path("trace"),
-                                 QStringLiteral("--until-stdin-closes"), QStringLiteral("--time-scale"), timeScale} +
-                         pack);
-        if (!board_.waitForReadyRead(patience) || !board_.readLine().startsWith("port "))
+        if (!board_.Start(QStringList{QStringLiteral("--trace"), board_.Path("trace"), QStringLiteral("--time-scale"),
+                                      timeScale} +
+                          pack))
             return false;
         program.start(QStringLiteral(VOLTAIRE),
-                      QStringList{QStringLiteral("--port"), Path("board"), QStringLiteral("--time-scale"), timeScale,
+                      QStringList{QStringLiteral("--port"), board_.Port(), QStringLiteral("--time-scale"), timeScale,
                                   QStringLiteral("--drive-c"), Path("c"), QStringLiteral("--run"),
                                   QStringLiteral("capacity")} +
                           run);
@@ -63,7 +59,7 @@ public:
     QString Path(const char *name) const { return folder.filePath(QString::fromLatin1(name)); }
     QString Trace() const
     {
-        QFile file(Path("trace"));
+        QFile file(board_.Path("trace"));
         return file.open(QIODevice::ReadOnly) ? QString::fromLatin1(file.readAll()) : QString();
     }
 
@@ -84,7 +80,7 @@ public:
     QStringList lines;
 
 private:
-    QProcess board_;
+    BoardProcess board_;
 };
 } // namespace
 

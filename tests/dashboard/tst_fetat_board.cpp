@@ -1,7 +1,5 @@
 #include "dashboardbench.h"
-
-#include <QProcess>
-#include <QTemporaryDir>
+#include "support/boardlink.h"
 
 /// The dashboard on the virtual board, whose ports answer from its real outputs.
 class TestFEtatBoard : public QObject
@@ -9,27 +7,15 @@ class TestFEtatBoard : public QObject
     Q_OBJECT
 
 private:
-    struct Bench
+    struct Bench : BoardLink
     {
         bool Start(const QStringList &options = {})
         {
-            board.start(QStringLiteral(VIRTUAL_BOARD), options + QStringList{QStringLiteral("--until-stdin-closes")});
-            if (!board.waitForReadyRead(30000))
-                return false;
-            com.SetPortName(QString::fromLocal8Bit(board.readLine()).section(u' ', 1).trimmed());
-            link.InitSerialPort();
-            link.OpenPort();
-            connection.Start(link.ConnectBoard());
-            if (!QTest::qWaitFor([this] { return connection.Idle(); }, 30000))
+            if (!BoardLink::Start(options) || !Connect())
                 return false;
             link.SlaveEeprom[6] = 4;
             window.Open();
             return QTest::qWaitFor([this] { return link.line.Reader() == 0; });
-        }
-        ~Bench()
-        {
-            board.closeWriteChannel();
-            board.waitForFinished();
         }
 
         void Press(const char *name)
@@ -44,12 +30,6 @@ private:
         }
         QLabel *Label(const char *name) { return window.findChild<QLabel *>(QLatin1String(name)); }
 
-        QProcess board;
-        Com com;
-        Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-        Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-        Codebas link{com, timer1, timer2};
-        Runner connection;
         FEtat window{link};
     };
 
@@ -119,7 +99,7 @@ private Q_SLOTS:
             QCOMPARE(ColourOf(bench.Label(lamp)), green);
         int number = 0;
         for (const char *lamp : lamps) {
-            bench.board.write("button " + QByteArray::number(++number) + "\n");
+            bench.board.Tell("button " + QByteArray::number(++number));
             QTRY_VERIFY((bench.Refresh(), ColourOf(bench.Label(lamp)) == red));
         }
     }

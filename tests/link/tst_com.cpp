@@ -9,6 +9,7 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <cerrno>
 #include <cstring>
 #include <memory>
 
@@ -298,6 +299,39 @@ private Q_SLOTS:
         board.Send(Bytes({6}));
         QTRY_COMPARE(received.count(), 1);
         QCOMPARE(com.InBufferCount(), 1);
+    }
+
+    void BytesTakenJustBeforeTheirEventAreNoLoss()
+    {
+        ScriptedBoard board;
+        Com com;
+        QSignalSpy lost(&com, &Com::PortLost);
+        com.SetPortName(board.Port());
+        com.SetPortOpen(true);
+        com.SetInputLen(0);
+        for (int round = 0; round < 20; ++round) {
+            board.Send(Bytes({round}));
+            QVERIFY(Soon([&] { return com.InBufferCount() == 1; }));
+            // Taken in the same turn of the loop in which the port's own reading is due: that one finds nothing, and
+            // what the last failed call of the process left in errno.
+            QByteArray taken;
+            const auto take = [&] {
+                taken = com.Input();
+                errno = EAGAIN;
+            };
+            if (round % 2 == 0)
+                QMetaObject::invokeMethod(&com, take, Qt::QueuedConnection);
+            else
+                QTimer::singleShot(0, &com, take);
+            QTRY_COMPARE(taken, Bytes({round}));
+            QCoreApplication::processEvents();
+            QCOMPARE(lost.count(), 0);
+            QVERIFY(com.PortOpen());
+            QSignalSpy received(&com, &Com::Received);
+            board.Send(Bytes({99}));
+            QTRY_COMPARE(received.count(), 1); // it still tells of what comes
+            QCOMPARE(com.Input(), Bytes({99}));
+        }
     }
 
     void NothingIsSentWhileItIsClosed()

@@ -1,10 +1,6 @@
 #include "memory/exteepr.h"
-#include "support/coroutines.h"
+#include "support/boardlink.h"
 #include "support/rununtil.h"
-
-#include <QProcess>
-#include <QTemporaryDir>
-#include <QtTest>
 
 /// The external EEPROMs of the virtual board, which keeps them in a file.
 class TestExteeprBoard : public QObject
@@ -12,26 +8,14 @@ class TestExteeprBoard : public QObject
     Q_OBJECT
 
 private:
-    struct Bench
+    struct Bench : BoardLink
     {
         bool Start(const QString &memory)
         {
-            board.start(QStringLiteral(VIRTUAL_BOARD),
-                        {QStringLiteral("--until-stdin-closes"), QStringLiteral("--memory"), memory});
-            if (!board.waitForReadyRead(30000))
-                return false;
-            com.SetPortName(QString::fromLocal8Bit(board.readLine()).section(u' ', 1).trimmed());
-            link.InitSerialPort();
-            connection.Start(link.ConnectBoard());
-            if (!QTest::qWaitFor([this] { return connection.Idle(); }, 30000))
+            if (!BoardLink::Start({QStringLiteral("--memory"), memory}) || !Connect())
                 return false;
             window.Open();
             return true;
-        }
-        ~Bench()
-        {
-            board.closeWriteChannel();
-            board.waitForFinished();
         }
         void Transfer(const char *button)
         {
@@ -42,12 +26,6 @@ private:
         QLineEdit *Box(const char *name) { return window.findChild<QLineEdit *>(QLatin1String(name)); }
         void Choose(int number) { window.findChild<QSlider *>(QStringLiteral("Slider1"))->setValue(number); }
 
-        QProcess board;
-        Com com;
-        Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-        Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-        Codebas link{com, timer1, timer2};
-        Runner connection;
         Exteepr window{link};
     };
 

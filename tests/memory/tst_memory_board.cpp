@@ -1,8 +1,8 @@
 #include "memory/micro.h"
 #include "memorybench.h"
+#include "support/boardlink.h"
 
 #include <QFile>
-#include <QProcess>
 
 /// The tools on the virtual board, which keeps what it is told in its memory file.
 class TestMemoryBoard : public QObject
@@ -10,23 +10,12 @@ class TestMemoryBoard : public QObject
     Q_OBJECT
 
 private:
-    struct Bench
+    struct Bench : BoardLink
     {
         explicit Bench(const QString &memory)
         {
-            board.start(QStringLiteral(VIRTUAL_BOARD),
-                        {QStringLiteral("--until-stdin-closes"), QStringLiteral("--memory"), memory});
-            if (!board.waitForReadyRead(30000))
-                return;
-            com.SetPortName(QString::fromLocal8Bit(board.readLine()).section(u' ', 1).trimmed());
-            link.InitSerialPort();
-            link.OpenPort();
-            tools.Open();
-        }
-        ~Bench()
-        {
-            board.closeWriteChannel();
-            board.waitForFinished();
+            if (Start({QStringLiteral("--memory"), memory}))
+                tools.Open();
         }
 
         void Program(const char *button, const char *name)
@@ -47,8 +36,8 @@ private:
         QByteArray Read(int command, int addressBytes, int count, int dataBytes)
         {
             QByteArray data;
-            runner.Start(ReadAll(&link, command, addressBytes, count, dataBytes, &data));
-            return RunUntil([this] { return runner.Idle(); }) ? data : QByteArray();
+            connection.Start(ReadAll(&link, command, addressBytes, count, dataBytes, &data));
+            return RunUntil([this] { return connection.Idle(); }) ? data : QByteArray();
         }
         static Task<void> ReadAll(Codebas *link, int command, int addressBytes, int count, int dataBytes,
                                   QByteArray *data)
@@ -62,12 +51,6 @@ private:
             }
         }
 
-        QProcess board;
-        Com com;
-        Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-        Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-        Codebas link{com, timer1, timer2};
-        Runner runner;
         Micro tools{link};
     };
 

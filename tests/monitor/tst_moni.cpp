@@ -2,6 +2,7 @@
 #include "monitor/moni.h"
 #include "monitor/monitorchart.h"
 #include "records.h"
+#include "support/boardprocess.h"
 #include "support/boxes.h"
 #include "support/controls.h"
 #include "support/linkfixture.h"
@@ -9,7 +10,6 @@
 
 #include <QFileDialog>
 #include <QLabel>
-#include <QProcess>
 #include <QPushButton>
 #include <QScreen>
 #include <QTemporaryDir>
@@ -889,13 +889,11 @@ private Q_SLOTS:
         QFETCH(int, type);
         Bench bench;
         const QString trace = bench.folder.filePath(QStringLiteral("trace"));
-        QProcess board;
-        board.start(QStringLiteral(VIRTUAL_BOARD),
-                    {QStringLiteral("--until-stdin-closes"), QStringLiteral("--stream-type"), QString::number(type),
-                     QStringLiteral("--stream-rate"), QStringLiteral("1"), QStringLiteral("--time-scale"),
-                     QStringLiteral("300"), QStringLiteral("--trace"), trace});
-        QVERIFY(board.waitForReadyRead(10000));
-        bench.com.SetPortName(QString::fromLocal8Bit(board.readLine()).trimmed().section(u' ', 1));
+        BoardProcess board;
+        QVERIFY(board.Start({QStringLiteral("--stream-type"), QString::number(type), QStringLiteral("--stream-rate"),
+                             QStringLiteral("1"), QStringLiteral("--time-scale"), QStringLiteral("300"),
+                             QStringLiteral("--trace"), trace}));
+        bench.com.SetPortName(board.Port());
         bench.window.Open();
         bench.Start();
         // When the board notices that the port was opened again it throws away what is under way. On a busy machine
@@ -906,8 +904,7 @@ private Q_SLOTS:
         QTRY_VERIFY(bench.window.MonitorRunning());
         QTRY_VERIFY(bench.LineCount() >= 120);
         bench.Click("CbArret");
-        board.closeWriteChannel();
-        QVERIFY(board.waitForFinished());
+        QVERIFY(board.Stop());
 
         // What the board says it sent, decoded by other means.
         QFile file(trace);

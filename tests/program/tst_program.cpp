@@ -1,8 +1,8 @@
+#include "support/boardprocess.h"
+
 #include <QDir>
 #include <QFile>
-#include <QProcess>
 #include <QRegularExpression>
-#include <QTemporaryDir>
 #include <QtTest>
 
 #include <csignal>
@@ -54,44 +54,25 @@ private:
     QString drive_;
 };
 
-/// A virtual board of its own, reached by a link and traced.
-class Board
+/// A virtual board that keeps a trace.
+class Board : public BoardProcess
 {
 public:
-    explicit Board(const QTemporaryDir &folder)
-        : link(folder.filePath(QStringLiteral("board"))), trace_(folder.filePath(QStringLiteral("trace")))
-    {
-    }
-    ~Board()
-    {
-        process_.closeWriteChannel();
-        process_.waitForFinished();
-    }
-
     bool Start(const QStringList &more = {})
     {
-        process_.start(QStringLiteral(VIRTUAL_BOARD),
-                       QStringList{QStringLiteral("--link"), link, QStringLiteral("--trace"), trace_,
-                                   QStringLiteral("--until-stdin-closes"), QStringLiteral("--time-scale"),
-                                   QStringLiteral("200")} +
-                           more);
-        return process_.waitForReadyRead(30000) && process_.readLine().startsWith("port ");
-    }
-    void Kill()
-    {
-        process_.kill();
-        process_.waitForFinished();
+        return BoardProcess::Start(QStringList{QStringLiteral("--trace"), Path("trace"), QStringLiteral("--time-scale"),
+                                               QStringLiteral("200")} +
+                                   more);
     }
     /// Ends it, so that its trace is complete, and gives the bytes that the program has sent.
     QByteArray Sent()
     {
-        process_.closeWriteChannel();
-        process_.waitForFinished();
+        Stop();
         return SentSoFar();
     }
     QByteArray SentSoFar() const
     {
-        QFile file(trace_);
+        QFile file(Path("trace"));
         if (!file.open(QIODevice::ReadOnly))
             return {};
         QByteArray sent;
@@ -104,12 +85,6 @@ public:
         }
         return sent;
     }
-
-    QString link;
-
-private:
-    QString trace_;
-    QProcess process_;
 };
 
 const QByteArray stopWrites("\x1b\x0f\x00\x1b\x11\x00\x1b\x12\x01", 9);
@@ -202,10 +177,10 @@ private Q_SLOTS:
     void EveryThinsTheProgressOut()
     {
         QTemporaryDir folder;
-        Board board(folder);
+        Board board;
         QVERIFY(board.Start());
         Program program(folder);
-        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.link, QStringLiteral("--every"),
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port(), QStringLiteral("--every"),
                                                   QStringLiteral("5")});
         QVERIFY(program.WaitForProgress(3));
         QVERIFY(RecordsOf(OnlyLog(folder)).size() - 1 >= 11);
@@ -214,10 +189,10 @@ private Q_SLOTS:
     void AnInterruptStopsTheCharge()
     {
         QTemporaryDir folder;
-        Board board(folder);
+        Board board;
         QVERIFY(board.Start());
         Program program(folder);
-        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.link});
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port()});
         QVERIFY(program.WaitForProgress(3));
         program.Signal(SIGINT);
         QVERIFY(program.WaitForEnd());
@@ -229,10 +204,10 @@ private Q_SLOTS:
     void AnInterruptWithASilentBoardStillSendsTheStop()
     {
         QTemporaryDir folder;
-        Board board(folder);
+        Board board;
         QVERIFY(board.Start({QStringLiteral("--fault"), QStringLiteral("silence:at=150")}));
         Program program(folder);
-        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.link});
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port()});
         QVERIFY(program.WaitForProgress(1));
         program.Signal(SIGINT);
         QVERIFY(program.WaitForEnd());
@@ -243,10 +218,10 @@ private Q_SLOTS:
     void AKilledProgramKeepsEveryFinishedRecord()
     {
         QTemporaryDir folder;
-        Board board(folder);
+        Board board;
         QVERIFY(board.Start());
         Program program(folder);
-        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.link});
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port()});
         QVERIFY(program.WaitForProgress(20));
         program.Signal(SIGKILL);
         QVERIFY(program.WaitForEnd());
@@ -262,7 +237,7 @@ private Q_SLOTS:
     void AFullDiskSwitchesTheChargeOff()
     {
         QTemporaryDir folder;
-        Board board(folder);
+        Board board;
         QVERIFY(board.Start());
         Program program(folder);
         program.process.setChildProcessModifier([] {
@@ -270,7 +245,7 @@ private Q_SLOTS:
             setrlimit(RLIMIT_FSIZE, &limit);
             std::signal(SIGXFSZ, SIG_IGN);
         });
-        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.link});
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port()});
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(program.process.exitCode(), 1);
@@ -292,18 +267,18 @@ private Q_SLOTS:
     void AnUnpluggedBoardIsTakenUpAgain()
     {
         QTemporaryDir folder;
-        auto board = std::make_unique<Board>(folder);
-        QVERIFY(board->Start());
+        Board board;
+        QVERIFY(board.Start());
         Program program(folder);
-        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board->link});
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port()});
         QVERIFY(program.WaitForProgress(5));
-        board->Kill();
+        board.Kill();
         QByteArray said;
         const auto lossesSaid = [&] { return (said += program.process.readAllStandardError()).count("est coup"); };
         QTRY_COMPARE_WITH_TIMEOUT(lossesSaid(), 1, 30000);
         program.process.readAllStandardOutput();
         // A fuller pack: its delta voltage is above all that was seen, and the charge goes on.
-        QVERIFY(board->Start({QStringLiteral("--soc"), QStringLiteral("50")}));
+        QVERIFY(board.Start({QStringLiteral("--soc"), QStringLiteral("50")}));
         QVERIFY(program.WaitForProgress(5));
         QCOMPARE(lossesSaid(), 1);
     }
@@ -311,10 +286,10 @@ private Q_SLOTS:
     void TheWindowsConnectWithoutARun()
     {
         QTemporaryDir folder;
-        Board board(folder);
+        Board board;
         QVERIFY(board.Start());
         Program program(folder);
-        program.Start({QStringLiteral("--port"), board.link, QStringLiteral("--time-scale"), QStringLiteral("10")});
+        program.Start({QStringLiteral("--port"), board.Port(), QStringLiteral("--time-scale"), QStringLiteral("10")});
         QVERIFY(program.process.waitForStarted());
         QTRY_VERIFY_WITH_TIMEOUT(board.SentSoFar().endsWith("\x1b\x26\x0f"), 30000);
         program.process.terminate();

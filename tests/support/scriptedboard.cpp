@@ -1,5 +1,6 @@
 #include "scriptedboard.h"
 
+#include <QFile>
 #include <QTimerEvent>
 
 #include <fcntl.h>
@@ -22,7 +23,8 @@ ScriptedBoard::ScriptedBoard()
     master_ = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0)
         qFatal("no pseudo-terminal");
-    port_ = QString::fromLocal8Bit(ptsname(master_));
+    if (!QFile::link(QString::fromLocal8Bit(ptsname(master_)), Port()))
+        qFatal("no link to the pseudo-terminal");
     termios settings{};
     tcgetattr(master_, &settings);
     cfmakeraw(&settings);

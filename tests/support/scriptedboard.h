@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QObject>
 #include <QSocketNotifier>
+#include <QTemporaryDir>
 
 #include <functional>
 #include <map>
@@ -18,8 +19,9 @@ public:
     ScriptedBoard();
     ~ScriptedBoard() override;
 
-    /// The path of the program's end.
-    QString Port() const { return port_; }
+    /// The path of the program's end: a link, so that no other test has a port of this name. (Two tests at once may be
+    /// given the same pseudo-terminal one after the other, and the lock of the first may still lie on its number.)
+    QString Port() const { return folder_.filePath(QStringLiteral("port")); }
 
     /// Everything received so far, in order, and forgets it.
     QByteArray TakeReceived();
@@ -73,7 +75,7 @@ private:
     void Parse();
 
     int master_ = -1;
-    QString port_;
+    QTemporaryDir folder_;
     std::unique_ptr<QSocketNotifier> notifier_;
     std::map<quint8, Rule> rules_;
     QByteArray received_;

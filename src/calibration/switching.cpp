@@ -4,10 +4,9 @@
 
 Switching::Switching(Codebas &link, Handlers::Failed failed) : link_(link), handlers_(std::move(failed))
 {
-    patience_.setSingleShot(true);
-    patience_.setInterval(Line::patience); // of the wire: not scaled
-    connect(&patience_, &QTimer::timeout, this, &Switching::Next);
-    connect(&link_, &Codebas::PortCut, &patience_, &QTimer::stop); // what was under way goes out again
+    silent_.setSingleShot(true);
+    connect(&silent_, &QTimer::timeout, this, &Switching::Next);
+    connect(&link_, &Codebas::PortCut, &silent_, &QTimer::stop); // what was under way goes out again
 }
 
 void Switching::Write(const Writes &writes, const std::function<void()> &done)
@@ -28,7 +27,7 @@ void Switching::Override(const Writes &writes)
 
 void Switching::Next()
 {
-    patience_.stop();
+    silent_.stop();
     busy_ = !steps_.empty();
     if (!busy_)
         return;
@@ -40,7 +39,7 @@ void Switching::Next()
 Task<void> Switching::Do(Step step, int number)
 {
     const measurement::Wanted begins = [this] {
-        patience_.start(); // it is on the line: from here on the board is expected to answer
+        silent_.start(link_.line.Patience()); // it is on the line: from here on the board is expected to answer
         return true;
     };
     try {

@@ -46,6 +46,6 @@ private:
     std::deque<Step> steps_;
     int begun_ = 0;
     bool busy_ = false;
-    QTimer patience_;
+    QTimer silent_;
     Handlers handlers_;
 };

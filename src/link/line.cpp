@@ -6,9 +6,9 @@
 
 Line::Line(QObject *parent) : QObject(parent)
 {
-    patience_.setSingleShot(true);
-    patience_.setTimerType(Qt::PreciseTimer);
-    connect(&patience_, &QTimer::timeout, this, &Line::Decide);
+    silent_.setSingleShot(true);
+    silent_.setTimerType(Qt::PreciseTimer);
+    connect(&silent_, &QTimer::timeout, this, &Line::Decide);
 }
 
 Line::Turn::Turn(Line &line, HandlerNumber handler) : line_(&line), handler_(handler)
@@ -60,7 +60,7 @@ bool Line::Free() const
     if (state_ != State::Usable)
         return false;
     return underWay_.empty() ||
-           (underWay_.back().overtaking == Overtaking::Allowed && underWay_.back().silence.hasExpired(patience - 1));
+           (underWay_.back().overtaking == Overtaking::Allowed && underWay_.back().silence.hasExpired(patience_ - 1));
 }
 
 Line::BeginAwaiter *Line::Youngest() const
@@ -106,7 +106,7 @@ void Line::Decide()
             DecideSoon();
         next->waiter_.resume();
     } else if (state_ == State::Usable && underWay_.back().overtaking == Overtaking::Allowed) {
-        patience_.start(std::max(1, patience - static_cast<int>(underWay_.back().silence.elapsed())));
+        silent_.start(std::max(1, patience_ - static_cast<int>(underWay_.back().silence.elapsed())));
     }
 }
 

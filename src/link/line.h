@@ -15,7 +15,7 @@
 /// 1. One exchange at a time.
 /// 2. When the line comes free, the youngest handler that wants it gets it, so that a click goes before the step that
 ///    it interrupted; a handler that asks for its next exchange at once keeps the line ahead of older ones.
-/// 3. When the exchange under way has received nothing for `patience`, the youngest waiting handler goes ahead; the
+/// 3. When the exchange under way has received nothing for Patience(), the youngest waiting handler goes ahead; the
 ///    silent exchange stays where it is and reads on when it is the youngest reader again.
 /// 4. An exchange that was begun with Overtaking::Refused is never overtaken.
 class Line : public QObject
@@ -29,8 +29,10 @@ public:
         Refused
     };
 
-    /// Milliseconds of silence after which an exchange is overtaken. A property of the wire: it is not scaled.
-    static constexpr int patience = 250;
+    /// Milliseconds of silence after which an exchange is overtaken. A property of the wire: they are not scaled.
+    static constexpr int usualPatience = 250;
+    int Patience() const { return patience_; }
+    void SetPatience(int milliseconds) { patience_ = milliseconds; }
 
     explicit Line(QObject *parent = nullptr);
 
@@ -122,6 +124,7 @@ private:
     State state_ = State::Closed;
     std::vector<Exchange> underWay_; // the last one is the reader, those before it were overtaken
     std::vector<BeginAwaiter *> waiting_;
-    QTimer patience_;
+    QTimer silent_;
+    int patience_ = usualPatience;
     bool deciding_ = false;
 };

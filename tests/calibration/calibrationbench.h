@@ -29,6 +29,7 @@ struct CalibrationBench
         com.SetPortName(board.Port());
         link.InitSerialPort();
         link.OpenPort();
+        link.line.SetPatience(60000); // however long the test takes between two of its steps
     }
     ~CalibrationBench()
     {

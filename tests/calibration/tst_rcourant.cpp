@@ -336,6 +336,7 @@ private Q_SLOTS:
     void LeavingASilentBoardSwitchesOff()
     {
         Bench bench;
+        bench.link.line.SetPatience(Line::usualPatience);
         bench.Open();
         bench.board.SetSilent(true);
         bench.BeginTick();

@@ -234,6 +234,7 @@ private Q_SLOTS:
     void ClosingASilentBoardsWindowsSwitchesOff()
     {
         Bench bench;
+        bench.link.line.SetPatience(Line::usualPatience);
         bench.window.Open();
         bench.Choose(Charge);
         bench.Settled();

@@ -368,6 +368,7 @@ private Q_SLOTS:
         Bench bench;
         bench.Open();
         bench.HoldBack(12, 0);
+        bench.link.line.SetPatience(Line::usualPatience);
         bench.BeginTick();
         QTRY_COMPARE(bench.board.Received(), Bytes({27, 12}));
         const auto ask = [](Codebas *link) -> Task<void> {
@@ -375,7 +376,7 @@ private Q_SLOTS:
             co_await exchange;
         };
         bench.others.Start(ask(&bench.link));
-        QTest::qWait(400); // more than the line's patience
+        QTest::qWait(Line::usualPatience + 150);
         QCOMPARE(bench.board.Received(), Bytes({27, 12}));
         bench.window.close(); // but who leaves lets the others on
         QTRY_VERIFY(bench.board.Received().contains(Bytes({27, 41})));

@@ -10,6 +10,7 @@ struct Bench : LinkFixture
     {
         board.Healthy();
         link.OpenPort();
+        link.line.SetPatience(60000); // however long the test takes between two of its steps
     }
     void HoldBack(int command)
     {
@@ -58,6 +59,7 @@ private Q_SLOTS:
         Bench bench;
         bench.HoldBack(15);
         bench.HoldBack(17);
+        bench.link.line.SetPatience(Line::usualPatience);
         bool done = false;
         QElapsedTimer watch;
         watch.start();
@@ -89,6 +91,7 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.HoldBack(15);
+        bench.link.line.SetPatience(Line::usualPatience);
         bench.switching.Write({{15, 0}, {17, 0}});
         bench.switching.Write({{17, 1}});
         QTRY_COMPARE(bench.board.Received(), Bytes({27, 15, 0}));

@@ -195,6 +195,7 @@ private Q_SLOTS:
     void ASilentBoardFreezesNothing()
     {
         Bench bench;
+        bench.link.line.SetPatience(Line::usualPatience);
         bench.board.SetSilent(true);
         bench.window.Open();
         QTRY_COMPARE(bench.board.Received(), Bytes({27, 17, 1}));

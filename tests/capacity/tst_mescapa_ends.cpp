@@ -161,6 +161,7 @@ private Q_SLOTS:
     void StopGoesAheadOfASilentExchangeAndHasTheLastWord()
     {
         CapacityBench bench;
+        bench.link.line.SetPatience(Line::usualPatience);
         bool silent = false;
         bench.board.On(17, 1, [&](const QByteArray &value) {
             bench.outputs[17] = value[0];
@@ -185,6 +186,7 @@ private Q_SLOTS:
     void StopOverASilentReadingNeedsNoRepetition()
     {
         CapacityBench bench;
+        bench.link.line.SetPatience(Line::usualPatience);
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         QSignalSpy stopped(&bench.window, &MesCapa::Stopped);
         bench.Start();
@@ -221,6 +223,7 @@ private Q_SLOTS:
     void StartAfterAStopThatTheBoardNeverAnswered()
     {
         CapacityBench bench;
+        bench.link.line.SetPatience(Line::usualPatience);
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         bench.Start();
         SOON(measured.size() >= 2);
@@ -275,6 +278,7 @@ private Q_SLOTS:
     void BackPressedTwiceLeavesASilentBoard()
     {
         CapacityBench bench;
+        bench.link.line.SetPatience(Line::usualPatience);
         bench.board.SetSilent(true);
         QSignalSpy returning(&bench.window, &Window::Returning);
         bench.Button("CbRetour")->click();

@@ -503,12 +503,13 @@ private Q_SLOTS:
         DashboardBench bench;
         bench.Open();
         bench.HoldBack(8);
+        bench.link.line.SetPatience(Line::usualPatience);
         bench.Button("CBmanuel")->click();
         QTRY_COMPARE(bench.board.Received(), refreshBytes.left(8));
         bench.others.Start(measurement::WriteRegister(bench.link, 17, 0));
         QElapsedTimer silence;
         silence.start();
-        QTRY_VERIFY(silence.hasExpired(3 * Line::patience)); // the others are overtaken after one
+        QTRY_VERIFY(silence.hasExpired(3 * Line::usualPatience)); // the others are overtaken after one
         QCOMPARE(bench.board.Received(), refreshBytes.left(8));
         QVERIFY(bench.window.isVisible());
         bench.AnswerAgain(8);
@@ -582,6 +583,7 @@ private Q_SLOTS:
     void ClosingFreesTheLineFromASilentBoard()
     {
         DashboardBench bench;
+        bench.link.line.SetPatience(Line::usualPatience);
         bench.Open();
         bench.HoldBack(8);
         bench.Button("CBmanuel")->click();

@@ -25,6 +25,7 @@ struct ExteeprBench : LinkFixture
             return ++writes, Bytes({6});
         });
         link.OpenPort();
+        link.line.SetPatience(60000); // however long the test takes between two of its steps
     }
     ~ExteeprBench() { AnswerBoxes(); }
 

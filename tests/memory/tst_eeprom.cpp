@@ -684,6 +684,7 @@ private Q_SLOTS:
     void ASilentBoardDoesNotKeepTheWindow()
     {
         Bench bench;
+        bench.link.line.SetPatience(Line::usualPatience);
         bench.board.SetSilent(true);
         bench.window.Edit();
         QTRY_COMPARE(bench.board.Received(), Bytes({27, 37, 0}));

@@ -852,6 +852,7 @@ private Q_SLOTS:
     void AClosedWindowForgetsASilentBoard()
     {
         ExteeprBench bench;
+        bench.link.line.SetPatience(Line::usualPatience);
         bench.Silence(49);
         bench.window.Open();
         bench.Option(1)->click();

@@ -735,7 +735,7 @@ private Q_SLOTS:
         bench.runner.Start(Ask(&bench.link, Request(41), Reply::Framed(3), &answer));
         bench.SendAll(Records(1, 20));
         QTRY_COMPARE(bench.LineCount(), 20);
-        QTest::qWait(Line::patience + 100); // longer than others wait for a silent exchange
+        QTest::qWait(Line::usualPatience + 100); // longer than others wait for a silent exchange
         QVERIFY(bench.board.Pull().isEmpty());
         bench.Click("CbQuit");
         QTRY_COMPARE(answer.size(), 4);

@@ -387,6 +387,7 @@ private Q_SLOTS:
         Bench bench;
         bench.Start();
         bench.HoldBack(10);
+        bench.link.line.SetPatience(Line::usualPatience);
         QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 10})));
         bench.board.TakeReceived();
         bench.Button("CBStop")->click(); // no reply comes: after a quarter of a second the stop goes ahead

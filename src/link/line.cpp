@@ -121,6 +121,11 @@ HandlerNumber Line::Reader() const
     return underWay_.empty() ? 0 : underWay_.back().handler;
 }
 
+qint64 Line::Silence() const
+{
+    return underWay_.empty() ? 0 : underWay_.back().silence.elapsed();
+}
+
 void Line::AllowOvertaking(HandlerNumber handler)
 {
     for (Exchange &exchange : underWay_)

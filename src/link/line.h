@@ -95,6 +95,9 @@ public:
     /// The handler whose exchange is under way and gets the bytes that arrive; 0 when there is none.
     HandlerNumber Reader() const;
 
+    /// Milliseconds since the exchange under way began or last received a byte; 0 when there is none.
+    qint64 Silence() const;
+
     /// The exchange that this handler has begun, if it is under way, may be overtaken from now on.
     void AllowOvertaking(HandlerNumber handler);
 

@@ -1,6 +1,7 @@
 #include "micro.h"
 
 #include "base/dialogs.h"
+#include "base/messages.h"
 
 #include <QApplication>
 #include <QCloseEvent>
@@ -8,7 +9,10 @@
 
 namespace {
 constexpr QSize designSize(533, 467); // 8000 × 7000 twips at 15 to a pixel
-}
+
+/// A board that is silent for so many times the line's patience (ten seconds) in the middle of a programming is dead.
+constexpr int deadAfter = 40;
+} // namespace
 
 Micro::Micro(Codebas &link) : Window(QStringLiteral("Micro")), link_(link), editor_(link), profiles_(link)
 {
@@ -75,7 +79,7 @@ void Micro::CBEtat_Click()
 
 void Micro::MQuitter_Click()
 {
-    if (Refuses())
+    if (StaysOpen())
         return;
     link_.ReconnectOnActivate = 0; // before the main window is activated
     close();
@@ -92,7 +96,20 @@ bool Micro::Refuses()
     return true;
 }
 
-/// The same for a programming that is to begin, which the work of the other windows keeps waiting too.
+/// Whether a programming keeps the window open. Not one that a dead board would keep waiting for ever.
+bool Micro::StaysOpen()
+{
+    const bool dead = link_.line.Silence() > deadAfter * link_.line.Patience();
+    if (!programming_ || !dead)
+        return Refuses();
+    DropHandlers();
+    messages::Show(nullptr, QMessageBox::Warning, windowTitle(),
+                   QStringLiteral("La carte ne répond plus : la programmation est abandonnée.\n"
+                                  "La mémoire flash n'est peut-être pas écrite en entier."));
+    return false;
+}
+
+/// Refuses() for a programming that is to begin, which the work of the other windows keeps waiting too.
 bool Micro::RefusesToProgram()
 {
     if (Refuses())
@@ -111,7 +128,7 @@ void Micro::Tell(const QString &text)
 
 void Micro::closeEvent(QCloseEvent *event)
 {
-    if (Refuses()) {
+    if (StaysOpen()) {
         event->ignore();
         return;
     }

@@ -53,6 +53,7 @@ private:
     void MQuitter_Click();
     void OpenEditor(int eepromSel);
     bool Refuses();
+    bool StaysOpen();
     bool RefusesToProgram();
     void Tell(const QString &text);
 

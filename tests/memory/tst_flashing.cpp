@@ -555,6 +555,41 @@ private Q_SLOTS:
         QCOMPARE(bench.link.ReconnectOnActivate, 0);
     }
 
+    void ADeadBoardCanBeLeft_data()
+    {
+        QTest::addColumn<bool>("button");
+        QTest::newRow("Retour") << true;
+        QTest::newRow("title bar") << false;
+    }
+    void ADeadBoardCanBeLeft()
+    {
+        QFETCH(bool, button);
+        Bench bench;
+        bench.link.line.SetPatience(10);
+        bench.holdBack = true;
+        bench.Program("CBMIC1", lowBank);
+        bench.Answer(yes);
+        QTRY_COMPARE(bench.board.Received().size(), 68);
+        QTRY_VERIFY(bench.link.line.Silence() > 40 * 10);
+        if (button)
+            bench.Button("MQuitter")->click();
+        else
+            bench.window.close();
+        QVERIFY(!bench.window.isVisible());
+        QCOMPARE(bench.returning.size(), 1);
+        QCOMPARE(bench.link.ReconnectOnActivate, button ? 0 : 1);
+        QTRY_VERIFY(Question());
+        QVERIFY(Question()->text().startsWith(QStringLiteral("La carte ne répond plus")));
+        AnswerBoxes();
+        QCOMPARE(bench.link.line.Reader(), HandlerNumber(0)); // the line is everybody's again
+        bench.holdBack = false;
+        bench.window.Open();
+        bench.Program("CBMIC1", lowBank);
+        bench.Answer(yes);
+        QVERIFY(RunUntil([&] { return bench.Idle(); }));
+        QCOMPARE(bench.board.Received().size(), (1 + 448) * 68);
+    }
+
     void ABlockIsNotOvertaken()
     {
         Bench bench;

@@ -42,7 +42,7 @@ void ShowSetting(QLineEdit *box, int value, quint8 scale)
 class FEtat::Hold
 {
 public:
-    explicit Hold(FEtat &window) : window_(window)
+    explicit Hold(FEtat &window) : window_(window), counts_(window.SameLoad())
     {
         ++window_.holds_;
         window_.tmrEtat_.SetEnabled(false);
@@ -51,12 +51,13 @@ public:
     Hold &operator=(const Hold &) = delete;
     ~Hold()
     {
-        if (--window_.holds_ == 0 && window_.Autoon == 1)
+        if (counts_() && --window_.holds_ == 0 && window_.Autoon == 1)
             window_.tmrEtat_.SetEnabled(true);
     }
 
 private:
     FEtat &window_;
+    std::function<bool()> counts_;
 };
 
 /// One refresh: REF is 1 while it lasts.
@@ -128,6 +129,8 @@ void FEtat::Load()
     tmrEtat_.SetInterval(refreshMs);
     tmrEtat_.SetEnabled(false);
     ++opening_;
+    ++loads_;
+    holds_ = 0;
     REF = Autoon = 0;
     CutVdbl = boost = CutPower = Cutchrg = Cutdech = Cutventilo = Gndbat = LedState = 0;
     PotFreq = firstFrequency;
@@ -145,6 +148,12 @@ Task<void> FEtat::Form_Load()
     const measurement::Wanted wanted = [this, opening = opening_] { return opening == opening_; };
     Task<QByteArray> exchange = link_.Exchange(Request(command::Opening), Reply::Stored(), wanted);
     co_await exchange;
+}
+
+/// False once the window was opened anew: what was pressed before and has not been sent yet is void then.
+std::function<bool()> FEtat::SameLoad() const
+{
+    return [this, load = loads_] { return load == loads_; };
 }
 
 /// Nothing of this opening of the window re-arms the timer, goes on refreshing or waits for a refresh.
@@ -186,10 +195,13 @@ void FEtat::Failed(const Error &error)
 Task<void> FEtat::Toggle(Output output)
 {
     const Hold hold(*this);
-    while (REF == 1)
+    const auto wanted = SameLoad();
+    while (wanted() && REF == 1)
         co_await passOver_;
     // The state is looked at when the line is ours, so that presses that follow each other fast take turns.
-    const std::function<QByteArray()> press = [this, output] {
+    const std::function<QByteArray()> press = [this, output, wanted] {
+        if (!wanted())
+            return QByteArray();
         const Change &change = *output.state == 1 ? output.from1 : output.from0;
         *output.state = *output.state == 1 ? 0 : 1;
         paint::Lamp(output.indicator, change.colour);
@@ -240,9 +252,10 @@ Task<void> FEtat::CbCutDBl_Click()
 Task<void> FEtat::CbBeep_Click()
 {
     constexpr quint8 length = 10;
-    while (REF == 1) // like the others: nothing goes between the readings of a refresh
+    const auto wanted = SameLoad();
+    while (wanted() && REF == 1) // like the others: nothing goes between the readings of a refresh
         co_await passOver_;
-    Task<QByteArray> exchange = link_.Exchange(Request(command::Beep, length), Reply::Acknowledge());
+    Task<QByteArray> exchange = link_.Exchange(Request(command::Beep, length), Reply::Acknowledge(), wanted);
     co_await exchange;
 }
 
@@ -270,54 +283,63 @@ QByteArray FEtat::BoosterRequest(quint8 cut) const
 }
 
 /// While the line is busy moves pile up, and the last one goes first: those before it are void then.
-Task<void> FEtat::SendSlider(QSlider *slider, std::function<QByteArray()> request)
+Task<void> FEtat::SendSlider(QSlider *slider, std::function<void()> show, std::function<QByteArray()> request)
 {
-    const int move = ++moves_[slider];
-    const Hold hold(*this);
-    while (REF == 1)
-        co_await passOver_;
-    const std::function<QByteArray()> newest = [this, slider, move, request] {
-        return move == moves_[slider] ? request() : QByteArray();
+    const auto wanted = [this, slider, move = ++moves_[slider], sameLoad = SameLoad()] {
+        return sameLoad() && move == moves_[slider];
     };
+    const Hold hold(*this);
+    while (wanted() && REF == 1)
+        co_await passOver_;
+    if (!wanted())
+        co_return;
+    show();
+    const std::function<QByteArray()> newest = [wanted, request] { return wanted() ? request() : QByteArray(); };
     Task<QByteArray> exchange = link_.Exchange(newest, Reply::Acknowledge());
     co_await exchange;
 }
 
 Task<void> FEtat::Slider1_Change(int value)
 {
-    ShowSetting(ui_.TxIch, value, link_.SlaveEeprom[4]);
-    return SendSlider(ui_.Slider1, [value] { return Request(command::ChargeSetting, value); });
+    return SendSlider(
+        ui_.Slider1, [this, value] { ShowSetting(ui_.TxIch, value, link_.SlaveEeprom[4]); },
+        [value] { return Request(command::ChargeSetting, value); });
 }
 
 Task<void> FEtat::Slider2_Change(int value)
 {
-    ShowSetting(ui_.TxIdech, value, link_.SlaveEeprom[5]);
-    return SendSlider(ui_.Slider2, [value] { return Request(command::DischargeSetting, value); });
+    return SendSlider(
+        ui_.Slider2, [this, value] { ShowSetting(ui_.TxIdech, value, link_.SlaveEeprom[5]); },
+        [value] { return Request(command::DischargeSetting, value); });
 }
 
 Task<void> FEtat::Slider3_Change(int value)
 {
-    ui_.TxVdelta->setText(number::Str(value));
-    return SendSlider(ui_.Slider3, [value] { return Request(command::DeltaOffset, value); });
+    return SendSlider(
+        ui_.Slider3, [this, value] { ui_.TxVdelta->setText(number::Str(value)); },
+        [value] { return Request(command::DeltaOffset, value); });
 }
 
 Task<void> FEtat::Slider4_Change(int value)
 {
-    ui_.TxVdecal->setText(number::Str(value));
-    return SendSlider(ui_.Slider4, [value] { return Request(command::DeltaGain, value); });
+    return SendSlider(
+        ui_.Slider4, [this, value] { ui_.TxVdecal->setText(number::Str(value)); },
+        [value] { return Request(command::DeltaGain, value); });
 }
 
 Task<void> FEtat::SliderPWMFreq_Change(int value)
 {
-    PotFreq = value;
-    ui_.Label12->setText(QStringLiteral("MAX : ") + number::Str(4 * PotFreq));
-    return SendSlider(ui_.SliderPWMFreq, [this] { return BoosterRequest(boost == 1 ? 0 : 1); });
+    const auto show = [this, value] {
+        PotFreq = value;
+        ui_.Label12->setText(QStringLiteral("MAX : ") + number::Str(4 * PotFreq));
+    };
+    return SendSlider(ui_.SliderPWMFreq, show, [this] { return BoosterRequest(boost == 1 ? 0 : 1); });
 }
 
 Task<void> FEtat::SliderPWMDelta_Change(int value)
 {
-    PotDelta = value;
-    return SendSlider(ui_.SliderPWMDelta, [this] { return BoosterRequest(boost == 1 ? 0 : 1); });
+    return SendSlider(
+        ui_.SliderPWMDelta, [this, value] { PotDelta = value; }, [this] { return BoosterRequest(boost == 1 ? 0 : 1); });
 }
 
 // ---- refresh

@@ -87,7 +87,7 @@ private:
     Task<void> SliderPWMDelta_Change(int value);
 
     Task<void> Toggle(Output output);
-    Task<void> SendSlider(QSlider *slider, std::function<QByteArray()> request);
+    Task<void> SendSlider(QSlider *slider, std::function<void()> show, std::function<QByteArray()> request);
     QByteArray BoosterRequest(quint8 cut) const;
 
     Task<int> ReadCount(quint8 channel, QLabel *rawLabel);
@@ -99,12 +99,14 @@ private:
 
     void ShowBooster(bool selected);
     void Leave();
+    std::function<bool()> SameLoad() const;
 
     Ui::FEtat ui_;
     Codebas &link_;
     Timer tmrEtat_;
     Flag passOver_;
-    int opening_ = 0;             ///< counts openings and closings: what belongs to another one is void
+    int opening_ = 0; ///< counts openings and closings: what belongs to another one is void
+    int loads_ = 0;
     HandlerNumber refresher_ = 0; ///< the handler whose refresh talks on the line
     int holds_ = 0;               ///< handlers that keep TmrEtat disabled
     std::map<QSlider *, int> moves_;

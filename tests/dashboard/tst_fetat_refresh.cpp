@@ -457,7 +457,7 @@ private Q_SLOTS:
         bench.SliderOf("Slider4")->setValue(9);
         bench.SliderOf("Slider4")->setValue(10);
         bench.Button("CbBeep")->click();
-        QCOMPARE(bench.BoxText("TxVdecal"), QStringLiteral(" 10"));
+        QCOMPARE(bench.BoxText("TxVdecal"), QStringLiteral("000"));
         bench.AnswerAgain(8);
         bench.board.Send(Bytes({27, 0, 0, 0}));
         QTRY_COMPARE(bench.board.Received().size(), refreshBytes.size() + 9);
@@ -466,6 +466,7 @@ private Q_SLOTS:
         // The press starts from the bit that the refresh has read.
         QVERIFY(received.contains(Bytes({27, 15, 1})));
         QVERIFY(received.contains(Bytes({27, 22, 10})));
+        QCOMPARE(bench.BoxText("TxVdecal"), QStringLiteral(" 10"));
         QVERIFY(received.contains(Bytes({27, 24, 10})));
         QCOMPARE(bench.Colour("Label21"), green);
     }
@@ -578,6 +579,29 @@ private Q_SLOTS:
         QTRY_COMPARE(bench.board.Received(), refreshBytes.left(8) + Bytes({27, 17, 0}));
         QTRY_COMPARE(bench.link.line.Reader(), HandlerNumber(0));
         QVERIFY(!bench.Clock()->isActive());
+    }
+
+    void WhatWasNotSentIsVoidInTheNextOpening()
+    {
+        DashboardBench bench;
+        bench.Open();
+        bench.HoldBack(15, 1);
+        bench.Button("Cbcutch")->click();
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 15, 0})); // and no answer
+        bench.Button("CbLed")->click();
+        bench.SliderOf("Slider1")->setValue(7);
+        bench.window.close();
+        bench.window.Open();
+        bench.Button("CBAUTO")->click();
+        QVERIFY(bench.Clock()->isActive()); // nothing of before holds it
+        bench.Button("CBAUTO")->click();
+        bench.board.Send(Bytes({6}));
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 15, 0, 27, 0}));
+        QTRY_COMPARE(bench.link.line.Reader(), HandlerNumber(0));
+        QCOMPARE(bench.board.Received(), Bytes({27, 15, 0, 27, 0}));
+        QCOMPARE(bench.window.LedState, 0);
+        QCOMPARE(bench.Colour("Label17"), QColor(128, 128, 128));
+        QCOMPARE(bench.BoxText("TxIch"), QStringLiteral("000"));
     }
 
     void ClosingFreesTheLineFromASilentBoard()

@@ -80,6 +80,7 @@ RegLIPO::RegLIPO(Codebas &link, Switching &switching)
         check->setAttribute(Qt::WA_TransparentForMouseEvents); // indicators
     RememberDesign();
     connect(ui_.List1, &QListWidget::currentRowChanged, this, &RegLIPO::List1_Click);
+    connect(ui_.List1, &QListWidget::itemClicked, this, [this] { List1_Click(ui_.List1->currentRow()); });
     for (size_t row = 0; row < rows_.size(); ++row)
         connect(rows_[row].button, &QPushButton::clicked, this, [this, row] { Start(MeasurePoint(row)); });
     OnClick(ui_.BtnCoef, &RegLIPO::BtnCoef_Click);
@@ -197,11 +198,11 @@ Task<void> RegLIPO::BtnCoef_Click()
                        QStringLiteral("Valeurs manquantes, opération annulée"));
         co_return;
     }
+    ui_.Check7->setChecked(true);
     const lipo::Coefficients coefficients = lipo::Compute(Points);
     const Work work(*this);
-    ui_.Check7->setChecked(true);
-    ui_.Label10->setText(number::Plain(coefficients.gain));
-    ui_.Label11->setText(number::Plain(coefficients.offset));
+    ui_.Label10->setText(number::Str(coefficients.gain));
+    ui_.Label11->setText(number::Str(coefficients.offset));
     const bool fit = lipo::FitTwoBytes(coefficients);
     Say(fit ? QStringLiteral("Écriture…")
             : QStringLiteral(
@@ -254,13 +255,13 @@ Task<void> RegLIPO::WriteMaster(quint8 address, quint8 value, std::function<bool
 // The trim that this window calls the gain is the one that the charge window calls the offset, and the other way round.
 Task<void> RegLIPO::REGDelta_Change(int value)
 {
-    ui_.gainTrim->setText(number::Plain(value));
+    ui_.gainTrim->setText(number::Str(value));
     return SendTrim(ui_.REGDelta, command::DeltaOffset, value);
 }
 
 Task<void> RegLIPO::REGOfs_Change(int value)
 {
-    ui_.offsetTrim->setText(number::Plain(value));
+    ui_.offsetTrim->setText(number::Str(value));
     return SendTrim(ui_.REGOfs, command::DeltaGain, value);
 }
 

@@ -84,19 +84,16 @@ QFileDialog *CommonDialog(QWidget *window)
         dialog = new QFileDialog(window);
         dialog->setObjectName(name);
         dialog->setOption(QFileDialog::DontUseNativeDialog);
+        dialog->setOption(QFileDialog::DontConfirmOverwrite); // its question would hold up the program; ours does not
+        dialog->setFileMode(QFileDialog::AnyFile);            // so would its word on a file that is not there
     }
     return dialog;
 }
 
-Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
+namespace {
+/// What the user answers to a file dialog that is set up.
+Task<QString> Answer(QFileDialog *dialog)
 {
-    dialog->setWindowTitle(question.title);
-    dialog->setAcceptMode(question.mode);
-    dialog->setFileMode(question.mode == QFileDialog::AcceptSave ? QFileDialog::AnyFile : QFileDialog::ExistingFile);
-    dialog->setNameFilters(question.filter.split(QStringLiteral(";;")));
-    dialog->setDirectory(NearestFolder(question.folder));
-    dialog->setDefaultSuffix(question.suffix);
-    ForgetChoice(dialog);
     Opened opened(dialog);
     co_await opened.Finished();
     if (QCompleter *completer = NameOf(dialog)->completer())
@@ -105,5 +102,28 @@ Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
     if (dialog->result() != QDialog::Accepted || dialog->selectedFiles().isEmpty())
         co_return QString();
     co_return dialog->selectedFiles().constFirst();
+}
+} // namespace
+
+Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
+{
+    const bool saving = question.mode == QFileDialog::AcceptSave;
+    dialog->setWindowTitle(question.title);
+    dialog->setAcceptMode(question.mode);
+    dialog->setNameFilters(question.filter.split(QStringLiteral(";;")));
+    dialog->setDirectory(NearestFolder(question.folder));
+    dialog->setDefaultSuffix(saving ? question.suffix : QString());
+    ForgetChoice(dialog);
+    for (;;) {
+        Task<QString> answer = Answer(dialog);
+        const QString path = co_await answer;
+        if (path.isEmpty() || !saving || !QFileInfo::exists(path))
+            co_return path;
+        Task<bool> replacing =
+            Confirm(dialog->parentWidget(), QMessageBox::Warning, question.title,
+                    QStringLiteral("« %1 » existe déjà. Le remplacer ?").arg(QFileInfo(path).fileName()));
+        if (co_await replacing)
+            co_return path;
+    }
 }
 } // namespace dialogs

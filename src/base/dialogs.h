@@ -17,13 +17,14 @@ struct FileQuestion
     QString title;
     QString filter;
     QString folder;      ///< the nearest one above it that exists, if it does not
-    QString suffix = {}; ///< is given to a name that is typed without one
+    QString suffix = {}; ///< is given to a name that is typed without one to save under
 };
 
 /// The file dialog of a window, "CommonDialog1". It is made when it is first asked for, which takes its time: to be
 /// done when the window opens, not when the program starts.
 QFileDialog *CommonDialog(QWidget *window);
 
-/// Opens the window's file dialog with an empty file name; the path that was chosen, empty when the user cancels.
+/// Opens the window's file dialog with an empty file name; the path that was chosen, empty when the user cancels. A
+/// file that would be replaced is asked for; one to be read need not exist.
 Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question);
 } // namespace dialogs

@@ -153,6 +153,47 @@ private Q_SLOTS:
         QTRY_VERIFY(runner.Idle());
     }
 
+    void AMissingFileIsForTheReaderToName()
+    {
+        const QTemporaryDir folder;
+        QFileDialog &dialog = *dialogs::CommonDialog(&over_);
+        QStringList chosen;
+        Runner runner;
+        runner.Start(Choose(
+            &dialog,
+            {.mode = QFileDialog::AcceptOpen, .title = {}, .filter = {}, .folder = folder.path(), .suffix = "ESV"},
+            &chosen));
+        dialog.findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(QStringLiteral("image"));
+        static_cast<QDialog &>(dialog).accept();
+        QTRY_COMPARE(chosen, QStringList{folder.filePath(QStringLiteral("image"))}); // with the name as it was typed
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    void AFileIsReplacedOnlyWhenTheUserSaysSo()
+    {
+        const QTemporaryDir folder;
+        QFile file(folder.filePath(QStringLiteral("old.ESV")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QFileDialog &dialog = *dialogs::CommonDialog(&over_);
+        QStringList chosen;
+        Runner runner;
+        runner.Start(Choose(
+            &dialog,
+            {.mode = QFileDialog::AcceptSave, .title = {}, .filter = {}, .folder = folder.path(), .suffix = "ESV"},
+            &chosen));
+        dialog.findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(QStringLiteral("old"));
+        static_cast<QDialog &>(dialog).accept();
+        QTRY_COMPARE(OpenBoxes().size(), 1);
+        QCOMPARE(OpenBoxes().constFirst()->text(), QStringLiteral("« old.ESV » existe déjà. Le remplacer ?"));
+        OpenBoxes().constFirst()->button(QMessageBox::No)->click();
+        QTRY_VERIFY(dialog.isVisible()); // for another name
+        QVERIFY(chosen.isEmpty());
+        static_cast<QDialog &>(dialog).accept();
+        QTRY_COMPARE(OpenBoxes().size(), 1);
+        OpenBoxes().constFirst()->button(QMessageBox::Yes)->click();
+        QTRY_COMPARE(chosen, QStringList{file.fileName()});
+    }
+
     void ACancelledChoiceIsEmpty()
     {
         QFileDialog &dialog = *dialogs::CommonDialog(&over_);

@@ -420,7 +420,7 @@ void Exteepr::ShowProfile(int number)
 {
     const QSignalBlocker quiet(ui_.Slider1);
     ui_.Slider1->setValue(number);
-    ui_.Label4->setText(number::Plain(number));
+    ui_.Label4->setText(number::Str(number));
     ShowFields(ProfileTable.Name(number), profile::Fields::Of(ProfileTable.Text(number)));
     chosen_ = number;
     EnableEntries();

@@ -180,14 +180,21 @@ MasterFile ReadHexMaster(QByteArrayView file)
 {
     MasterFile result;
     result.bytes.fill(erasedByte);
-    bool lowBank = false;
+    enum class Bank
+    {
+        None,
+        Low,
+        High
+    };
+    Bank bank = Bank::None;
     for (Records record(file); record.Next();) {
         RemarkChecksum(record, result.remarks);
+        if (bank != Bank::High) // where configuration bytes may stand singly, which nobody writes here
+            record.RefuseOddCount();
         if (record.Type() == 4)
-            lowBank = record.Text().sliced(dataAt).startsWith("0000");
-        if (record.Type() != 0 || !lowBank)
+            bank = record.Text().sliced(dataAt).startsWith("0000") ? Bank::Low : Bank::High;
+        if (record.Type() != 0 || bank != Bank::Low)
             continue;
-        record.RefuseOddCount(); // bytes are taken in pairs
         if (record.Address() + record.Count() > masterBytes)
             record.Refuse(QStringLiteral("données au-delà de la mémoire du master"));
         std::ranges::copy(record.Data(), result.bytes.begin() + record.Address());

@@ -73,7 +73,7 @@ inline std::optional<Contents> Slave(const QByteArray &file)
 inline std::optional<Contents> Master(const QByteArray &file)
 {
     Contents contents;
-    bool lowBank = false;
+    QString bank;
     for (const QString &line : Lines(file)) {
         if (!line.startsWith(u':'))
             continue;
@@ -82,13 +82,16 @@ inline std::optional<Contents> Master(const QByteArray &file)
             break;
         if (!WellFormed(line))
             return std::nullopt;
-        if (type == QLatin1String("04"))
-            lowBank = line.mid(9, 4) == QLatin1String("0000");
-        if (type != QLatin1String("00") || !lowBank)
-            continue;
         const int count = HexToByte(line, 2);
+        const bool configuration = !bank.isEmpty() && !bank.startsWith(QLatin1String("0000"));
+        if (count % 2 != 0 && !configuration)
+            return std::nullopt;
+        if (type == QLatin1String("04"))
+            bank = line.mid(9, 4) + u'.';
+        if (type != QLatin1String("00") || !bank.startsWith(QLatin1String("0000")))
+            continue;
         int address = HexToByte(line, 4) * 256 + HexToByte(line, 6);
-        if (count % 2 != 0 || address + count > 32768)
+        if (address + count > 32768)
             return std::nullopt;
         for (int i = 0, position = 10; i < count; i += 2, position += 4, address += 2) {
             contents.cells[address] = HexToByte(line, position);

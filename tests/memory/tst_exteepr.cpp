@@ -287,7 +287,7 @@ private Q_SLOTS:
         ExteeprBench bench;
         bench.window.Open();
         bench.Slider()->setValue(number); // the first one, too, where it already stands
-        QCOMPARE(bench.Label("Label4"), QStringLiteral("%1").arg(number));
+        QCOMPARE(bench.Label("Label4"), QStringLiteral(" %1").arg(number));
         QCOMPARE(bench.Text("Text1"), number < 65 ? fresh : QString());
         QVERIFY(bench.Box("Text1")->isEnabled());
     }
@@ -300,11 +300,11 @@ private Q_SLOTS:
         QCOMPARE(bench.Text("Text1"), QString());
         QVERIFY(!bench.Box("Text1")->isEnabled());
         bench.Slider()->setValue(1);
-        QCOMPARE(bench.Label("Label4"), QStringLiteral("1"));
+        QCOMPARE(bench.Label("Label4"), QStringLiteral(" 1"));
         QCOMPARE(bench.Text("Text1"), fresh);
         bench.Button("CbSave")->click();
         QVERIFY(bench.Finished());
-        QCOMPARE(bench.Label("Label4"), QStringLiteral("1"));
+        QCOMPARE(bench.Label("Label4"), QStringLiteral(" 1"));
         QCOMPARE(bench.Slider()->value(), 1);
     }
 
@@ -313,11 +313,11 @@ private Q_SLOTS:
         ExteeprBench bench;
         bench.window.Open();
         QTest::keyClick(bench.Slider(), Qt::Key_Home);
-        QCOMPARE(bench.Label("Label4"), QStringLiteral("1"));
+        QCOMPARE(bench.Label("Label4"), QStringLiteral(" 1"));
         QTest::keyClick(bench.Slider(), Qt::Key_End);
-        QCOMPARE(bench.Label("Label4"), QStringLiteral("127"));
+        QCOMPARE(bench.Label("Label4"), QStringLiteral(" 127"));
         QTest::keyClick(bench.Slider(), Qt::Key_Left);
-        QCOMPARE(bench.Label("Label4"), QStringLiteral("126"));
+        QCOMPARE(bench.Label("Label4"), QStringLiteral(" 126"));
     }
 
     void AProfileIsShown()
@@ -739,7 +739,7 @@ private Q_SLOTS:
         bench.Box("Text1")->setText(QStringLiteral("lost"));
         bench.LoadFile(QStringLiteral(TEST_DATA "/profiles/types.ESV"));
         QCOMPARE(bench.Text("Text4"), QStringLiteral("006"));
-        QCOMPARE(bench.Label("Label4"), QStringLiteral("3"));
+        QCOMPARE(bench.Label("Label4"), QStringLiteral(" 3"));
         QCOMPARE(bench.Text("Text1"), QStringLiteral("LiPo 2200 3S    "));
         QCOMPARE(bench.Text("EdDuree"), QStringLiteral("02H00"));
         QCOMPARE(bench.Text("TNbrCycles"), QStringLiteral("01"));

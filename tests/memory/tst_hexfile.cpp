@@ -173,6 +173,7 @@ private Q_SLOTS:
     void MasterCountsMatterWhereBytesAreTaken()
     {
         QCOMPARE(MasterRefusal(lowBank + Record(0x1000, "abc")), RefusalAt(2, oddCount));
+        QCOMPARE(MasterRefusal(Record(0x1000, "abc") + lowBank), RefusalAt(1, oddCount));
         // Configuration bytes come one by one, at addresses that are not for the flash.
         QCOMPARE(MasterRefusal(lowBank + Record(0x1000, "ab") + highBank + Record(1, "c") + end), QString());
     }

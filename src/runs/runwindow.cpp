@@ -130,6 +130,7 @@ Task<void> RunWindow::CBStop_Click()
     awake_.Release();
     // Later, so that our first write gets the line before the step goes on.
     QMetaObject::invokeMethod(this, [this] { EndPause(); }, Qt::QueuedConnection);
+    StopInSpiteOfOthers(run);
     co_await WriteAll(run, kind_.stop);
     if (run->state != State::Stopped)
         co_return; // started anew meanwhile, or left
@@ -139,9 +140,23 @@ Task<void> RunWindow::CBStop_Click()
     Q_EMIT Stopped();
 }
 
+/// Whoever keeps the line to himself does not keep the stop from the board: it goes out unanswered in between, and in
+/// its turn when the line is free.
+void RunWindow::StopInSpiteOfOthers(RunPtr run)
+{
+    const int soon = link_.line.Patience() + 25; // those who may be overtaken have been by then
+    QTimer::singleShot(soon, Qt::PreciseTimer, this, [this, run] {
+        if (run->state == State::Stopped && !run->stopBegun)
+            SwitchOffUnanswered();
+    });
+}
+
 Task<void> RunWindow::WriteOf(RunPtr run, quint8 reg, quint8 value)
 {
-    const Wanted wanted = [run] { return run->state != State::Superseded; };
+    const Wanted wanted = [run] {
+        run->stopBegun = run->state == State::Stopped;
+        return run->state != State::Superseded;
+    };
     co_await WriteRegister(link_, reg, value, wanted);
 }
 

@@ -28,6 +28,9 @@ class RunWindow : public Window
     Q_OBJECT
 
 public:
+    /// Whether a run is on whose end this program has to see.
+    bool Running() const { return run_->state == State::Running; }
+
     /// The log of the run, the last one if it is over.
     QString LogPath() const { return logPath_; }
 
@@ -65,7 +68,8 @@ protected:
         double PrevElapsed = 0;
         double CapacityMAs = 0;
         std::optional<RunLog> log;
-        bool on = false; ///< the board was told to begin
+        bool on = false;        ///< the board was told to begin
+        bool stopBegun = false; ///< the line was ours since "Arret"
     };
     using RunPtr = std::shared_ptr<Run>;
 
@@ -123,6 +127,8 @@ protected:
 
     /// A new run: `fresh` takes the place of the one before, whose elapsed time it goes on from.
     Task<void> StartRun(RunPtr fresh);
+    /// Switches off by "Arret". It reaches the board at once, or after the line's patience when somebody keeps the
+    /// line.
     Task<void> CBStop_Click();
     void CQuitter_Click();
 
@@ -159,6 +165,7 @@ private:
     Task<void> Timerchargeur_Timer();
     Task<void> WriteAll(RunPtr run, Writes writes);
     void StopTimers();
+    void StopInSpiteOfOthers(RunPtr run);
 
     const Kind kind_;
     QString logPath_;

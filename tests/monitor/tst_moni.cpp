@@ -2,6 +2,7 @@
 #include "monitor/moni.h"
 #include "monitor/monitorchart.h"
 #include "records.h"
+#include "runs/chargeur.h"
 #include "support/boardprocess.h"
 #include "support/boxes.h"
 #include "support/controls.h"
@@ -740,6 +741,26 @@ private Q_SLOTS:
         bench.Click("CbQuit");
         QTRY_COMPARE(answer.size(), 4);
         QVERIFY(bench.runner.ThrewNothing());
+    }
+
+    void AStopReachesTheBoardThroughTheStream()
+    {
+        Bench bench;
+        bench.board.Healthy();
+        Chargeur charge(bench.link);
+        charge.Open();
+        bench.OpenAndStart();
+        bench.board.SetSilent(true); // what it answers would stand in the stream
+        const QByteArray stop = Bytes({27, 15, 0, 27, 17, 0, 27, 18, 1});
+        static_cast<QWidget &>(charge).findChild<QPushButton *>(QStringLiteral("CBStop"))->click();
+        QTRY_COMPARE(bench.board.Received(), stop);
+        bench.SendAll(Records(1, 2));
+        QTRY_COMPARE(bench.LineCount(), 2); // the stream goes on
+        bench.board.SetSilent(false);
+        bench.Click("CbQuit");
+        QTRY_COMPARE(static_cast<QWidget &>(charge).findChild<QLabel *>(QStringLiteral("Label18"))->text(),
+                     QStringLiteral("Arret"));
+        QCOMPARE(bench.board.Received(), stop + stop); // the last word is one that was answered
     }
 
     void AnExchangeThatWasUnderWayStartsAgainAfterwards()

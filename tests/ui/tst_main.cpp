@@ -669,6 +669,36 @@ private Q_SLOTS:
         QCOMPARE(window_->Link().MainLeft, float(window_->x()));
     }
 
+    void ARunKeepsTheMonitorAway_data()
+    {
+        QTest::addColumn<bool>("charge");
+        QTest::newRow("charge") << true;
+        QTest::newRow("discharge") << false;
+    }
+    void ARunKeepsTheMonitorAway()
+    {
+        QFETCH(bool, charge);
+        LoadAndConnect();
+        window_->Link().ReconnectOnActivate = 0;
+        Click(charge ? "cb_chargeur" : "CbDechargeur");
+        QWidget &run = charge ? static_cast<QWidget &>(window_->ChargeWindow()) : window_->DischargeWindow();
+        const auto isOpen = [](const char *name) {
+            return std::ranges::any_of(QApplication::topLevelWidgets(), [name](const QWidget *widget) {
+                return widget->objectName() == QLatin1String(name) && widget->isVisible();
+            });
+        };
+        run.findChild<QPushButton *>(QStringLiteral("CBstart"))->click();
+        Click("CbMoni");
+        QVERIFY(!isOpen("Moni"));
+        QCOMPARE(OpenBoxes().size(), 1);
+        QVERIFY(OpenBoxes().constFirst()->text().startsWith(QStringLiteral("Une charge ou une décharge est en cours")));
+        AnswerBoxes();
+        run.findChild<QPushButton *>(QStringLiteral("CBStop"))->click();
+        QTRY_COMPARE(run.findChild<QLabel *>(QStringLiteral("Label18"))->text(), QStringLiteral("Arret"));
+        Click("CbMoni");
+        QVERIFY(isOpen("Moni"));
+    }
+
     void ModeButtonsSendNothing_data()
     {
         QTest::addColumn<QByteArray>("button");

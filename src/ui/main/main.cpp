@@ -56,7 +56,7 @@ Main::Main()
     opens(ui_.MDdech, &QAction::triggered, dechargeur_);
     opens(ui_.CbCapa, &QPushButton::clicked, capacity_);
     opens(ui_.MdCapa, &QAction::triggered, capacity_);
-    opens(ui_.CbMoni, &QPushButton::clicked, monitor_);
+    connect(ui_.CbMoni, &QPushButton::clicked, this, &Main::CbMoni_Click);
     opens(ui_.Cb_Reglage, &QPushButton::clicked, calibration_);
     opens(ui_.MnuReglage, &QAction::triggered, calibration_);
     opens(ui_.Cb_Debug, &QPushButton::clicked, tools_);
@@ -194,6 +194,17 @@ void Main::OpenMode(Window &window)
     link_.MainLeft = static_cast<float>(x());
     link_.MainTop = static_cast<float>(y());
     window.Open();
+}
+
+/// The monitor keeps the line, and a run that is not watched does not end.
+void Main::CbMoni_Click()
+{
+    if (chargeur_.Running() || dechargeur_.Running())
+        messages::Show(this, QMessageBox::Warning, windowTitle(),
+                       QStringLiteral("Une charge ou une décharge est en cours, et c'est le programme qui la termine.\n"
+                                      "Le moniteur garde la liaison pour lui seul : arrêtez-la d'abord."));
+    else
+        OpenMode(monitor_);
 }
 
 void Main::ShowAgain()

@@ -59,6 +59,7 @@ private:
     Task<void> Reconnect();
     void Cb_Reconnect_Click();
     void CD_DECONNECT_Click();
+    void CbMoni_Click();
     void Mnuquitter_Click();
     void Failed(std::exception_ptr thrown);
 

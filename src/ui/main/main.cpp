@@ -202,7 +202,7 @@ void Main::CbMoni_Click()
     if (chargeur_.Running() || dechargeur_.Running())
         messages::Show(this, QMessageBox::Warning, windowTitle(),
                        QStringLiteral("Une charge ou une décharge est en cours, et c'est le programme qui la termine.\n"
-                                      "Le moniteur garde la liaison pour lui seul : arrêtez-la d'abord."));
+                                      "Arrêtez-la d'abord : le moniteur garde la liaison pour lui seul."));
     else
         OpenMode(monitor_);
 }

@@ -4,6 +4,7 @@
 #include "support/boxes.h"
 #include "support/controls.h"
 #include "support/coroutines.h"
+#include "support/programlink.h"
 #include "support/scriptedboard.h"
 
 #include <QCheckBox>
@@ -19,7 +20,7 @@
 
 /// A calibration window on a connected scripted board, whose readings are made when a test asks for them.
 template <class W>
-struct CalibrationBench
+struct CalibrationBench : ProgramLink
 {
     CalibrationBench()
     {
@@ -108,10 +109,6 @@ struct CalibrationBench
     QTimer *Clock() { return static_cast<QWidget &>(window).findChild<QTimer *>(); }
 
     ScriptedBoard board;
-    Com com;
-    Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-    Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-    Codebas link{com, timer1, timer2};
     int switchFailures = 0;
     Switching switching{link, [this](std::exception_ptr) { ++switchFailures; }};
     W window = Make();

@@ -3,6 +3,7 @@
 #include "base/drive.h"
 #include "capacity/mescapa.h"
 #include "support/boxes.h"
+#include "support/programlink.h"
 #include "support/scriptedboard.h"
 
 #include <QSignalSpy>
@@ -16,7 +17,7 @@
 #define SOON_EQUAL(actual, expected) QTRY_COMPARE_WITH_TIMEOUT(actual, expected, 30000)
 
 /// A capacity window on a connected scripted board, with a drive of its own.
-struct CapacityBench
+struct CapacityBench : ProgramLink
 {
     CapacityBench()
     {
@@ -103,10 +104,6 @@ struct CapacityBench
 
     QTemporaryDir folder;
     ScriptedBoard board;
-    Com com;
-    Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-    Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-    Codebas link{com, timer1, timer2};
     MesCapa window{link};
 
     QList<int> volts; ///< counts of the next readings of the battery voltage

@@ -3,6 +3,7 @@
 #include "dashboard/fetat.h"
 #include "support/boxes.h"
 #include "support/coroutines.h"
+#include "support/programlink.h"
 #include "support/scriptedboard.h"
 
 #include <QtTest>
@@ -19,7 +20,7 @@ inline QColor ColourOf(QLabel *indicator)
 }
 
 /// The dashboard on a connected scripted board.
-struct DashboardBench
+struct DashboardBench : ProgramLink
 {
     DashboardBench()
     {
@@ -109,10 +110,6 @@ struct DashboardBench
 
     ScriptedBoard board;
     std::map<int, int> bits; ///< data byte by port command
-    Com com;
-    Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-    Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-    Codebas link{com, timer1, timer2};
     FEtat window{link};
     Runner others; ///< handlers of other windows
 };

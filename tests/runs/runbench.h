@@ -2,6 +2,7 @@
 
 #include "base/timer.h"
 #include "runs/runwindow.h"
+#include "support/programlink.h"
 #include "support/scriptedboard.h"
 
 #include <QLineEdit>
@@ -13,7 +14,7 @@
 
 /// A run window on a connected scripted board, in a folder of its own.
 template <class RunWindowType>
-struct RunBench
+struct RunBench : ProgramLink
 {
     RunBench()
     {
@@ -81,10 +82,6 @@ struct RunBench
 
     QTemporaryDir folder;
     ScriptedBoard board;
-    Com com;
-    Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-    Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-    Codebas link{com, timer1, timer2};
     RunWindowType window{link};
 };
 

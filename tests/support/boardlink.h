@@ -1,13 +1,13 @@
 #pragma once
 
 #include "boardprocess.h"
-#include "link/codebas.h"
-#include "support/coroutines.h"
+#include "coroutines.h"
+#include "programlink.h"
 
 #include <QtTest>
 
 /// The virtual board and a link to it, without any window.
-struct BoardLink
+struct BoardLink : ProgramLink
 {
     /// Starts the board and opens the port.
     bool Start(const QStringList &options = {})
@@ -28,9 +28,5 @@ struct BoardLink
     }
 
     BoardProcess board;
-    Com com;
-    Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-    Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-    Codebas link{com, timer1, timer2};
     Runner connection; ///< its coroutines end before the link does
 };

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "link/codebas.h"
+#include "coroutines.h"
+#include "programlink.h"
 #include "scriptedboard.h"
-#include "support/coroutines.h"
 
 #include <QSignalSpy>
 
 /// A link whose port leads to a scripted board, without any window.
-struct LinkFixture
+struct LinkFixture : ProgramLink
 {
     LinkFixture()
     {
@@ -25,9 +25,5 @@ struct LinkFixture
     }
 
     ScriptedBoard board;
-    Com com;
-    Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
-    Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
-    Codebas link{com, timer1, timer2};
     Runner runner; ///< its coroutines end before the link does
 };

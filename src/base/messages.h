@@ -7,6 +7,9 @@ namespace messages {
 /// For runs that nobody watches: texts go to standard error instead of into boxes.
 void UseConsole();
 
+inline const QString closeTheMonitor =
+    QStringLiteral("Le moniteur garde la liaison pour lui seul : fermez-le d'abord.");
+
 /// Shows a message box with one button; while a box with the same text is open, nothing more.
 void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text);
 

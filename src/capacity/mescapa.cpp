@@ -3,6 +3,7 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "base/paint.h"
+#include "runs/insistence.h"
 #include "runs/measurement.h"
 
 #include <QCloseEvent>
@@ -39,6 +40,7 @@ MesCapa::MesCapa(Codebas &link)
     , link_(link)
     , timerchargeur_(QStringLiteral("Timerchargeur"), tickMs, this)
     , timerch2_(QStringLiteral("Timerch2"), flagMs, this)
+    , watchdog_(link)
 {
     ui_.setupUi(this);
     RememberDesign();
@@ -82,12 +84,14 @@ void MesCapa::StopTimers()
 {
     timerch2_.SetEnabled(false);
     timerchargeur_.SetEnabled(false);
+    watchdog_.Rest();
 }
 
 /// The timer is one-shot: each wait enables it anew.
 void MesCapa::Timerchargeur_Timer()
 {
     timerchargeur_.SetEnabled(false);
+    watchdog_.Watch();
     ShowDuration();
     tick_.Set();
 }
@@ -98,6 +102,10 @@ Task<void> MesCapa::CBstart_Click()
 {
     if (run_ || leaving_)
         co_return;
+    if (link_.Streaming) {
+        messages::Show(this, QMessageBox::Warning, windowTitle(), messages::closeTheMonitor);
+        co_return;
+    }
     run_ = std::make_shared<Run>();
     const RunPtr run = run_;
     awake_.Hold();
@@ -105,6 +113,7 @@ Task<void> MesCapa::CBstart_Click()
     bool atItsEnd = true;
     try {
         co_await StopsOver(run);
+        watchdog_.Watch();
         co_await StartCycle(run);
     } catch (const NotWanted &) {
         atItsEnd = false; // stopped, left or failed: whoever ended it has switched the outputs off
@@ -142,9 +151,16 @@ Task<void> MesCapa::SwitchOff(RunPtr ended, Writes writes)
     ++stopping_;
     std::exception_ptr error;
     try {
-        const Wanted wanted = [this, ended, start] {
+        const auto sendAll = [this, writes, start] {
+            for (const Write &write : writes)
+                if (start == starts_)
+                    SendRegister(link_, write.reg, write.value);
+        };
+        Insistence insistence(link_, sendAll);
+        const Wanted wanted = [this, ended, start, &insistence] {
             if (start != starts_)
                 return false;
+            insistence.Advance();
             if (ended)
                 ended->offSent = true;
             return true;
@@ -180,7 +196,12 @@ Task<void> MesCapa::CBStop_Click()
     const RunPtr ended = EndRun();
     phaseClock_.invalidate();
     ui_.LbNote->setText(QStringLiteral("Arrêt demandé à la carte"));
-    co_await SwitchOff(ended, stopWrites);
+    try {
+        co_await SwitchOff(ended, stopWrites);
+    } catch (const PortClosed &) {
+        ui_.LbNote->setText(QStringLiteral("Arrêt impossible : port fermé"));
+        throw;
+    }
     if (!run_)
         ui_.LbNote->setText(QStringLiteral("Arrêté"));
     Q_EMIT Stopped();
@@ -211,18 +232,15 @@ Task<void> MesCapa::CbRetour_Click()
 void MesCapa::Leave()
 {
     leaving_ = false;
-    left_ = true;
-    close();
-    left_ = false;
+    hide(); // it may be the close box that asked for it
     link_.ReconnectOnActivate = 0;
     Q_EMIT Returning();
 }
 
 void MesCapa::closeEvent(QCloseEvent *event)
 {
-    event->setAccepted(left_);
-    if (!left_)
-        Start(CbRetour_Click());
+    event->ignore();
+    Start(CbRetour_Click());
 }
 
 void MesCapa::Failed(const Error &error)

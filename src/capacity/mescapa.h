@@ -7,6 +7,7 @@
 #include "capacityrules.h"
 #include "link/codebas.h"
 #include "runs/awake.h"
+#include "runs/watchdog.h"
 #include "ui_mescapa.h"
 
 #include <QElapsedTimer>
@@ -27,6 +28,9 @@ public:
 
     /// The result file of the measurement, the last one if it is over; empty before its last cycle.
     QString ResultPath() const { return resultPath_; }
+
+    /// Whether a measurement is under way.
+    bool Running() const { return run_ != nullptr; }
 
     /// Sends OutputsIdle without waiting for the board's answers.
     void SwitchOffUnanswered();
@@ -152,8 +156,8 @@ private:
     Flag stopNews_;
     QTimer stopPatience_;
     bool leaving_ = false;
-    bool left_ = false;
     QElapsedTimer phaseClock_;
     QString resultPath_;
     Awake awake_;
+    Watchdog watchdog_;
 };

@@ -82,6 +82,15 @@ void Codebas::ResumeLine()
         settling_.start();
 }
 
+void Codebas::AskAgain()
+{
+    if (readers_.empty() || !com.PortOpen())
+        return;
+    line.SetState(Line::State::Unusable);
+    Cut();
+    ResumeLine();
+}
+
 void Codebas::ClosePort()
 {
     com.SetPortOpen(false);

@@ -91,6 +91,12 @@ public:
     /// Configures the port as InitSerialPort does, with other settings.
     void ConfigurePort(const QString &settings);
 
+    /// Whether the monitor keeps the line for its stream: nothing can be begun then that the program has to watch.
+    bool Streaming = false;
+
+    /// Begins the exchange that waits for an answer again from its escape byte, after what may still come has gone by.
+    void AskAgain();
+
     /// Opens the port if it is closed; throws PortError.
     void OpenPort();
 

@@ -2,6 +2,7 @@
 
 #include "base/messages.h"
 #include "base/number.h"
+#include "insistence.h"
 #include "measurement.h"
 
 #include <QCloseEvent>
@@ -18,6 +19,7 @@ RunWindow::RunWindow(const QString &name, Codebas &link, Kind kind, int pauseMs)
     , timerchargeur_(QStringLiteral("Timerchargeur"), stepMs, this)
     , timerch2_(QStringLiteral("Timerch2"), pauseMs, this)
     , kind_(std::move(kind))
+    , watchdog_(link)
 {
     connect(&timerchargeur_, &QTimer::timeout, this, [this] { Start(Timerchargeur_Timer()); });
 }
@@ -25,6 +27,8 @@ RunWindow::RunWindow(const QString &name, Codebas &link, Kind kind, int pauseMs)
 void RunWindow::Load()
 {
     StopTimers();
+    if (const RunPtr older = std::exchange(left_, run_))
+        older->state = State::Superseded;
     run_ = std::make_shared<Run>();
     read_ = {};
     panel_.state->setText(QStringLiteral("Prêt"));
@@ -34,6 +38,7 @@ void RunWindow::StopTimers()
 {
     timerchargeur_.SetEnabled(false);
     timerch2_.SetEnabled(false);
+    watchdog_.Rest();
 }
 
 void RunWindow::closeEvent(QCloseEvent *event)
@@ -69,6 +74,7 @@ void RunWindow::Failed(const Error &error)
     DropHandlers();
     if (run_->on)
         SwitchOffUnanswered();
+    run_->state = State::Stopped;
     run_->log.reset();
     centralWidget()->setEnabled(false);
     messages::ShowAndEnd(this, windowTitle(), error.Text());
@@ -84,9 +90,16 @@ void RunWindow::SwitchOffUnanswered()
 
 Task<void> RunWindow::StartRun(RunPtr fresh)
 {
+    if (link_.Streaming) {
+        messages::Show(this, QMessageBox::Warning, windowTitle(), messages::closeTheMonitor);
+        co_return;
+    }
     StopTimers();
     const RunPtr former = std::exchange(run_, fresh);
     former->state = State::Superseded;
+    if (left_)
+        left_->state = State::Superseded;
+    QMetaObject::invokeMethod(this, [this] { EndPause(); }, Qt::QueuedConnection); // of a step of before
     former->log.reset();
     fresh->state = State::Running;
     fresh->ElapsedSeconds = former->ElapsedSeconds; // the first step integrates from here
@@ -106,6 +119,7 @@ Task<void> RunWindow::StartRun(RunPtr fresh)
 Task<void> RunWindow::BeginRun(RunPtr run)
 {
     const Wanted wanted = [run] { return run->state == State::Running; };
+    watchdog_.Watch();
     run->StartSeconds = co_await ReadClock(link_);
     if (!wanted())
         co_return;
@@ -124,14 +138,29 @@ Task<void> RunWindow::BeginRun(RunPtr run)
 
 Task<void> RunWindow::CBStop_Click()
 {
-    StopTimers();
     const RunPtr run = run_;
+    const bool supervised = run->state == State::Running && (steps_ > 0 || timerchargeur_.Enabled());
+    StopTimers();
     run->state = State::Stopped; // from here on a step under way records nothing and re-arms nothing
+    run->stopped = true;
+    run->stopBegun = false;
+    if (left_)
+        left_->stopped = true;
     awake_.Release();
     // Later, so that our first write gets the line before the step goes on.
     QMetaObject::invokeMethod(this, [this] { EndPause(); }, Qt::QueuedConnection);
-    StopInSpiteOfOthers(run);
-    co_await WriteAll(run, kind_.stop);
+    try {
+        co_await WriteSurely(run, kind_.stop);
+    } catch (const PortClosed &) {
+        if (supervised && run->state == State::Stopped && !run->stopBegun) { // the board knows nothing: the run goes on
+            run->state = State::Running;
+            run->stopped = false;
+            awake_.Hold();
+            if (steps_ == 0)
+                StepAgain();
+        }
+        throw;
+    }
     if (run->state != State::Stopped)
         co_return; // started anew meanwhile, or left
     run->on = false;
@@ -140,30 +169,31 @@ Task<void> RunWindow::CBStop_Click()
     Q_EMIT Stopped();
 }
 
-/// Whoever keeps the line to himself does not keep the stop from the board: it goes out unanswered in between, and in
-/// its turn when the line is free.
-void RunWindow::StopInSpiteOfOthers(RunPtr run)
-{
-    const int soon = link_.line.Patience() + 25; // those who may be overtaken have been by then
-    QTimer::singleShot(soon, Qt::PreciseTimer, this, [this, run] {
-        if (run->state == State::Stopped && !run->stopBegun)
-            SwitchOffUnanswered();
-    });
-}
-
 Task<void> RunWindow::WriteOf(RunPtr run, quint8 reg, quint8 value)
 {
-    const Wanted wanted = [run] {
-        run->stopBegun = run->state == State::Stopped;
-        return run->state != State::Superseded;
-    };
+    const Wanted wanted = [run] { return run->state != State::Superseded; };
     co_await WriteRegister(link_, reg, value, wanted);
 }
 
-Task<void> RunWindow::WriteAll(RunPtr run, Writes writes)
+/// Writes that switch off: they reach the board even when it is not our turn, or when it does not answer.
+Task<void> RunWindow::WriteSurely(RunPtr run, Writes writes)
 {
-    for (const Write &write : writes)
-        co_await WriteOf(run, write.reg, write.value);
+    const Wanted wanted = [run] { return run->state != State::Superseded; };
+    const auto sendAll = [this, wanted, writes] {
+        for (const Write &write : writes)
+            if (wanted())
+                SendRegister(link_, write.reg, write.value);
+    };
+    Insistence insistence(link_, sendAll);
+    const Wanted begins = [run, wanted, &insistence] {
+        run->stopBegun = true;
+        insistence.Advance();
+        return wanted();
+    };
+    for (const Write &write : writes) {
+        Task<void> exchange = WriteRegister(link_, write.reg, write.value, begins);
+        co_await exchange;
+    }
 }
 
 // ---- the step
@@ -171,47 +201,69 @@ Task<void> RunWindow::WriteAll(RunPtr run, Writes writes)
 Task<void> RunWindow::Timerchargeur_Timer()
 {
     timerchargeur_.SetEnabled(false);
+    watchdog_.Watch();
     const RunPtr run = run_;
     bool over = false;
     std::optional<PortClosed> closed;
+    ++steps_;
     try {
         over = co_await Step(run);
     } catch (const PortClosed &error) {
         closed = error;
     }
+    --steps_;
     if (closed && run->state == State::Running && !portClosedSaid_)
         Window::Failed(*closed);
     portClosedSaid_ = closed.has_value();
+    co_await EndStep(run, over, closed.has_value());
+}
 
-    if (run->state == State::Running && !closed) {
-        WriteRecord(*run);
-        if (over)
-            run->state = State::Ended;
+void RunWindow::StepAgain()
+{
+    watchdog_.Watch();
+    timerchargeur_.SetInterval(stepMs);
+    timerchargeur_.SetEnabled(true);
+}
+
+/// What follows a step, by what has become of its run meanwhile.
+Task<void> RunWindow::EndStep(RunPtr run, bool over, bool closed)
+{
+    if (run->state == State::Superseded)
+        co_return;
+    if (run->state == State::Running) {
+        if (!closed)
+            WriteRecord(*run);
+        if (!over) {
+            StepAgain();
+            co_return;
+        }
+        run->state = State::Ended;
     }
-    switch (run->state) {
-    case State::Running:
-        timerchargeur_.SetInterval(stepMs);
-        timerchargeur_.SetEnabled(true);
-        break;
-    case State::Ended:
-        co_await WriteAll(run, kind_.end);
-        if (run->state == State::Ended) {
+    if (closed)
+        co_return;
+    if (run->stopped) { // the step has switched on again
+        co_await WriteSurely(run, kind_.stop);
+        co_return;
+    }
+    if (over) {
+        try {
+            co_await WriteSurely(run, kind_.end);
+        } catch (const PortClosed &) {
+            if (run->state == State::Ended) { // the next step finds the end again
+                run->state = State::Running;
+                StepAgain();
+            }
+            co_return;
+        }
+        if (run->state == State::Ended || run->state == State::Left) {
             run->on = false;
             awake_.Release();
+            watchdog_.Rest();
             Q_EMIT Ended();
         }
-        break;
-    case State::Stopped: // while the step was under way, which has switched on again
-        if (!closed)
-            co_await WriteAll(run, kind_.stop);
-        break;
-    case State::Left:
-        if (!closed)
-            co_await AfterLeaving(run);
-        break;
-    default:
-        break;
     }
+    if (run->state == State::Left)
+        co_await AfterLeaving(run);
 }
 
 Task<void> RunWindow::ReadElapsed(RunPtr run)

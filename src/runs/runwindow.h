@@ -5,6 +5,7 @@
 #include "base/window.h"
 #include "link/codebas.h"
 #include "runlog.h"
+#include "watchdog.h"
 
 #include <QLabel>
 
@@ -69,7 +70,8 @@ protected:
         double CapacityMAs = 0;
         std::optional<RunLog> log;
         bool on = false;        ///< the board was told to begin
-        bool stopBegun = false; ///< the line was ours since "Arret"
+        bool stopped = false;   ///< "Arret" was pressed: the outputs end as the stop's writes leave them
+        bool stopBegun = false; ///< and the first of these writes has had the line
     };
     using RunPtr = std::shared_ptr<Run>;
 
@@ -164,11 +166,16 @@ private:
     Task<void> BeginRun(RunPtr run);
     Task<void> Timerchargeur_Timer();
     Task<void> WriteAll(RunPtr run, Writes writes);
+    Task<void> WriteSurely(RunPtr run, Writes writes);
+    Task<void> EndStep(RunPtr run, bool over, bool closed);
     void StopTimers();
-    void StopInSpiteOfOthers(RunPtr run);
+    void StepAgain();
 
     const Kind kind_;
     QString logPath_;
+    RunPtr left_;   ///< the run of the opening before, which a step may still belong to
+    int steps_ = 0; ///< that are under way
     bool portClosedSaid_ = false;
     Awake awake_;
+    Watchdog watchdog_;
 };

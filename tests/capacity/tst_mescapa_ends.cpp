@@ -1,4 +1,5 @@
 #include "capacitybench.h"
+#include "support/coroutines.h"
 
 /// How a measurement is started, stopped and left.
 class TestMesCapaEnds : public QObject
@@ -223,7 +224,7 @@ private Q_SLOTS:
     void StartAfterAStopThatTheBoardNeverAnswered()
     {
         CapacityBench bench;
-        bench.link.line.SetPatience(Line::usualPatience);
+        bench.link.line.SetPatience(1000); // the start comes before the stop is said again
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         bench.Start();
         SOON(measured.size() >= 2);
@@ -237,6 +238,93 @@ private Q_SLOTS:
         const QByteArray expected = resetBytes + RampBytes() + QuickSearchBytes();
         SOON(bench.board.Received().size() >= expected.size());
         QCOMPARE(bench.board.Received().left(expected.size()), expected); // what the stop had left to send is void
+    }
+
+    void AStopThatWasNotAnsweredIsSaidAgain()
+    {
+        CapacityBench bench;
+        bench.link.line.SetPatience(20);
+        QSignalSpy measured(&bench.window, &MesCapa::Measured);
+        bench.Start();
+        SOON(measured.size() >= 2);
+        bench.board.SetSilent(true);
+        bench.board.Pull();
+        bench.board.TakeReceived();
+        bench.Button("CBStop")->click();
+        SOON(bench.board.Received().endsWith(stopBytes)); // all of it, though nothing of it is answered
+        QVERIFY(bench.board.Received().contains(Bytes({27, 17, 0}) + stopBytes));
+    }
+
+    void AStopPassesWhoeverKeepsTheLine()
+    {
+        CapacityBench bench;
+        bench.link.line.SetPatience(20);
+        QSignalSpy measured(&bench.window, &MesCapa::Measured);
+        QSignalSpy stopped(&bench.window, &MesCapa::Stopped);
+        bench.Start();
+        SOON(measured.size() >= 2);
+        QVERIFY(bench.window.Running());
+        bench.board.On(26, 0, [](const QByteArray &) { return QByteArray(); });
+        Runner other;
+        other.Start([](Codebas *link) -> Task<void> {
+            Task<QByteArray> exchange = link->Exchange(Request(26), Reply::Framed(1), {}, Line::Overtaking::Refused);
+            co_await exchange;
+        }(&bench.link));
+        SOON(bench.board.Received().endsWith(Bytes({27, 26})));
+        bench.board.TakeReceived();
+        bench.Button("CBStop")->click();
+        QVERIFY(!bench.window.Running());
+        SOON_EQUAL(bench.board.Received(), stopBytes);
+        QCOMPARE(stopped.size(), 0);
+        bench.board.Send(Bytes({27, 0, 0}));
+        SOON_EQUAL(stopped.size(), 1);
+        QVERIFY(bench.board.Received().endsWith(stopBytes));
+    }
+
+    void TheCloseBoxLeavesAClosedLineAndASilentBoard()
+    {
+        CapacityBench bench;
+        QSignalSpy returning(&bench.window, &Window::Returning);
+        bench.link.ClosePort();
+        bench.window.close();
+        SOON(!bench.window.isVisible());
+        QCOMPARE(returning.size(), 1);
+        AnswerBoxes();
+        bench.link.OpenPort();
+        bench.window.Open();
+        bench.board.SetSilent(true);
+        bench.window.close();
+        SOON(bench.board.Received().endsWith(Bytes({27, 17, 0})));
+        QVERIFY(bench.window.isVisible());
+        bench.window.close();
+        QVERIFY(!bench.window.isVisible());
+        QCOMPARE(returning.size(), 2);
+    }
+
+    void AStopOnAClosedLineSaysSo()
+    {
+        CapacityBench bench;
+        bench.link.ClosePort();
+        bench.Button("CBStop")->click();
+        SOON_EQUAL(bench.Text("LbNote"), QStringLiteral("Arrêt impossible : port fermé"));
+        AnswerBoxes();
+    }
+
+    void AByteThatIsLostDoesNotHoldUpTheMeasurement()
+    {
+        CapacityBench bench;
+        bench.link.line.SetPatience(5);
+        QSignalSpy measured(&bench.window, &MesCapa::Measured);
+        bench.Start();
+        SOON(measured.size() >= 2);
+        bool lost = false;
+        bench.board.On(6, 0, [&lost](const QByteArray &) {
+            return std::exchange(lost, true) ? CapacityBench::Reading(800) : CapacityBench::Reading(800).chopped(2);
+        });
+        SOON(lost);
+        const auto before = measured.size();
+        SOON(measured.size() >= before + 2);
+        QVERIFY(bench.board.Received().contains(Bytes({27, 6, 27, 6})));
     }
 
     void StopCancelsAStartThatWaits()

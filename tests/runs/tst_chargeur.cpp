@@ -729,6 +729,136 @@ private Q_SLOTS:
         QCOMPARE(bench.Records(), records);
     }
 
+    void ReturnAfterAStopInMidStepLeavesTheChargeOff()
+    {
+        Bench bench;
+        bench.Start();
+        bench.HoldBack(10);
+        bench.link.line.SetPatience(Line::usualPatience);
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 10})));
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        bench.Button("CQuitter")->click();
+        bench.board.Send(Bytes({27, 1, 1, 0}));
+        QTRY_VERIFY(bench.board.Received().endsWith(resumption + stopBytes));
+    }
+
+    void AStepOfAnOpeningBeforeEndsAsTheStopLeftIt()
+    {
+        Bench bench;
+        bench.Start();
+        bench.HoldBack(10);
+        bench.link.line.SetPatience(Line::usualPatience);
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 10})));
+        bench.Button("CQuitter")->click();
+        bench.window.Open();
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        bench.board.Send(Bytes({27, 1, 1, 0}));
+        QTRY_VERIFY(bench.board.Received().endsWith(resumption + stopBytes));
+    }
+
+    void AStepOfAnOpeningBeforeWritesNothingIntoANewRun()
+    {
+        Bench bench;
+        bench.Start();
+        bench.HoldBack(10);
+        bench.link.line.SetPatience(Line::usualPatience);
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 10})));
+        bench.Button("CQuitter")->click();
+        bench.window.Open();
+        bench.board.Healthy();
+        bench.Button("CBstart")->click();
+        QTRY_VERIFY(bench.Records() >= 1);
+        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive()); // between two steps
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        bench.board.TakeReceived();
+        bench.board.Send(Bytes({27, 1, 1, 0}));
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 13, 27, 12})); // it only reads
+        QTRY_COMPARE(bench.link.line.Reader(), HandlerNumber(0));
+        QCOMPARE(bench.board.Received(), Bytes({27, 13, 27, 12}));
+    }
+
+    void ReturnInTheStepThatEndsTheChargeSwitchesItOff()
+    {
+        Bench bench;
+        QSignalSpy ended(&bench.window, &RunWindow::Ended);
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        bench.HoldBack(13);
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 13})));
+        bench.board.channel[12] -= 10;
+        bench.Button("CQuitter")->click();
+        bench.board.Send(Bytes({27, 2, 2, 0}));
+        QTRY_COMPARE(ended.size(), 1);
+        QVERIFY(bench.board.Received().endsWith(resumption + Bytes({27, 17, 0, 27, 15, 0})));
+    }
+
+    void AStopOnAClosedPortLeavesTheRunWatched()
+    {
+        Bench bench;
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive()); // between two steps
+        bench.link.ClosePort();
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(BoxTexts().size(), 1);
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("CHARGE"));
+        QVERIFY(bench.window.Running());
+        bench.link.OpenPort();
+        const auto records = bench.Records();
+        QTRY_VERIFY(bench.Records() > records);
+        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive());
+        bench.board.TakeReceived();
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        QVERIFY(bench.board.Received().endsWith(stopBytes));
+    }
+
+    void AStopWhoseAnswerIsLostIsSaidAgain()
+    {
+        Bench bench;
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive());
+        bench.link.line.SetPatience(20);
+        bench.board.SetSilent(true);
+        bench.board.TakeReceived();
+        bench.Button("CBStop")->click();
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 15, 0}) + stopBytes);
+    }
+
+    void AnEndWhoseAnswerIsLostIsSaidAgain()
+    {
+        Bench bench;
+        bench.link.line.SetPatience(20);
+        bench.SetMode("1"); // 17←0 comes at the end only
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        bench.board.On(17, 1, [](const QByteArray &value) { return value[0] == 0 ? QByteArray() : Bytes({6}); });
+        bench.board.channel[12] -= 10;
+        // The answer that comes is taken for the one that was lost, and the rest goes out once more.
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 17, 0, 27, 17, 0, 27, 15, 0, 27, 15, 0})));
+        QTRY_VERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+    }
+
+    void AByteThatIsLostDoesNotHoldUpTheCharge()
+    {
+        Bench bench;
+        bench.link.line.SetPatience(5);
+        bench.Start();
+        QTRY_VERIFY(bench.Records() >= 1);
+        bool lost = false;
+        bench.board.On(10, 0, [&lost](const QByteArray &) {
+            return std::exchange(lost, true) ? Bytes({27, 1, 44, 0}) : Bytes({27, 1});
+        });
+        QTRY_VERIFY(lost);
+        const auto records = bench.Records();
+        QTRY_VERIFY(bench.Records() >= records + 2);
+        QVERIFY(bench.board.Received().contains(Bytes({27, 10, 27, 10})));
+    }
+
     void ReopeningStartsFresh()
     {
         Bench bench;

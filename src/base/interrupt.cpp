@@ -9,9 +9,11 @@
 namespace {
 int wakeUp[2] = {-1, -1};
 
-void Signalled(int)
+constexpr int askToEnd[] = {SIGINT, SIGTERM, SIGHUP};
+
+void Signalled(int number)
 {
-    const char byte = 0;
+    const auto byte = static_cast<char>(number);
     [[maybe_unused]] const auto written = write(wakeUp[1], &byte, 1);
 }
 } // namespace
@@ -24,14 +26,18 @@ Interrupt::Interrupt()
     connect(notifier, &QSocketNotifier::activated, this, [this] {
         char byte = 0;
         while (read(wakeUp[0], &byte, 1) == 1)
-            Q_EMIT Received();
+            Q_EMIT Received(byte);
     });
-    std::signal(SIGINT, Signalled);
+    for (const int number : askToEnd)
+        std::signal(number, Signalled);
+    std::signal(SIGPIPE, SIG_IGN);
 }
 
 Interrupt::~Interrupt()
 {
-    std::signal(SIGINT, SIG_DFL);
+    for (const int number : askToEnd)
+        std::signal(number, SIG_DFL);
+    std::signal(SIGPIPE, SIG_DFL);
     close(wakeUp[0]);
     close(wakeUp[1]);
 }

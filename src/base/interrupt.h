@@ -2,7 +2,8 @@
 
 #include <QObject>
 
-/// Tells of the interrupt signal (Ctrl-C) in the event loop instead of ending the program by it.
+/// Tells of the signals that ask the program to end (Ctrl-C, kill, a terminal that goes away) in the event loop instead
+/// of ending it by them. A reader of its output that goes away does not end it either.
 class Interrupt : public QObject
 {
     Q_OBJECT
@@ -13,5 +14,6 @@ public:
     ~Interrupt() override;
 
 Q_SIGNALS:
-    void Received();
+    /// The number of the signal: SIGINT, SIGTERM or SIGHUP.
+    void Received(int signal);
 };

@@ -13,8 +13,8 @@
 #include <cstdio>
 
 namespace {
-constexpr int interrupted = 130; // as a shell reports a program that SIGINT ended
-constexpr int answerMs = 2000;   // how long the board may take to answer "Arret"
+constexpr int bySignal = 128;  // as a shell reports a program that a signal ended: this and its number
+constexpr int answerMs = 2000; // how long the board may take to answer "Arret"
 } // namespace
 
 Unattended::Unattended(Window &window) : window_(window)
@@ -22,7 +22,7 @@ Unattended::Unattended(Window &window) : window_(window)
     connect(&interrupt_, &Interrupt::Received, this, &Unattended::Interrupted);
     connect(&giveUp_, &QTimer::timeout, this, [this] {
         SwitchOffUnanswered();
-        QCoreApplication::exit(interrupted);
+        QCoreApplication::exit(status_);
     });
 }
 
@@ -58,7 +58,7 @@ void Unattended::PressStart()
 void Unattended::Stopped()
 {
     if (giveUp_.isActive())
-        QCoreApplication::exit(interrupted);
+        QCoreApplication::exit(status_);
 }
 
 void Unattended::End(const QString &summary)
@@ -79,12 +79,16 @@ QString Unattended::TimeText(double seconds)
     return QString::asprintf("%02d:%02d:%02d", whole / 3600, whole / 60 % 60, whole % 60);
 }
 
-void Unattended::Interrupted()
+/// The first signal presses "Arret". Another one does not wait for the board's answers.
+void Unattended::Interrupted(int signal)
 {
-    if (!started_ || giveUp_.isActive()) {
-        QCoreApplication::exit(interrupted);
+    if (started_ && !giveUp_.isActive()) {
+        status_ = bySignal + signal;
+        giveUp_.start(answerMs);
+        window_.findChild<QPushButton *>(QStringLiteral("CBStop"))->click();
         return;
     }
-    giveUp_.start(answerMs);
-    window_.findChild<QPushButton *>(QStringLiteral("CBStop"))->click();
+    if (started_)
+        SwitchOffUnanswered();
+    QCoreApplication::exit(bySignal + signal);
 }

@@ -47,10 +47,11 @@ protected:
     static QString TimeText(double seconds);
 
 private:
-    void Interrupted();
+    void Interrupted(int signal);
 
     Window &window_;
     Interrupt interrupt_;
     QTimer giveUp_;
+    int status_ = 0; ///< with which an interrupted program ends
     bool started_ = false;
 };

@@ -186,7 +186,45 @@ private Q_SLOTS:
         QVERIFY(RecordsOf(OnlyLog(folder)).size() - 1 >= 11);
     }
 
-    void AnInterruptStopsTheCharge()
+    void ASignalStopsTheCharge_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("Ctrl-C") << SIGINT;
+        QTest::newRow("kill") << SIGTERM;
+        QTest::newRow("lost terminal") << SIGHUP;
+    }
+    void ASignalStopsTheCharge()
+    {
+        QFETCH(int, signal);
+        QTemporaryDir folder;
+        Board board;
+        QVERIFY(board.Start());
+        Program program(folder);
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port()});
+        QVERIFY(program.WaitForProgress(3));
+        program.Signal(signal);
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.process.exitCode(), 128 + signal);
+        QVERIFY(board.Sent().endsWith(stopWrites));
+    }
+
+    void ASecondInterruptDoesNotCutTheStopShort()
+    {
+        QTemporaryDir folder;
+        Board board;
+        QVERIFY(board.Start({QStringLiteral("--fault"), QStringLiteral("silence:at=150")}));
+        Program program(folder);
+        program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port()});
+        QVERIFY(program.WaitForProgress(1));
+        program.Signal(SIGINT);
+        program.Signal(SIGTERM);
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitCode(), 128 + SIGTERM);
+        QVERIFY(board.Sent().endsWith(stopWrites));
+    }
+
+    void AReaderThatGoesAwayDoesNotEndTheCharge()
     {
         QTemporaryDir folder;
         Board board;
@@ -194,9 +232,11 @@ private Q_SLOTS:
         Program program(folder);
         program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port()});
         QVERIFY(program.WaitForProgress(3));
+        program.process.closeReadChannel(QProcess::StandardOutput);
+        const auto records = RecordsOf(OnlyLog(folder)).size();
+        QTRY_VERIFY_WITH_TIMEOUT(RecordsOf(OnlyLog(folder)).size() > records + 10, 30000);
         program.Signal(SIGINT);
         QVERIFY(program.WaitForEnd());
-        QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(program.process.exitCode(), 130);
         QVERIFY(board.Sent().endsWith(stopWrites));
     }

@@ -91,7 +91,7 @@ void Moni::Form_Activate()
     if (MonitorRunning_)
         return; // the stream is not torn
     activationDue_ = link_.com.Lost();
-    if (activationDue_)
+    if (activationDue_ || (!holding_ && mayTakeLine_ && !mayTakeLine_()))
         return;
     Q_EMIT TakingLine();
     try {
@@ -133,7 +133,7 @@ Task<void> Moni::HoldLine()
     try {
         for (;;) {
             const Line::Turn turn = co_await link_.line.Begin(Line::Overtaking::Refused);
-            hasLine_ = true;
+            hasLine_ = link_.Streaming = true;
             news_.Wake();
             co_await lineGone_;
             lineGone_.Clear();
@@ -149,7 +149,7 @@ void Moni::PortCut()
 {
     if (switching_)
         return;
-    hasLine_ = false;
+    hasLine_ = link_.Streaming = false;
     QMetaObject::invokeMethod(this, [this] { lineGone_.Set(); }, Qt::QueuedConnection);
     AbandonRecord();
 }
@@ -177,7 +177,7 @@ void Moni::EndHandlers()
 {
     DropHandlers();
     holding_ = false;
-    hasLine_ = false;
+    hasLine_ = link_.Streaming = false;
     reading_ = false;
 }
 

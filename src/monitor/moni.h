@@ -31,6 +31,9 @@ public:
     /// The log of the last start.
     QString LogPath() const { return logPath_; }
 
+    /// `mayTakeLine` is asked before the window takes the line; while it says no, the line is left alone.
+    void AskBefore(std::function<bool()> mayTakeLine) { mayTakeLine_ = std::move(mayTakeLine); }
+
     /// How many bytes wait for the next start, at most.
     static constexpr int keptBytes = 1024;
 
@@ -80,6 +83,7 @@ private:
     Flag readingOver_; ///< woken when the record in hand of a stopped run is over
     QElapsedTimer slice_;
     QTimer stateTimer_;
+    std::function<bool()> mayTakeLine_;
     bool activationDue_ = false; ///< the port was lost when the window became active
     bool switching_ = false;     ///< it is us who close the port
     bool holding_ = false;       ///< we have the line or wait for it

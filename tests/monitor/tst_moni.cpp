@@ -763,6 +763,44 @@ private Q_SLOTS:
         QCOMPARE(bench.board.Received(), stop + stop); // the last word is one that was answered
     }
 
+    void NoRunBeginsOnTheStream()
+    {
+        Bench bench;
+        bench.board.Healthy();
+        Chargeur charge(bench.link);
+        charge.Open();
+        auto *start = static_cast<QWidget &>(charge).findChild<QPushButton *>(QStringLiteral("CBstart"));
+        bench.Open();
+        start->click();
+        QTRY_COMPARE(OpenBoxes().size(), 1);
+        QCOMPARE(OpenBoxes().constFirst()->text(),
+                 QStringLiteral("Le moniteur garde la liaison pour lui seul : fermez-le d'abord."));
+        QVERIFY(!charge.Running());
+        QVERIFY(bench.board.Pull().isEmpty());
+        AnswerBoxes();
+        bench.Click("CbQuit");
+        start->click();
+        QVERIFY(charge.Running());
+        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 20, 35})));
+    }
+
+    void ARunKeepsItsLine()
+    {
+        Bench bench;
+        bool mayTake = false;
+        bench.window.AskBefore([&mayTake] { return mayTake; });
+        bench.link.OpenPort();
+        bench.window.Open();
+        QTest::qWait(50);
+        QVERIFY(bench.board.Pull().isEmpty()); // it was active, and left the line alone
+        QVERIFY(!bench.link.Streaming);
+        bench.window.close();
+        mayTake = true;
+        bench.window.Open();
+        QTRY_COMPARE(bench.board.Received(), Bytes({27, 3}));
+        QTRY_VERIFY(bench.link.Streaming);
+    }
+
     void AnExchangeThatWasUnderWayStartsAgainAfterwards()
     {
         Bench bench;

@@ -846,6 +846,24 @@ private Q_SLOTS:
         QTRY_VERIFY(!Warned());
     }
 
+    void TheWarningOutlivesTheConnectionThatComesWithLeaving()
+    {
+        LoadAndConnect(); // and the next activation connects again
+        Click("cb_chargeur");
+        QWidget &charge = window_->ChargeWindow();
+        QSignalSpy started(&window_->ChargeWindow(), &RunWindow::Started);
+        charge.findChild<QPushButton *>(QStringLiteral("CBstart"))->click();
+        QTRY_COMPARE(started.size(), 1);
+        board_->TakeReceived();
+        QSignalSpy connected(&window_->Link(), &Codebas::Connected);
+        charge.close();
+        QTRY_COMPARE(connected.size(), 1);
+        QTRY_VERIFY(Warned());
+        Click("Cb_Reconnect");
+        QTRY_COMPARE(connected.size(), 2);
+        QTRY_VERIFY(!Warned());
+    }
+
 private:
     /// Whether the status bar shows the warning to a person who looks at it.
     bool Warned()

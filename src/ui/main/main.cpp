@@ -39,7 +39,10 @@ Main::Main()
         ui_.FRtemp->hide();
         ui_.Prbar->hide();
     });
-    connect(&link_, &Codebas::Connected, this, [this] { unwatched_->hide(); });
+    connect(&link_, &Codebas::Connected, this, [this] {
+        if (!std::exchange(connectsAfterLeaving_, false))
+            unwatched_->hide();
+    });
     connect(&com_, &Com::PortLost, this, [this](const QString &reason) {
         messages::Show(this, QMessageBox::Warning, windowTitle(),
                        QStringLiteral("La liaison avec %1 est coupée : %2\n"
@@ -76,8 +79,13 @@ Main::Main()
     for (const RunWindow *window : std::initializer_list<const RunWindow *>{&chargeur_, &dechargeur_}) {
         connect(window, &RunWindow::Started, this, [this] { unwatched_->hide(); });
         connect(window, &RunWindow::Stopped, this, [this] { unwatched_->hide(); });
+        connect(window, &RunWindow::Ended, this, [this] { unwatched_->hide(); });
     }
-    connect(&chargeur_, &Chargeur::LeftCharging, this, [this] { unwatched_->show(); });
+    connect(&chargeur_, &Chargeur::LeftCharging, this, [this] {
+        unwatched_->show();
+        connectsAfterLeaving_ = link_.ReconnectOnActivate == 1; // coming back here does that, and says nothing new
+    });
+    monitor_.AskBefore([this] { return !RunIsOn(); });
 
     connect(ui_.Cb_Reconnect, &QPushButton::clicked, this, &Main::Cb_Reconnect_Click);
     connect(ui_.CD_DECONNECT, &QPushButton::clicked, this, &Main::CD_DECONNECT_Click);
@@ -115,6 +123,7 @@ void Main::Form_Activate()
         Connect();
         return;
     }
+    connectsAfterLeaving_ = false;
     try {
         link_.InitSerialPort();
         link_.LinkDropped = false;
@@ -139,6 +148,7 @@ void Main::EndGreeting()
 
 void Main::Cb_Reconnect_Click()
 {
+    connectsAfterLeaving_ = false;
     link_.ClosePort();
     connecting_.Drop();
     connecting_.Start(Reconnect());
@@ -196,10 +206,15 @@ void Main::OpenMode(Window &window)
     window.Open();
 }
 
+bool Main::RunIsOn() const
+{
+    return chargeur_.Running() || dechargeur_.Running() || capacity_.Running();
+}
+
 /// The monitor keeps the line, and a run that is not watched does not end.
 void Main::CbMoni_Click()
 {
-    if (chargeur_.Running() || dechargeur_.Running())
+    if (RunIsOn())
         messages::Show(this, QMessageBox::Warning, windowTitle(),
                        QStringLiteral("Une charge ou une décharge est en cours, et c'est le programme qui la termine.\n"
                                       "Arrêtez-la d'abord : le moniteur garde la liaison pour lui seul."));

@@ -60,6 +60,7 @@ private:
     void Cb_Reconnect_Click();
     void CD_DECONNECT_Click();
     void CbMoni_Click();
+    bool RunIsOn() const;
     void Mnuquitter_Click();
     void Failed(std::exception_ptr thrown);
 
@@ -70,6 +71,7 @@ private:
     Codebas link_;
     Handlers connecting_;
     QLabel *unwatched_ = new QLabel(QStringLiteral("Attention : la carte charge sans surveillance"), this);
+    bool connectsAfterLeaving_ = false;
     Activation activation_{this};
     Chargeur chargeur_;
     Dechargeur dechargeur_;

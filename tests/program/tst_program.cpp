@@ -220,7 +220,8 @@ private Q_SLOTS:
         program.Signal(SIGINT);
         program.Signal(SIGTERM);
         QVERIFY(program.WaitForEnd());
-        QCOMPARE(program.process.exitCode(), 128 + SIGTERM);
+        // Which of the two ends it depends on how soon they come after each other.
+        QVERIFY(program.process.exitCode() == 128 + SIGTERM || program.process.exitCode() == 128 + SIGINT);
         QVERIFY(board.Sent().endsWith(stopWrites));
     }
 

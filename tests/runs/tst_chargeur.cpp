@@ -550,9 +550,9 @@ private Q_SLOTS:
         QSignalSpy recorded(&bench.window, &RunWindow::Recorded);
         const auto *indicator = bench.window.findChild<QCheckBox *>(QStringLiteral("Check1"));
         bench.Start();
-        bench.board.minutes = 10;            // late enough for a suspicion
-        QTRY_VERIFY(recorded.size() >= 400); // eight flat blocks: an average of Int(20 / 8)
-        bench.board.channel[13] = 602;       // a rise of up to 100 a block
+        bench.board.minutes = 10;                                // late enough for a suspicion
+        QTRY_VERIFY_WITH_TIMEOUT(recorded.size() >= 400, 30000); // eight flat blocks: an average of Int(20 / 8)
+        bench.board.channel[13] = 602;                           // a rise of up to 100 a block
         QTRY_COMPARE(indicator->checkState(), Qt::PartiallyChecked);
         QTRY_VERIFY(bench.Log().contains(": 13.65 : 2 :"));
         QTRY_COMPARE_WITH_TIMEOUT(indicator->checkState(), Qt::Checked, 20000);

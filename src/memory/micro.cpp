@@ -99,7 +99,7 @@ bool Micro::Refuses()
 /// Whether a programming keeps the window open. Not one that a dead board would keep waiting for ever.
 bool Micro::StaysOpen()
 {
-    const bool dead = link_.line.Silence() / deadAfter > link_.line.Patience();
+    const bool dead = link_.line.Silence() / deadAfter >= link_.line.Patience();
     if (!programming_ || !dead)
         return Refuses();
     DropHandlers();

@@ -229,9 +229,10 @@ private Q_SLOTS:
         bench.Start();
         SOON(measured.size() >= 2);
         bench.board.SetSilent(true);
+        QTest::qWait(50); // an exchange of the measurement is under way now, and stays so
+        bench.board.TakeReceived();
         bench.Button("CBStop")->click();
-        SOON(bench.board.Received().endsWith(Bytes({27, 17, 0})));
-        QTest::qWait(50);
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 17, 0}));
         bench.board.SetSilent(false);
         bench.board.TakeReceived();
         bench.Start();

@@ -30,7 +30,7 @@ struct CalibrationBench : ProgramLink
         com.SetPortName(board.Port());
         link.InitSerialPort();
         link.OpenPort();
-        link.line.SetPatience(60000); // however long the test takes between two of its steps
+        link.line.SetPatience(2000); // however long the test takes between two of its steps
     }
     ~CalibrationBench()
     {

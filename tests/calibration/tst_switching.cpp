@@ -10,7 +10,7 @@ struct Bench : LinkFixture
     {
         board.Healthy();
         link.OpenPort();
-        link.line.SetPatience(60000); // however long the test takes between two of its steps
+        link.line.SetPatience(2000); // however long the test takes between two of its steps
     }
     void HoldBack(int command)
     {

@@ -33,7 +33,7 @@ struct DashboardBench : ProgramLink
         com.SetPortName(board.Port());
         link.InitSerialPort();
         link.OpenPort();
-        link.line.SetPatience(60000); // however long the test takes between two of its steps
+        link.line.SetPatience(2000); // however long the test takes between two of its steps
         const auto word = [](std::array<quint8, 257> &image, size_t i, int value) {
             image[i] = static_cast<quint8>(value / 256);
             image[i + 1] = static_cast<quint8>(value % 256);

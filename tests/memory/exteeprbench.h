@@ -25,7 +25,7 @@ struct ExteeprBench : LinkFixture
             return ++writes, Bytes({6});
         });
         link.OpenPort();
-        link.line.SetPatience(60000); // however long the test takes between two of its steps
+        link.line.SetPatience(2000); // however long the test takes between two of its steps
     }
     ~ExteeprBench() { AnswerBoxes(); }
 

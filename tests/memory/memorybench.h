@@ -43,7 +43,7 @@ struct MemoryBench : LinkFixture
         });
         slaveFlash.fill(16383);
         link.OpenPort();
-        link.line.SetPatience(60000); // however long the test takes between two of its steps
+        link.line.SetPatience(2000); // however long the test takes between two of its steps
     }
 
     static int Byte(const QByteArray &bytes, qsizetype i) { return static_cast<quint8>(bytes[i]); }

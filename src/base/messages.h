@@ -7,6 +7,7 @@ namespace messages {
 /// For runs that nobody watches: texts go to standard error instead of into boxes.
 void UseConsole();
 
+/// For whoever would begin a run while the monitor has the line.
 inline const QString closeTheMonitor =
     QStringLiteral("Le moniteur garde la liaison pour lui seul : fermez-le d'abord.");
 

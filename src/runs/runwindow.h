@@ -165,7 +165,6 @@ protected:
 private:
     Task<void> BeginRun(RunPtr run);
     Task<void> Timerchargeur_Timer();
-    Task<void> WriteAll(RunPtr run, Writes writes);
     Task<void> WriteSurely(RunPtr run, Writes writes);
     Task<void> EndStep(RunPtr run, bool over, bool closed);
     void StopTimers();

@@ -4,6 +4,7 @@
 #include "base/timer.h"
 #include "capacity/unattended_capacity.h"
 #include "demo/demoboard.h"
+#include "link/systemport.h"
 #include "runs/unattendedrun.h"
 
 #include <QApplication>
@@ -217,13 +218,13 @@ int main(int argc, char *argv[])
     if (french.load(QStringLiteral("qtbase_fr"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         QApplication::installTranslator(&french);
 
-    Main window;
-    window.Port().SetPortName(options.port);
+    Main window(std::make_unique<SystemPort>());
+    window.SerialPort().SetPortName(options.port);
     UnattendedWork work;
     if (!options.run.isEmpty()) {
         work = WorkOf(options, window);
         QObject::connect(
-            &window.Link(), &Codebas::Connected, work.driver.get(),
+            &window.Link().handshake, &Handshake::Connected, work.driver.get(),
             [&] {
                 window.OpenMode(*work.window);
                 work.driver->SetControls();
@@ -242,7 +243,7 @@ int main(int argc, char *argv[])
         window.SetNote(QStringLiteral("Démo × %1").arg(QString::number(options.timeScale)));
         board = std::make_unique<DemoBoard>(options.timeScale);
         QObject::connect(board.get(), &DemoBoard::Ready, &window, [&window](const QString &port) {
-            window.Port().SetPortName(port);
+            window.SerialPort().SetPortName(port);
             window.Load();
         });
         QObject::connect(board.get(), &DemoBoard::Failed, &window, [](const QString &reason) {

@@ -6,24 +6,43 @@ namespace {
 double timeScale = 1;
 }
 
-Timer::Timer(const QString &name, int milliseconds, QObject *parent) : QTimer(parent)
+Timer::Timer(const QString &name, int milliseconds, QObject *parent)
+    : QObject(parent), milliseconds_(milliseconds), alarm_([this] { Ring(); })
 {
     setObjectName(name);
-    setTimerType(Qt::PreciseTimer);
-    SetInterval(milliseconds);
+}
+
+Clock::Duration Timer::Scaled() const
+{
+    return 1ms * std::max(1, qRound(milliseconds_ / timeScale));
 }
 
 void Timer::SetInterval(int milliseconds)
 {
-    setInterval(std::max(1, qRound(milliseconds / timeScale)));
+    milliseconds_ = milliseconds;
+    if (enabled_)
+        SetEnabled(true);
 }
 
 void Timer::SetEnabled(bool enabled)
 {
-    if (enabled)
-        start();
-    else
-        stop();
+    enabled_ = enabled;
+    if (enabled) {
+        due_ = Clock::Current().Now() + Scaled();
+        alarm_.Start(Scaled());
+    } else {
+        alarm_.Stop();
+    }
+}
+
+void Timer::Ring()
+{
+    // From the moment that was due, so that a late tick does not put off all that follow; ticks that were missed
+    // altogether are not made up for.
+    const Clock::Duration now = Clock::Current().Now();
+    due_ = std::max(due_ + Scaled(), now);
+    alarm_.Start(due_ - now);
+    Q_EMIT Tick();
 }
 
 void Timer::SetScale(double scale)

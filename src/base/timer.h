@@ -1,9 +1,11 @@
 #pragma once
 
-#include <QTimer>
+#include "clock.h"
+
+#include <QObject>
 
 /// A timer of a window: ticks every interval while it is enabled. All of them run faster by the time scale.
-class Timer : public QTimer
+class Timer : public QObject
 {
     Q_OBJECT
 
@@ -13,10 +15,23 @@ public:
 
     /// Milliseconds between two ticks, before scaling; an enabled timer starts its interval afresh.
     void SetInterval(int milliseconds);
+    int Interval() const { return milliseconds_; }
     void SetEnabled(bool enabled);
-    bool Enabled() const { return isActive(); }
+    bool Enabled() const { return enabled_; }
 
     /// How many times faster than real time every Timer runs (1 or more); set once, when the program starts.
     static void SetScale(double scale);
     static double Scale();
+
+Q_SIGNALS:
+    void Tick();
+
+private:
+    Clock::Duration Scaled() const;
+    void Ring();
+
+    int milliseconds_;
+    bool enabled_ = false;
+    Clock::Duration due_{};
+    Alarm alarm_;
 };

@@ -55,3 +55,12 @@ private:
     Handlers handlers_;
     std::vector<std::function<void()>> design_; // each restores one control
 };
+
+/// A window as it is kept by others: its handlers end before anything goes that they use.
+template <class W>
+class Kept final : public W
+{
+public:
+    using W::W;
+    ~Kept() override { this->DropHandlers(); }
+};

@@ -3,11 +3,11 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "correction.h"
-#include "runs/measurement.h"
+#include "link/measurement.h"
 
 CalibrationWindow::CalibrationWindow(const QString &name, Codebas &link) : Window(name), link_(link)
 {
-    connect(&link_, &Codebas::Connected, this, [this] {
+    connect(&link_.handshake, &Handshake::Connected, this, [this] {
         if (isVisible())
             ShowStored();
     });

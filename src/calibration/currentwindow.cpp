@@ -3,7 +3,7 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "correction.h"
-#include "runs/measurement.h"
+#include "link/measurement.h"
 
 #include <QMouseEvent>
 
@@ -11,10 +11,9 @@ namespace {
 constexpr int samples = 8;
 }
 
-CurrentWindow::CurrentWindow(const QString &name, Codebas &link, Switching &switching, Kind kind)
+CurrentWindow::CurrentWindow(const QString &name, Codebas &link, Kind kind)
     : ReadingWindow(name, link, QStringLiteral("Timercourant"), kind.readingMs)
     , kind_(std::move(kind))
-    , switching_(switching)
 {
 }
 
@@ -28,13 +27,14 @@ void CurrentWindow::SetPanel(const Panel &panel)
 void CurrentWindow::Load()
 {
     ReadingWindow::Load();
-    switching_.Write(kind_.opening);
+    current_ = link_.outputs.Begin(kind_.leaving);
+    link_.outputs.Queue(current_, kind_.opening);
 }
 
 void CurrentWindow::closeEvent(QCloseEvent *event)
 {
     ReadingWindow::closeEvent(event);
-    switching_.Write(kind_.leaving); // whatever way the user goes: no current flows with nobody watching
+    link_.outputs.QueueEnd(current_, kind_.leaving); // whatever way the user goes: no current flows with nobody watching
 }
 
 void CurrentWindow::Failed(const Error &error)
@@ -45,7 +45,7 @@ void CurrentWindow::Failed(const Error &error)
     }
     timer_.SetEnabled(false);
     DropHandlers();
-    switching_.Override(kind_.leaving);
+    link_.outputs.EndNow(current_, kind_.leaving);
     centralWidget()->setEnabled(false);
     messages::ShowAndEnd(this, windowTitle(), error.Text());
 }
@@ -98,38 +98,18 @@ Task<void> CurrentWindow::Read()
         panel_.reading->setText(kind_.readingText + number::Str(number::Int(sum / double(samples))));
 }
 
-/// The byte behind each count is left to the next wait for 27, so all the counts make one exchange.
+/// One after the other with nothing in between; the byte that says nothing of the last is taken too.
 Task<int> CurrentWindow::SumOfCounts()
 {
     const auto open = StillOpen();
-    for (;;) {
-        const Line::Turn turn = co_await link_.line.Begin();
-        if (!open())
-            throw WindowClosed();
-        try {
-            const int sum = co_await ReadCounts();
-            co_return sum;
-        } catch (const LineCut &) {
-            continue; // all of them again, when the line is back
-        }
-    }
-}
-
-Task<int> CurrentWindow::ReadCounts()
-{
+    const Reply count = Reply::Framed(2);
+    Task<QByteArray> exchange = link_.Repeat(samples, Request(kind_.channel), count, open, Exchanges::Overtaking::Allowed);
+    const QByteArray counts = co_await exchange;
+    if (!open())
+        throw WindowClosed();
     int sum = 0;
-    for (int sample = 0; sample < samples; ++sample) {
-        for (const quint8 byte : {quint8(27), kind_.channel})
-            link_.SendByte(byte);
-        link_.RxByte = 0;
-        while (link_.RxByte != 27)
-            co_await link_.ReceiveByte();
-        co_await link_.ReceiveByte();
-        const quint8 high = link_.RxByte;
-        co_await link_.ReceiveByte();
-        sum += measurement::Count(high, link_.RxByte, kind_.channel);
-    }
-    co_await link_.ReceiveByte(); // behind the last count nothing else would take it
+    for (qsizetype i = 0; i < counts.size(); i += count.length)
+        sum += measurement::Count(static_cast<quint8>(counts[i]), static_cast<quint8>(counts[i + 1]), kind_.channel);
     co_return sum;
 }
 

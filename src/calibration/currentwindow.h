@@ -1,7 +1,6 @@
 #pragma once
 
 #include "readingwindow.h"
-#include "switching.h"
 
 #include <QSlider>
 
@@ -21,8 +20,8 @@ protected:
         quint8 settingRegister;
         quint8 wordAddress; ///< in the slave's EEPROM
         quint8 scaleAddress;
-        Switching::Writes opening;
-        Switching::Writes leaving;
+        Outputs::Writes opening;
+        Outputs::Writes leaving; ///< with which the current is off
     };
 
     struct Panel
@@ -34,7 +33,7 @@ protected:
         QLabel *storedWord, *storedScale;
     };
 
-    CurrentWindow(const QString &name, Codebas &link, Switching &switching, Kind kind);
+    CurrentWindow(const QString &name, Codebas &link, Kind kind);
 
     /// To be called once the controls are made.
     void SetPanel(const Panel &panel);
@@ -68,10 +67,9 @@ private:
     Task<void> Slider_Change(int value);
     Task<void> Setting_Click();
     Task<int> SumOfCounts();
-    Task<int> ReadCounts();
 
     const Kind kind_;
-    Switching &switching_;
+    Outputs::RunPtr current_; ///< that the window lets flow while it is open
     Panel panel_{};
     int settings_ = 0; ///< counts the settings that were asked for
 };

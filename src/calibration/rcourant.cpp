@@ -2,8 +2,8 @@
 
 #include "link/command.h"
 
-Rcourant::Rcourant(Codebas &link, Switching &switching)
-    : CurrentWindow(QStringLiteral("Rcourant"), link, switching,
+Rcourant::Rcourant(Codebas &link)
+    : CurrentWindow(QStringLiteral("Rcourant"), link,
                     {.readingMs = 300,
                      .readingText = QStringLiteral("Valeur mesurée = "),
                      .channel = command::ChargeCurrent,

@@ -9,7 +9,7 @@ class Rcourant : public CurrentWindow
     Q_OBJECT
 
 public:
-    Rcourant(Codebas &link, Switching &switching);
+    explicit Rcourant(Codebas &link);
 
 private:
     void Btcalcul_Click();

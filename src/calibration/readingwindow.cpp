@@ -27,15 +27,10 @@ private:
 ReadingWindow::ReadingWindow(const QString &name, Codebas &link, const QString &timerName, int intervalMs)
     : CalibrationWindow(name, link), timer_(timerName, intervalMs, this), intervalMs_(intervalMs)
 {
-    connect(&timer_, &QTimer::timeout, this, [this] {
+    connect(&timer_, &Timer::Tick, this, [this] {
         if (!reading_)
             Start(Tick());
     });
-}
-
-ReadingWindow::~ReadingWindow()
-{
-    DropHandlers(); // while all that they use is still there
 }
 
 void ReadingWindow::Load()

@@ -11,7 +11,6 @@ class ReadingWindow : public CalibrationWindow
 
 protected:
     ReadingWindow(const QString &name, Codebas &link, const QString &timerName, int intervalMs);
-    ~ReadingWindow() override;
 
     void Load() override;
     void closeEvent(QCloseEvent *event) override;

@@ -5,23 +5,16 @@
 Reglage::Reglage(Codebas &link)
     : Window(QStringLiteral("Reglage"))
     , link_(link)
-    , switching_(link,
-                 [this](std::exception_ptr thrown) {
-                     try {
-                         std::rethrow_exception(thrown);
-                     } catch (const Error &error) {
-                         Failed(error);
-                     }
-                 })
     , temperature_(link)
-    , batteryVoltage_(link, switching_)
+    , batteryVoltage_(link)
     , supplies_(link)
-    , charge_(link, switching_)
-    , discharge_(link, switching_)
-    , lithium_(link, switching_)
+    , charge_(link)
+    , discharge_(link)
+    , lithium_(link)
 {
     ui_.setupUi(this);
     ui_.SelRegl->installEventFilter(this);
+    connect(&link_.outputs, &Outputs::QueueFailed, this, [this](const QString &text) { Failed(Error(text)); });
     // A choice by hand tells of the change and then of the choice, the same entry again of the choice only.
     connect(ui_.SelRegl, &QComboBox::currentIndexChanged, this, [this](int index) {
         chosen_ = true;

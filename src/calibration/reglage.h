@@ -3,7 +3,6 @@
 #include "rcourant.h"
 #include "reglipo.h"
 #include "rgldech.h"
-#include "switching.h"
 #include "temper.h"
 #include "ui_reglage.h"
 #include "vfiltrage.h"
@@ -30,11 +29,10 @@ private:
     Ui::Reglage ui_;
     Codebas &link_;
     bool chosen_ = false; ///< the change of the entry at hand has been seen to
-    Switching switching_;
-    Temper temperature_;
-    Vout batteryVoltage_;
-    Vfiltrage supplies_;
-    Rcourant charge_;
-    RglDech discharge_;
-    RegLIPO lithium_;
+    Kept<Temper> temperature_;
+    Kept<Vout> batteryVoltage_;
+    Kept<Vfiltrage> supplies_;
+    Kept<Rcourant> charge_;
+    Kept<RglDech> discharge_;
+    Kept<RegLIPO> lithium_;
 };

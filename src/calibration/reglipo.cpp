@@ -65,8 +65,8 @@ private:
     int opening_;
 };
 
-RegLIPO::RegLIPO(Codebas &link, Switching &switching)
-    : ReadingWindow(QStringLiteral("RegLIPO"), link, QStringLiteral("TimerLipo"), readingMs), switching_(switching)
+RegLIPO::RegLIPO(Codebas &link)
+    : ReadingWindow(QStringLiteral("RegLIPO"), link, QStringLiteral("TimerLipo"), readingMs)
 {
     ui_.setupUi(this);
     SetNote(ui_.note);
@@ -90,11 +90,6 @@ RegLIPO::RegLIPO(Codebas &link, Switching &switching)
     connect(ui_.REGOfs, &QSlider::valueChanged, this, [this](int value) { Start(REGOfs_Change(value)); });
 }
 
-RegLIPO::~RegLIPO()
-{
-    DropHandlers(); // while all that they use is still there
-}
-
 void RegLIPO::Load()
 {
     ReadingWindow::Load();
@@ -110,18 +105,23 @@ void RegLIPO::Load()
         if (open() && holds_ == 0)
             timer_.SetEnabled(true);
     };
-    switching_.Write(
-        {{command::CutPower, 0}, {command::CutDischarge, 1}, {command::CutCharge, 0}, {command::GroundBattery, 1}},
-        measure);
+    link_.outputs.Queue(nullptr,
+                        {{command::CutPower, 0},
+                         {command::CutDischarge, 1},
+                         {command::CutCharge, 0},
+                         {command::GroundBattery, 1}},
+                        measure);
 }
 
 void RegLIPO::closeEvent(QCloseEvent *event)
 {
     ReadingWindow::closeEvent(event);
-    link_.line.AllowOvertaking(std::exchange(measurer_, 0)); // nobody waits for what a silent board owes it
+    link_.line.Reconsider(); // nobody waits for what a silent board owes it
     EndWork();
-    switching_.Write(
-        {{command::CutPower, 0}, {command::CutDischarge, 1}, {command::CutCharge, 1}, {command::GroundBattery, 0}});
+    link_.outputs.Queue(nullptr, {{command::CutPower, 0},
+                                  {command::CutDischarge, 1},
+                                  {command::CutCharge, 1},
+                                  {command::GroundBattery, 0}});
 }
 
 void RegLIPO::ShowStored()
@@ -280,51 +280,23 @@ Task<void> RegLIPO::SendTrim(QSlider *slider, quint8 trim, int value)
 
 Task<void> RegLIPO::Read()
 {
-    latestCount_ = co_await MeasureDelta();
+    latestCount_ = co_await Lgetsrl();
     ui_.deltaCount->setText(number::Str(latestCount_));
     freshSample_.Set();
 }
 
-Task<int> RegLIPO::MeasureDelta()
+/// Nothing goes between the samples, and nobody overtakes them while the window is open.
+Task<int> RegLIPO::Lgetsrl()
 {
     const auto open = StillOpen();
-    const int sum = co_await SumOfCounts();
+    const Reply count = Reply::Framed(2);
+    Task<QByteArray> exchange =
+        link_.Repeat(samples, Request(command::DeltaVoltage), count, open, Exchanges::Overtaking::Refused);
+    const QByteArray counts = co_await exchange;
     if (!open())
         throw WindowClosed();
+    int sum = 0;
+    for (qsizetype i = 0; i < counts.size(); i += count.length)
+        sum += static_cast<quint8>(counts[i]) * 256 + static_cast<quint8>(counts[i + 1]);
     co_return sum / samples;
-}
-
-/// Nothing goes between the samples, and nobody overtakes them while the window is open.
-Task<int> RegLIPO::SumOfCounts()
-{
-    const auto open = StillOpen();
-    for (;;) {
-        const Line::Turn turn = co_await link_.line.Begin(Line::Overtaking::Refused);
-        measurer_ = link_.line.Reader();
-        try {
-            int sum = 0;
-            for (int sample = 0; sample < samples; ++sample) {
-                if (!open())
-                    throw WindowClosed();
-                for (const quint8 byte : {quint8(27), quint8(command::DeltaVoltage)})
-                    link_.SendByte(byte);
-                link_.RxByte = 0;
-                while (link_.RxByte != 27)
-                    co_await Lgetsrl();
-                const quint8 high = co_await Lgetsrl();
-                const quint8 low = co_await Lgetsrl();
-                sum += high * 256 + low;
-                co_await Lgetsrl();
-            }
-            co_return sum;
-        } catch (const LineCut &) {
-            continue; // all of them again, when the line is back
-        }
-    }
-}
-
-Task<quint8> RegLIPO::Lgetsrl()
-{
-    co_await link_.ReceiveByte();
-    co_return link_.RxByte;
 }

@@ -2,7 +2,6 @@
 
 #include "lipocoefficients.h"
 #include "readingwindow.h"
-#include "switching.h"
 #include "ui_reglipo.h"
 
 /// Calibrates the measurement of lithium-polymer packs by five known voltages, and trims its amplifier.
@@ -11,11 +10,10 @@ class RegLIPO : public ReadingWindow
     Q_OBJECT
 
 public:
-    RegLIPO(Codebas &link, Switching &switching);
-    ~RegLIPO() override;
+    explicit RegLIPO(Codebas &link);
 
-    /// Reads one byte of the exchange under way from the line.
-    Task<quint8> Lgetsrl();
+    /// Reads the mean count of the delta channel from the serial line.
+    Task<int> Lgetsrl();
 
 protected:
     void Load() override;
@@ -43,22 +41,18 @@ private:
     Task<void> REGDelta_Change(int value);
     Task<void> REGOfs_Change(int value);
 
-    Task<int> MeasureDelta();
-    Task<int> SumOfCounts();
     Task<void> SendTrim(QSlider *slider, quint8 trim, int value);
     Task<void> WriteWord(quint8 address, double value, std::function<bool()> wanted);
     Task<void> WriteMaster(quint8 address, quint8 value, std::function<bool()> wanted);
     void EndWork();
 
     Ui::RegLIPO ui_;
-    Switching &switching_;
     std::array<Row, lipo::pointCount> rows_;
     std::array<QCheckBox *, 7> checks_;
     lipo::Table Points;
 
     int latestCount_ = 0;
     Flag freshSample_;
-    HandlerNumber measurer_ = 0; ///< the handler that measures on the line
     int works_ = 0;              ///< counts the actions of the buttons, and what calls them off
     bool working_ = false;
     int holds_ = 0; ///< handlers that keep TimerLipo stopped

@@ -2,8 +2,8 @@
 
 #include "link/command.h"
 
-RglDech::RglDech(Codebas &link, Switching &switching)
-    : CurrentWindow(QStringLiteral("RglDech"), link, switching,
+RglDech::RglDech(Codebas &link)
+    : CurrentWindow(QStringLiteral("RglDech"), link,
                     {.readingMs = 500,
                      .readingText = QStringLiteral("Valeur CAD Mesurée : "),
                      .channel = command::DischargeCurrent,

@@ -9,7 +9,7 @@ class RglDech : public CurrentWindow
     Q_OBJECT
 
 public:
-    RglDech(Codebas &link, Switching &switching);
+    explicit RglDech(Codebas &link);
 
 private:
     void Btcalcul_Click();

@@ -15,8 +15,8 @@ constexpr quint8 highAddress = 6;
 constexpr quint8 lowAddress = 7;
 } // namespace
 
-Vout::Vout(Codebas &link, Switching &switching)
-    : ReadingWindow(QStringLiteral("Vout"), link, QStringLiteral("Timerrtension"), readingMs), switching_(switching)
+Vout::Vout(Codebas &link)
+    : ReadingWindow(QStringLiteral("Vout"), link, QStringLiteral("Timerrtension"), readingMs)
 {
     ui_.setupUi(this);
     SetNote(ui_.note);
@@ -30,15 +30,19 @@ void Vout::Load()
 {
     ReadingWindow::Load();
     MeasVout = 0;
-    switching_.Write(
-        {{command::CutPower, 1}, {command::CutDischarge, 1}, {command::CutCharge, 0}, {command::GroundBattery, 1}});
+    link_.outputs.Queue(nullptr, {{command::CutPower, 1},
+                                  {command::CutDischarge, 1},
+                                  {command::CutCharge, 0},
+                                  {command::GroundBattery, 1}});
 }
 
 /// The only way out that sets the switches back.
 void Vout::CBQvout_Click()
 {
-    switching_.Write(
-        {{command::CutPower, 1}, {command::CutDischarge, 1}, {command::CutCharge, 1}, {command::GroundBattery, 0}});
+    link_.outputs.Queue(nullptr, {{command::CutPower, 1},
+                                  {command::CutDischarge, 1},
+                                  {command::CutCharge, 1},
+                                  {command::GroundBattery, 0}});
     close();
 }
 

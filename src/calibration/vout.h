@@ -1,7 +1,6 @@
 #pragma once
 
 #include "readingwindow.h"
-#include "switching.h"
 #include "ui_vout.h"
 
 /// Calibrates the measurement of the battery voltage.
@@ -10,7 +9,7 @@ class Vout : public ReadingWindow
     Q_OBJECT
 
 public:
-    Vout(Codebas &link, Switching &switching);
+    explicit Vout(Codebas &link);
 
 protected:
     void Load() override;
@@ -23,6 +22,5 @@ private:
     void CBQvout_Click();
 
     Ui::Vout ui_;
-    Switching &switching_;
     int MeasVout = 0; ///< the last mean count; 0 until the first reading
 };

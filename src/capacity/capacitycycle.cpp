@@ -4,8 +4,8 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "base/paint.h"
+#include "link/measurement.h"
 #include "mescapa.h"
-#include "runs/measurement.h"
 
 #include <algorithm>
 
@@ -118,12 +118,12 @@ Task<void> MesCapa::ChargePhase(RunPtr run)
     tick_.Clear();
     bool done = false;
     while (!done) {
-        co_await Outputs(run, charge);
+        co_await SetOutputs(run, charge);
         tick_.Clear();
         co_await WaitTick(run, InPhase);
         ReadingsDue_ = true;
         now_.ElapsedS += tickSeconds;
-        co_await Outputs(run, idle);
+        co_await SetOutputs(run, idle);
         co_await MeasureBattery(run);
         co_await CheckTemperature(run);
         WriteRecord(*run);
@@ -147,7 +147,7 @@ Task<bool> MesCapa::PlaceDelta(RunPtr run, int &offset)
     int second = 255;
     co_await WriteOf(run, command::DeltaOffset, static_cast<quint8>(offset));
     co_await WriteOf(run, command::DeltaGain, static_cast<quint8>(second));
-    co_await Outputs(run, idle);
+    co_await SetOutputs(run, idle);
     bool done = false;
     bool fail = false;
     while (!done) {
@@ -180,7 +180,7 @@ Task<void> MesCapa::PrepareChargeDischarge(RunPtr run)
     ShowState(QStringLiteral("Preparation Ch/Decharge"));
     BeginPhase();
     quint8 setting = 1;
-    co_await Outputs(run, charge);
+    co_await SetOutputs(run, charge);
     ReadingsDue_ = true;
     for (int i = 1; i <= rampSteps; i += 2) {
         co_await WriteOf(run, command::ChargeSetting, setting);
@@ -191,7 +191,7 @@ Task<void> MesCapa::PrepareChargeDischarge(RunPtr run)
         timerchargeur_.SetEnabled(false);
         ++setting;
     }
-    co_await Outputs(run, idle);
+    co_await SetOutputs(run, idle);
     timerchargeur_.SetEnabled(false);
     timerchargeur_.SetInterval(phaseTickMs);
 }
@@ -206,7 +206,7 @@ Task<void> MesCapa::DischargePhase(RunPtr run)
     BeginPhase();
     tick_.Clear();
     timerchargeur_.SetInterval(phaseTickMs);
-    co_await Outputs(run, idle);
+    co_await SetOutputs(run, idle);
     co_await MeasureBattery(run);
     co_await WriteOf(run, command::ChargeSetting, 0);
     int counter = ticksPerResistance - 1;
@@ -217,10 +217,10 @@ Task<void> MesCapa::DischargePhase(RunPtr run)
             now_.Resistance = co_await MeasureResistance(run);
             counter = 0;
         }
-        co_await Outputs(run, discharge);
+        co_await SetOutputs(run, discharge);
         co_await WaitTick(run, InPhase);
         tick_.Clear();
-        co_await Outputs(run, idle);
+        co_await SetOutputs(run, idle);
         now_.ElapsedS += tickSeconds;
         co_await MeasureBattery(run);
         WriteRecord(*run);
@@ -230,7 +230,7 @@ Task<void> MesCapa::DischargePhase(RunPtr run)
 
 Task<void> MesCapa::MeasureBattery(RunPtr run)
 {
-    co_await Outputs(run, idle);
+    co_await SetOutputs(run, idle);
     now_.VBatCount = co_await ReadCount(run, command::BatteryVoltage);
     now_.VBattery = CadBatteryVolts(link_, now_.VBatCount);
     now_.VDeltaCount = co_await ReadCount(run, command::DeltaVoltage);
@@ -244,7 +244,7 @@ Task<qint16> MesCapa::MeasureResistance(RunPtr run)
     const QString state = ui_.LbEtat->text();
     ShowState(QStringLiteral("Mesure Resistance"));
     co_await WriteOf(run, command::DischargeSetting, measureSetting);
-    co_await Outputs(run, discharge);
+    co_await SetOutputs(run, discharge);
     tick_.Clear();
     timerchargeur_.SetInterval(shortTickMs);
     co_await WaitTick(run, NoRefresh);
@@ -255,7 +255,7 @@ Task<qint16> MesCapa::MeasureResistance(RunPtr run)
     const double unloadedVolts = CadBatteryVolts(link_, unloaded);
     const qint16 resistance = capacity::Resistance(loadedVolts, unloadedVolts);
     ShowState(state);
-    co_await Outputs(run, idle);
+    co_await SetOutputs(run, idle);
     if (now_.Phase == 1)
         co_await RestoreSetting(run, command::ChargeSetting, 0);
     else
@@ -336,7 +336,7 @@ Task<void> MesCapa::CheckTemperature(RunPtr run)
     }
     if (!capacity::Overheated(now_.Temperature))
         co_return;
-    const Reply noFourthByte{.until = quint8(27), .length = 2};
+    const Reply noFourthByte{.until = quint8(27), .length = 2, .spare = 1};
     const QString state = ui_.LbEtat->text();
     ShowState(QStringLiteral("!! Surchauffe !!"));
     paint::Lamp(ui_.Dspvent, lampHot);
@@ -348,9 +348,9 @@ Task<void> MesCapa::CheckTemperature(RunPtr run)
     ShowState(state);
 }
 
-Task<void> MesCapa::Outputs(RunPtr run, Writes pattern)
+Task<void> MesCapa::SetOutputs(RunPtr run, Writes pattern)
 {
-    for (const Write &write : pattern)
+    for (const Outputs::Write &write : pattern)
         co_await WriteOf(run, write.reg, write.value);
     ShowOutputs(pattern);
 }
@@ -407,16 +407,18 @@ Task<QByteArray> MesCapa::Ask(RunPtr run, QByteArray request, Reply reply, std::
         if (run->wanted)
             throw;
     }
-    if (run->wanted)
-        co_return answer;
-    // A silent exchange is overtaken by what ends the measurement. If it ends after that and has switched something on,
-    // it does not have the last word.
-    const auto undone = [&request](const Write &write) {
-        return request.size() == 3 && static_cast<quint8>(request[1]) == write.reg &&
-               static_cast<quint8>(request[2]) != write.value;
-    };
-    if (run->offSent && std::ranges::any_of(outputsOff, undone))
-        run->offAgain = true;
+    CheckWanted(run);
+    co_return answer;
+}
+
+/// After each exchange: the measurement goes on, or unwinds when it was ended in its middle.
+void MesCapa::CheckWanted(const RunPtr &run)
+{
+    if (run->wanted) {
+        watch_.GotOn();
+        return;
+    }
+    link_.outputs.StepOver(run->outputs);
     throw NotWanted();
 }
 
@@ -429,8 +431,15 @@ Task<int> MesCapa::ReadCount(RunPtr run, quint8 channel, Reply reply)
 
 Task<void> MesCapa::WriteOf(RunPtr run, quint8 reg, quint8 value)
 {
-    Task<QByteArray> exchange = Ask(run, Request(reg, value), Reply::Acknowledge(), {});
-    co_await exchange;
+    const Wanted wanted = [run] { return run->wanted; };
+    Task<void> sending = link_.outputs.Send(run->outputs, reg, value, wanted);
+    try {
+        co_await sending;
+    } catch (const PortClosed &) {
+        if (run->wanted)
+            throw;
+    }
+    CheckWanted(run);
 }
 
 /// Sends the setting of a slider as it is when the line is ours: a move may go first.

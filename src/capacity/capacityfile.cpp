@@ -1,5 +1,6 @@
 #include "capacityfile.h"
 
+#include "base/clock.h"
 #include "base/drive.h"
 #include "base/errors.h"
 #include "base/number.h"
@@ -26,7 +27,7 @@ QString CapacityFile::Name(const QDateTime &now)
     return RunLog::Name(QStringLiteral("Capa_Bat"), now);
 }
 
-CapacityFile::CapacityFile() : file_(EnterFolder(Name(QDateTime::currentDateTime())))
+CapacityFile::CapacityFile() : file_(EnterFolder(Name(Clock::Current().LocalTime())))
 {
     file_.WriteLine(QStringLiteral("DUREE:TEMPER:"
                                    "ICHRG:IDECHRG:TOTALCHARGE:TOTALDECHARGE:"

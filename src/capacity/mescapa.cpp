@@ -3,8 +3,8 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "base/paint.h"
-#include "runs/insistence.h"
-#include "runs/measurement.h"
+#include "link/measurement.h"
+#include "runs/unconfirmed.h"
 
 #include <QCloseEvent>
 
@@ -13,34 +13,31 @@ using namespace measurement;
 namespace {
 constexpr int tickMs = 2000;
 constexpr int flagMs = 100;
-constexpr int answerMs = 2000; // how long a new start leaves the board to answer the stop before it
+constexpr auto answer = 2s; // how long a new start leaves the board to answer the stop before it
 
 const QColor lampOff(128, 128, 128);
 } // namespace
 
-const MesCapa::Write MesCapa::idle[] = {
+const Outputs::Writes MesCapa::idle = {
     {command::CutPower, 0}, {command::CutCharge, 0}, {command::CutDischarge, 0}, {command::GroundBattery, 1}};
-const MesCapa::Write MesCapa::charge[] = {
+const Outputs::Writes MesCapa::charge = {
     {command::CutDischarge, 0}, {command::GroundBattery, 0}, {command::CutPower, 1}, {command::CutCharge, 1}};
-const MesCapa::Write MesCapa::discharge[] = {
+const Outputs::Writes MesCapa::discharge = {
     {command::CutCharge, 0}, {command::CutPower, 0}, {command::CutDischarge, 1}, {command::GroundBattery, 1}};
-const MesCapa::Write MesCapa::outputsOff[] = {
-    {command::CutPower, 0}, {command::CutDischarge, 0}, {command::CutCharge, 0}, {command::GroundBattery, 1}};
-const MesCapa::Write MesCapa::stopWrites[] = {{command::CutPower, 0},
-                                              {command::CutDischarge, 0},
-                                              {command::CutCharge, 0},
-                                              {command::GroundBattery, 1},
-                                              {command::Beep, 10}};
-const MesCapa::Write MesCapa::backWrites[] = {{command::CutPower, 0},      {command::CutDischarge, 0},
-                                              {command::CutCharge, 0},     {command::GroundBattery, 1},
-                                              {command::ChargeSetting, 0}, {command::DischargeSetting, 0}};
+const Outputs::Writes MesCapa::stopWrites = {{command::CutPower, 0},
+                                             {command::CutDischarge, 0},
+                                             {command::CutCharge, 0},
+                                             {command::GroundBattery, 1},
+                                             {command::Beep, 10}};
+const Outputs::Writes MesCapa::backWrites = {{command::CutPower, 0},      {command::CutDischarge, 0},
+                                             {command::CutCharge, 0},     {command::GroundBattery, 1},
+                                             {command::ChargeSetting, 0}, {command::DischargeSetting, 0}};
 
 MesCapa::MesCapa(Codebas &link)
     : Window(QStringLiteral("MesCapa"))
     , link_(link)
     , timerchargeur_(QStringLiteral("Timerchargeur"), tickMs, this)
     , timerch2_(QStringLiteral("Timerch2"), flagMs, this)
-    , watchdog_(link)
 {
     ui_.setupUi(this);
     RememberDesign();
@@ -49,14 +46,8 @@ MesCapa::MesCapa(Codebas &link)
     OnClick(ui_.CbRetour, &MesCapa::CbRetour_Click);
     connect(ui_.SlIChrg, &QSlider::valueChanged, this, [this](int value) { Start(SlIChrg_Change(value)); });
     connect(ui_.SlIDech, &QSlider::valueChanged, this, [this](int value) { Start(SlIDech_Change(value)); });
-    connect(&timerchargeur_, &QTimer::timeout, this, &MesCapa::Timerchargeur_Timer);
-    stopPatience_.setSingleShot(true);
-    connect(&stopPatience_, &QTimer::timeout, this, [this] { stopNews_.Wake(); });
-}
-
-MesCapa::~MesCapa()
-{
-    DropHandlers(); // while all that they use is still there
+    connect(&timerchargeur_, &Timer::Tick, this, &MesCapa::Timerchargeur_Timer);
+    ShowUnconfirmed(link_.outputs, ui_.LbEtat);
 }
 
 void MesCapa::Load()
@@ -75,7 +66,7 @@ void MesCapa::Load()
     ReadingsDue_ = false;
     FanOn_ = false;
     std::ranges::fill(settings_, quint8(0));
-    phaseClock_.invalidate();
+    phaseClock_.reset();
     paint::Lamp(ui_.Dspvent, lampOff);
     ui_.LbNote->setText(QStringLiteral("Prêt"));
 }
@@ -84,14 +75,14 @@ void MesCapa::StopTimers()
 {
     timerch2_.SetEnabled(false);
     timerchargeur_.SetEnabled(false);
-    watchdog_.Rest();
+    watch_.Rest();
 }
 
 /// The timer is one-shot: each wait enables it anew.
 void MesCapa::Timerchargeur_Timer()
 {
     timerchargeur_.SetEnabled(false);
-    watchdog_.Watch();
+    watch_.GotOn();
     ShowDuration();
     tick_.Set();
 }
@@ -110,21 +101,17 @@ Task<void> MesCapa::CBstart_Click()
     const RunPtr run = run_;
     awake_.Hold();
     ui_.LbNote->clear();
-    bool atItsEnd = true;
     try {
         co_await StopsOver(run);
-        watchdog_.Watch();
+        run->outputs = switched_ = link_.outputs.Begin(idle, switched_);
+        watch_.GotOn();
         co_await StartCycle(run);
     } catch (const NotWanted &) {
-        atItsEnd = false; // stopped, left or failed: whoever ended it has switched the outputs off
+        co_return; // stopped, left or failed: whoever ended it has switched the outputs off
     }
-    if (atItsEnd) {
-        EndRun();
-        phaseClock_.invalidate();
-        Q_EMIT Ended(now_);
-    } else if (run->offAgain) {
-        co_await SwitchOff(run, outputsOff);
-    }
+    EndRun();
+    phaseClock_.reset();
+    Q_EMIT Ended(now_);
 }
 
 /// Ends the measurement under way, if there is one. It unwinds where it waits, or else as soon as its exchange in hand
@@ -143,61 +130,51 @@ MesCapa::RunPtr MesCapa::EndRun()
     return ended;
 }
 
+const Outputs::RunPtr &MesCapa::Switched()
+{
+    if (!switched_)
+        switched_ = link_.outputs.Begin(idle);
+    return switched_;
+}
+
 /// Sends the writes that follow the end of a measurement (or of none). A measurement that was begun since is left
 /// alone.
-Task<void> MesCapa::SwitchOff(RunPtr ended, Writes writes)
+Task<void> MesCapa::SwitchOff(Writes writes)
 {
-    const int start = starts_;
+    const Outputs::RunPtr ended = Switched();
     ++stopping_;
-    std::exception_ptr error;
+    std::optional<PortClosed> closed;
     try {
-        const auto sendAll = [this, writes, start] {
-            for (const Write &write : writes)
-                if (start == starts_)
-                    SendRegister(link_, write.reg, write.value);
-        };
-        Insistence insistence(link_, sendAll);
-        const Wanted wanted = [this, ended, start, &insistence] {
-            if (start != starts_)
-                return false;
-            insistence.Advance();
-            if (ended)
-                ended->offSent = true;
-            return true;
-        };
-        for (const Write &write : writes) {
-            Task<void> exchange = WriteRegister(link_, write.reg, write.value, wanted);
-            co_await exchange;
-        }
-        if (start == starts_)
-            ShowOutputs(idle);
-    } catch (...) {
-        error = std::current_exception();
+        Task<void> ending = link_.outputs.End(ended, writes);
+        co_await ending;
+    } catch (const PortClosed &error) {
+        closed = error; // it is sent as soon as the port is open
     }
     --stopping_;
     stopNews_.Wake();
-    if (error)
-        std::rethrow_exception(error);
+    if (!ended->superseded)
+        ShowOutputs(idle);
+    if (closed)
+        throw *closed;
 }
 
 /// A new measurement begins when the stop before it has done its writes, unless the board leaves them unanswered.
 Task<void> MesCapa::StopsOver(RunPtr run)
 {
-    stopPatience_.start(answerMs);
-    while (run->wanted && stopping_ > 0 && stopPatience_.isActive())
+    stopPatience_.Start(answer);
+    while (run->wanted && stopping_ > 0 && stopPatience_.IsSet())
         co_await stopNews_;
     if (!run->wanted)
         throw NotWanted();
-    ++starts_;
 }
 
 Task<void> MesCapa::CBStop_Click()
 {
-    const RunPtr ended = EndRun();
-    phaseClock_.invalidate();
+    EndRun();
+    phaseClock_.reset();
     ui_.LbNote->setText(QStringLiteral("Arrêt demandé à la carte"));
     try {
-        co_await SwitchOff(ended, stopWrites);
+        co_await SwitchOff(stopWrites);
     } catch (const PortClosed &) {
         ui_.LbNote->setText(QStringLiteral("Arrêt impossible : port fermé"));
         throw;
@@ -214,12 +191,12 @@ Task<void> MesCapa::CbRetour_Click()
         co_return;
     }
     leaving_ = true;
-    const RunPtr ended = EndRun();
+    EndRun();
     for (int &move : sliderMoves_)
         ++move; // a move that still waits for the line is void
     std::optional<PortClosed> closed;
     try {
-        co_await SwitchOff(ended, backWrites);
+        co_await SwitchOff(backWrites);
     } catch (const PortClosed &error) {
         closed = error;
     }
@@ -245,10 +222,9 @@ void MesCapa::closeEvent(QCloseEvent *event)
 
 void MesCapa::Failed(const Error &error)
 {
-    if (const RunPtr ended = EndRun()) {
+    if (EndRun()) {
         SwitchOffUnanswered();
-        ended->offSent = true;
-        phaseClock_.invalidate();
+        phaseClock_.reset();
         ui_.LbNote->setText(QStringLiteral("Interrompu par une erreur"));
     }
     Window::Failed(error);
@@ -257,9 +233,24 @@ void MesCapa::Failed(const Error &error)
 
 void MesCapa::SwitchOffUnanswered()
 {
-    for (const Write &write : idle)
-        SendRegister(link_, write.reg, write.value);
+    link_.outputs.EndNow(Switched(), idle);
     ShowOutputs(idle);
+}
+
+/// The board has not answered for so long that nobody knows what it does.
+void MesCapa::Overdue()
+{
+    if (!EndRun())
+        return;
+    SwitchOffUnanswered();
+    phaseClock_.reset();
+    ui_.LbNote->setText(QStringLiteral("Interrompu : la carte ne répond plus"));
+    messages::Show(this, QMessageBox::Critical, windowTitle(),
+                   QStringLiteral("La carte n'a rien répondu depuis 15 secondes : la mesure est arrêtée.\n"
+                                  "Le programme coupe les sorties dès que la carte répond. "
+                                  "En cas de doute, débranchez la batterie."));
+    Q_EMIT ConnectionWanted();
+    Q_EMIT Aborted();
 }
 
 // ---- settings
@@ -305,25 +296,26 @@ void MesCapa::ShowState(const QString &text)
 
 void MesCapa::BeginPhase()
 {
-    phaseClock_.start();
+    phaseClock_.emplace();
     ui_.LbNote->clear();
     ShowDuration();
 }
 
 void MesCapa::ShowDuration()
 {
-    if (!phaseClock_.isValid())
+    if (!phaseClock_)
         return;
-    const auto seconds = static_cast<qint64>(static_cast<double>(phaseClock_.elapsed()) / 1000 * Timer::Scale());
+    const std::chrono::duration<double> elapsed = phaseClock_->Elapsed();
+    const auto seconds = static_cast<qint64>(elapsed.count() * Timer::Scale());
     ui_.LbDuree->setText(capacity::DurationText(seconds));
     if (seconds >= capacity::longPhaseSeconds)
         ui_.LbNote->setText(QStringLiteral("Cette phase dure depuis plus de 16 heures"));
 }
 
-void MesCapa::ShowOutputs(Writes pattern)
+void MesCapa::ShowOutputs(const Writes &pattern)
 {
-    const QString what = pattern.data() == charge      ? QStringLiteral("charge")
-                         : pattern.data() == discharge ? QStringLiteral("décharge")
+    const QString what = pattern == charge      ? QStringLiteral("charge")
+                         : pattern == discharge ? QStringLiteral("décharge")
                                                        : QStringLiteral("repos");
     ui_.LbSorties->setText(QStringLiteral("Sorties : ") + what);
 }

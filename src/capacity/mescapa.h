@@ -7,14 +7,11 @@
 #include "capacityrules.h"
 #include "link/codebas.h"
 #include "runs/awake.h"
-#include "runs/watchdog.h"
+#include "runs/watch.h"
 #include "ui_mescapa.h"
-
-#include <QElapsedTimer>
 
 #include <memory>
 #include <optional>
-#include <span>
 
 /// The capacity measurement: charges the battery, then discharges and charges it for a number of cycles, integrates the
 /// currents, measures the internal resistance and writes a result file for the last cycle.
@@ -24,7 +21,6 @@ class MesCapa : public Window
 
 public:
     explicit MesCapa(Codebas &link);
-    ~MesCapa() override;
 
     /// The result file of the measurement, the last one if it is over; empty before its last cycle.
     QString ResultPath() const { return resultPath_; }
@@ -50,6 +46,8 @@ Q_SIGNALS:
     void Stopped();
     /// An error was shown; what was under way is over, its outputs switched off.
     void Aborted();
+    /// The board measures no more: the connection is wanted again, to switch off.
+    void ConnectionWanted();
 
 protected:
     void Load() override;
@@ -64,8 +62,7 @@ private:
         bool wanted = true;
         bool FirstCharge = true;
         std::optional<CapacityFile> log;
-        bool offSent = false;  ///< what ended it has begun to switch the outputs off
-        bool offAgain = false; ///< and an exchange of this measurement that contradicts it ended only later
+        Outputs::RunPtr outputs;
     };
     using RunPtr = std::shared_ptr<Run>;
 
@@ -74,19 +71,12 @@ private:
     {
     };
 
-    /// A register write.
-    struct Write
-    {
-        quint8 reg;
-        quint8 value;
-    };
-    using Writes = std::span<const Write>;
-    static const Write idle[4];
-    static const Write charge[4];
-    static const Write discharge[4];
-    static const Write outputsOff[4];
-    static const Write stopWrites[5];
-    static const Write backWrites[6];
+    using Writes = Outputs::Writes;
+    static const Writes idle;
+    static const Writes charge;
+    static const Writes discharge;
+    static const Writes stopWrites;
+    static const Writes backWrites;
 
     /// What a wait for the tick does about the readings: it leaves them alone, or refreshes them once and counts the
     /// charge current so many times.
@@ -105,14 +95,16 @@ private:
     void Timerchargeur_Timer();
 
     RunPtr EndRun();
-    Task<void> SwitchOff(RunPtr ended, Writes writes);
+    Task<void> SwitchOff(Writes writes);
+    const Outputs::RunPtr &Switched();
+    void Overdue();
     Task<void> StopsOver(RunPtr run);
     void Leave();
     void StopTimers();
     void ShowState(const QString &text);
     void BeginPhase();
     void ShowDuration();
-    void ShowOutputs(Writes pattern);
+    void ShowOutputs(const Writes &pattern);
     void ShowTemperature(int count);
     Task<void> SendSetting(int slider, quint8 reg, int value);
 
@@ -127,13 +119,14 @@ private:
     Task<qint16> MeasureResistance(RunPtr run);
     Task<void> UpdateReadings(RunPtr run, Refresh mode);
     Task<void> CheckTemperature(RunPtr run);
-    Task<void> Outputs(RunPtr run, Writes pattern);
+    Task<void> SetOutputs(RunPtr run, Writes pattern);
     Task<void> PhaseReset(RunPtr run);
     Task<void> SignalEnd(RunPtr run);
     void WriteRecord(Run &run);
 
     // Its steps
     Task<void> WaitTick(RunPtr run, Refresh refresh);
+    void CheckWanted(const RunPtr &run);
     Task<QByteArray> Ask(RunPtr run, QByteArray request, Reply reply, std::function<bool()> valid);
     Task<int> ReadCount(RunPtr run, quint8 channel, Reply reply = Reply::Framed(2));
     Task<void> WriteOf(RunPtr run, quint8 reg, quint8 value);
@@ -151,13 +144,13 @@ private:
     bool FanOn_ = false;
     quint8 settings_[2] = {}; ///< last values of SlIChrg and SlIDech that the board has got
     int sliderMoves_[2] = {};
-    int starts_ = 0;   ///< measurements that were begun
     int stopping_ = 0; ///< handlers that are switching the outputs off
     Flag stopNews_;
-    QTimer stopPatience_;
+    Alarm stopPatience_{[this] { stopNews_.Wake(); }};
     bool leaving_ = false;
-    QElapsedTimer phaseClock_;
+    std::optional<Stopwatch> phaseClock_; ///< since the phase began
     QString resultPath_;
     Awake awake_;
-    Watchdog watchdog_;
+    Outputs::RunPtr switched_; ///< what may be on still, whatever has become of the measurement
+    Watch watch_{link_, [this] { Overdue(); }};
 };

@@ -3,7 +3,7 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "base/paint.h"
-#include "runs/measurement.h"
+#include "link/measurement.h"
 
 #include <QCloseEvent>
 
@@ -92,7 +92,7 @@ FEtat::FEtat(Codebas &link)
         label->setSizePolicy(policy);
     }
     RememberDesign();
-    connect(&tmrEtat_, &QTimer::timeout, this, [this] { Start(TmrEtat_Timer()); });
+    connect(&tmrEtat_, &Timer::Tick, this, [this] { Start(TmrEtat_Timer()); });
     OnClick(ui_.Cbcutch, &FEtat::Cbcutch_Click);
     OnClick(ui_.CbCutdech, &FEtat::CbCutdech_Click);
     OnClick(ui_.CbCutpwr, &FEtat::CbCutpwr_Click);
@@ -114,12 +114,6 @@ FEtat::FEtat(Codebas &link)
     onMove(ui_.Slider4, &FEtat::Slider4_Change);
     onMove(ui_.SliderPWMFreq, &FEtat::SliderPWMFreq_Change);
     onMove(ui_.SliderPWMDelta, &FEtat::SliderPWMDelta_Change);
-}
-
-FEtat::~FEtat()
-{
-    Leave();
-    DropHandlers(); // while all that they use is still there
 }
 
 void FEtat::Load()
@@ -163,7 +157,7 @@ void FEtat::Leave()
     Autoon = 0;
     REF = 0;
     ++opening_;
-    link_.line.AllowOvertaking(std::exchange(refresher_, 0)); // nobody waits for what a silent board owes it
+    link_.line.Reconsider(); // nobody waits for what a silent board owes it
     QMetaObject::invokeMethod(this, [this] { passOver_.Wake(); }, Qt::QueuedConnection);
 }
 
@@ -205,6 +199,7 @@ Task<void> FEtat::Toggle(Output output)
         const Change &change = *output.state == 1 ? output.from1 : output.from0;
         *output.state = *output.state == 1 ? 0 : 1;
         paint::Lamp(output.indicator, change.colour);
+        link_.outputs.Told(output.command, change.sent);
         if (output.command != command::Booster)
             return Request(output.command, change.sent);
         boost = CutVdbl;
@@ -391,15 +386,10 @@ Task<void> FEtat::StRefresh()
 Task<QByteArray> FEtat::Mgetsrl(quint8 command, int dataBytes, bool clearFirst)
 {
     const int opening = opening_;
-    const std::function<bool()> wanted = [this, opening] {
-        if (opening != opening_)
-            return false;
-        refresher_ = link_.line.Reader();
-        return true;
-    };
+    const std::function<bool()> wanted = [this, opening] { return opening == opening_; };
     Reply form = Reply::Framed(dataBytes);
     form.clearFirst = clearFirst;
-    Task<QByteArray> exchange = link_.Exchange(Request(command), form, wanted, Line::Overtaking::Refused);
+    Task<QByteArray> exchange = link_.Exchange(Request(command), form, wanted, Exchanges::Overtaking::Refused);
     const QByteArray reply = co_await exchange;
     if (opening != opening_)
         throw WindowClosed();

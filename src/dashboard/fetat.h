@@ -13,7 +13,6 @@ class FEtat : public Window
 
 public:
     explicit FEtat(Codebas &link);
-    ~FEtat() override;
 
     int THardware = 0; ///< 1: the booster hardware is selected
     int REF = 0;       ///< 1 while a refresh is running
@@ -107,7 +106,6 @@ private:
     Flag passOver_;
     int opening_ = 0; ///< counts openings and closings: what belongs to another one is void
     int loads_ = 0;
-    HandlerNumber refresher_ = 0; ///< the handler whose refresh talks on the line
     int holds_ = 0;               ///< handlers that keep TmrEtat disabled
     std::map<QSlider *, int> moves_;
     bool portClosedSaid_ = false;

@@ -1,18 +1,10 @@
 #pragma once
 
-#include "base/errors.h"
+#include "base/clock.h"
+#include "base/task.h"
+#include "port.h"
 
-#include <QFileSystemWatcher>
-#include <QObject>
-#include <QSerialPort>
-#include <QTimer>
-
-/// The port cannot be opened; the text names it and the system's reason.
-class PortError : public Error
-{
-public:
-    using Error::Error;
-};
+#include <memory>
 
 /// Something was to be sent while the port is closed.
 class PortClosed : public Error
@@ -25,14 +17,14 @@ public:
     }
 };
 
-/// The serial port. A device that goes away (an unplugged adapter) leaves the port lost: it is reopened by itself, with
-/// the same settings, when the device is back.
+/// The serial control of the main window: the settings of the port, what goes out and the input that waits. A device
+/// that goes away (an unplugged adapter) leaves the port lost: it is open again by itself when the device is back.
 class Com : public QObject
 {
     Q_OBJECT
 
 public:
-    explicit Com(QObject *parent = nullptr);
+    explicit Com(std::unique_ptr<Port> port, QObject *parent = nullptr);
 
     /// Speed, parity (n, e, o, s, m), data bits and stop bits, as "9600,n,8,1"; other texts throw Error.
     QString Settings() const { return settings_; }
@@ -47,7 +39,7 @@ public:
     QString PortName() const;
 
     /// 0 none, 1 XON/XOFF, 2 RTS/CTS.
-    int Handshaking() const { return handshaking_; }
+    int Handshaking() const { return line_.handshaking; }
     void SetHandshaking(int handshaking);
 
     /// 0 text, 1 binary. Bytes are handed on as they are in both.
@@ -59,23 +51,23 @@ public:
     void SetInputLen(int length) { inputLen_ = length; }
 
     /// The level of RTS and DTR while the port is open. A port without these lines ignores them.
-    bool RTSEnable() const { return rtsEnable_; }
+    bool RTSEnable() const { return line_.rts; }
     void SetRTSEnable(bool on);
-    bool DTREnable() const { return dtrEnable_; }
+    bool DTREnable() const { return line_.dtr; }
     void SetDTREnable(bool on);
 
-    /// Opening throws PortError. Closing first lets out what was sent before; the input that waits is dropped.
-    bool PortOpen() const { return serial_.isOpen(); }
+    /// Opening throws PortError. Closing drops the input that waits; await Sent() before it.
+    bool PortOpen() const { return port_->IsOpen(); }
     void SetPortOpen(bool open);
 
     /// True from the loss of the device to its return, or to the next SetPortOpen.
-    bool Lost() const { return lost_; }
+    bool Lost() const { return port_->IsLost(); }
 
     /// Bytes that have arrived and were not read, up to this moment.
-    int InBufferCount() const;
+    int InBufferCount();
 
     /// InBufferCount() > 0, for less.
-    bool InputWaits() const { return !arrived_.isEmpty() || serial_.bytesAvailable() > 0 || InSystem() > 0; }
+    bool InputWaits() { return !arrived_.isEmpty() || InBufferCount() > 0; }
 
     /// Takes waiting bytes, InputLen at most.
     QByteArray Input();
@@ -86,8 +78,9 @@ public:
     /// Sends bytes; returns at once. Throws PortClosed.
     void Output(const QByteArray &bytes);
 
-    /// Hands what was sent to the system now rather than when events run next.
-    void Flush() { serial_.flush(); }
+    /// Waits until what was sent has left the wire, so that neither a closing nor a change of the speed comes under it;
+    /// no longer than half a second, in case it is stuck.
+    Task<void> Sent();
 
 Q_SIGNALS:
     void Received();
@@ -95,28 +88,15 @@ Q_SIGNALS:
     void PortBack();
 
 private:
-    int InSystem() const;
-    void Fetch();
-    bool TryOpen();
-    void ApplySettings();
-    void LetOut();
-    void CheckLoss(QSerialPort::SerialPortError error);
-    void Lose(const QString &reason);
-    void Reopen();
-    void StopWatching();
-    QString DevicePath() const;
+    void ApplyLine();
 
-    QSerialPort serial_;
-    QByteArray arrived_; ///< the oldest of the bytes that wait, before those that serial_ holds
-    QFileSystemWatcher watcher_;
-    QTimer look_;
+    std::unique_ptr<Port> port_;
+    QByteArray arrived_;
     QString portName_;
     QString settings_ = QStringLiteral("9600,n,8,1");
+    LineSettings line_;
     int commPort_ = 1;
-    int handshaking_ = 0;
     int inputMode_ = 0;
     int inputLen_ = 0;
-    bool rtsEnable_ = true;
-    bool dtrEnable_ = true;
-    bool lost_ = false;
+    Clock::Duration leaves_{}; ///< when the last byte that was sent has left, by the speed of the line
 };

@@ -1,138 +1,225 @@
+#include "handshake.h"
+
 #include "base/number.h"
 #include "codebas.h"
 #include "command.h"
 
-#include <optional>
-
 namespace {
-/// Milliseconds within which the bytes of one burst follow each other; at 9600 baud they are one apart. A property of
-/// the wire: it is not scaled.
-constexpr int burst = 5;
+constexpr quint8 firstGreeting = 85;
+constexpr quint8 firstAnswer = 27;
+constexpr quint8 secondGreeting = 170;
+constexpr quint8 secondAnswer = 85;
+
+constexpr int answerMs = 150; // what an attempt leaves the board to answer; scaled with the other timers
+constexpr int speedMs = 5000; // from one try of a speed to the next
+
+// Properties of the wire, not scaled: bytes of one burst follow each other faster than this, at 9600 baud they are a
+// millisecond apart; and nobody who wants the line waits longer for a greeting that is not answered.
+constexpr auto burst = 5ms;
+constexpr auto patience = 1s;
 
 constexpr int eepromBytes = 16;
-
-/// Waits for some real time.
-class Delay
-{
-public:
-    explicit Delay(int milliseconds) : milliseconds_(milliseconds) {}
-    bool await_ready() const noexcept { return false; }
-    void await_suspend(std::coroutine_handle<> waiter)
-    {
-        QObject::connect(&timer_, &QTimer::timeout, &timer_, [waiter] { waiter.resume(); });
-        timer_.setSingleShot(true);
-        timer_.setTimerType(Qt::PreciseTimer);
-        timer_.start(milliseconds_);
-    }
-    void await_resume() const noexcept {}
-
-private:
-    int milliseconds_;
-    QTimer timer_;
-};
 } // namespace
 
-/// While it lives, the main window's timers pace a greeting; however it ends, they stop and no wait stays aborted.
-class Codebas::Greeting
+/// While it lives, the main window's timers pace a greeting that has the line; however it ends, they stop.
+class Handshake::Pacing
 {
 public:
-    explicit Greeting(Codebas &link) : link_(link)
+    explicit Pacing(Handshake &handshake) : handshake_(handshake)
     {
-        link_.timer2_.SetEnabled(false);
-        link_.timer1_.SetEnabled(true);
-        link_.Timer2Flg = 0;
-        if (link_.com.Settings() != ordinarySettings)
-            link_.speedTimer_.SetEnabled(true);
+        handshake_.timer2_.SetEnabled(false);
+        handshake_.timer1_.SetEnabled(true);
+        handshake_.link_.Timer2Flg = 0;
+        handshake_.heard_.Restart();
+        handshake_.unanswered_ = 0;
+        if (handshake_.link_.com.Settings() != Codebas::ordinarySettings)
+            handshake_.speedTimer_.SetEnabled(true);
     }
-    Greeting(const Greeting &) = delete;
-    Greeting &operator=(const Greeting &) = delete;
-    ~Greeting()
+    Pacing(const Pacing &) = delete;
+    Pacing &operator=(const Pacing &) = delete;
+    ~Pacing()
     {
-        link_.timer1_.SetEnabled(false);
-        link_.timer2_.SetEnabled(false);
-        link_.speedTimer_.SetEnabled(false);
-        link_.AbortWait = 0;
+        handshake_.timer1_.SetEnabled(false);
+        handshake_.timer2_.SetEnabled(false);
+        handshake_.speedTimer_.SetEnabled(false);
+        handshake_.link_.AbortWait = 0;
     }
 
 private:
-    Codebas &link_;
+    Handshake &handshake_;
 };
 
-Task<void> Codebas::ConnectBoard()
+Handshake::Handshake(Codebas &link, Timer &timer1, Timer &timer2)
+    : link_(link), timer1_(timer1), timer2_(timer2), speedTimer_(QStringLiteral("SpeedTimer"), speedMs, this)
 {
-    co_await Greet();
-    co_await ReportI2c();
-    co_await LoadEeproms();
+    const auto wake = [this] { news_.Wake(); };
+    connect(&timer1_, &Timer::Tick, this, [this] {
+        link_.AbortWait = 1;
+        news_.Wake();
+    });
+    connect(&timer2_, &Timer::Tick, this, [this] {
+        link_.Timer2Flg = 1;
+        news_.Wake();
+    });
+    connect(&speedTimer_, &Timer::Tick, this, [this] { speedDue_ = true; });
+    connect(&link_.com, &Com::Received, this, wake);
+    connect(&link_, &Codebas::PortCut, this, wake);
+    connect(&link_.line, &Exchanges::Wanted, this, wake);
+}
+
+Task<void> Handshake::ConnectBoard()
+{
+    Task<void> greeting = Greet();
+    co_await greeting;
+    Task<void> report = ReportI2c();
+    co_await report;
+    Task<void> loading = LoadEeproms();
+    co_await loading;
     Q_EMIT Connected();
 }
 
-int Codebas::DrainInput()
+// ---- the greeting
+
+Task<void> Handshake::Greet()
+{
+    link_.OpenPort();
+    attempts_ = 0;
+    auto place = Exchanges::Place::Newest;
+    for (;;) {
+        Exchanges::HoldAwaiter turn = link_.line.TakeLine(place);
+        const Exchanges::Hold hold = co_await turn;
+        const Pacing pacing(*this);
+        Task<bool> greeting = GreetUntilAnswered();
+        if (co_await greeting) {
+            timer1_.SetEnabled(false);
+            link_.LinkState = 1;
+            link_.LinkDropped = false;
+            Task<void> quiet = AwaitQuiet();
+            co_await quiet;
+            Q_EMIT Display(QStringLiteral("Connecté"));
+            co_return;
+        }
+        place = Exchanges::Place::Last;
+    }
+}
+
+/// False when somebody else wants the line and the board says nothing.
+Task<bool> Handshake::GreetUntilAnswered()
+{
+    for (;;) {
+        if (Deserted())
+            co_return false;
+        if (std::exchange(speedDue_, false)) {
+            Task<void> change = ChangeSpeed();
+            co_await change;
+        } else if (link_.AbortWait == 1 && link_.com.PortOpen()) {
+            link_.AbortWait = 0;
+            Task<bool> attempt = Attempt(attempts_++);
+            if (co_await attempt)
+                co_return true;
+        } else {
+            co_await news_;
+        }
+    }
+}
+
+bool Handshake::Hears() const
+{
+    return link_.com.InBufferCount() > 0;
+}
+
+bool Handshake::Deserted() const
+{
+    return link_.line.IsWanted() && heard_.Elapsed() >= patience;
+}
+
+/// One greeting; true when the board gave both answers. After the first attempt in vain Timer2Flg stays set: later ones
+/// look at what has come since the one before, at the pace of Timer1.
+Task<bool> Handshake::Attempt(int number)
+{
+    Q_EMIT Display(QStringLiteral("Essais de Connection\r\n") + number::Str(number));
+    link_.SendByte(firstGreeting);
+    ++unanswered_;
+    timer2_.SetInterval(answerMs);
+    timer2_.SetEnabled(true);
+    while (link_.Timer2Flg == 0 && link_.com.PortOpen() && !Hears())
+        co_await news_;
+    timer2_.SetEnabled(false);
+    if (!Hears())
+        co_return false;
+    Delay pause(burst);
+    co_await pause;
+    if (TakeBurst() != firstAnswer || !link_.com.PortOpen())
+        co_return false;
+    link_.SendByte(secondGreeting);
+    Task<bool> answer = AwaitSecondAnswer();
+    co_return co_await answer;
+}
+
+/// Answers to greetings of before come first, as the board answers in order: they say nothing of this one.
+Task<bool> Handshake::AwaitSecondAnswer()
+{
+    Stopwatch late;
+    bool anyLate = false;
+    for (;;) {
+        while (link_.com.PortOpen() && !Hears() && !Deserted() && !(anyLate && late.Elapsed() >= patience))
+            co_await news_;
+        if (!Hears())
+            co_return false;
+        Delay pause(burst);
+        co_await pause;
+        const int before = unanswered_;
+        const int last = TakeBurst();
+        if (last != firstAnswer || unanswered_ == before)
+            co_return last == secondAnswer;
+        anyLate = true;
+        late.Restart();
+    }
+}
+
+/// The last of the bytes that wait; -1 when there are none. Each 27 answers the oldest greeting that has no answer.
+int Handshake::TakeBurst()
 {
     int last = -1;
-    while (com.InBufferCount() > 0) {
-        const QByteArray byte = com.Input();
-        if (byte.isEmpty())
-            break;
-        last = static_cast<quint8>(byte.back());
+    while (Hears()) {
+        last = static_cast<quint8>(link_.com.Input().back());
+        if (last == firstAnswer && unanswered_ > 0)
+            --unanswered_;
+        heard_.Restart();
     }
     return last;
 }
 
-Task<void> Codebas::Greet()
+/// What is still on its way when the board has answered must not be taken for the answer to what follows.
+Task<void> Handshake::AwaitQuiet()
 {
-    const Greeting pacing(*this);
-    OpenPort();
-    const Line::Turn turn = co_await line.Begin(Line::Overtaking::Refused);
-    DrainInput();
-    int attempts = 0;
-    bool connected = false;
-    while (!connected) {
-        if (AbortWait == 1 && com.PortOpen()) {
-            AbortWait = 0;
-            connected = co_await Attempt(attempts++);
-        } else {
-            co_await greetingNews_;
-        }
-    }
-    LinkState = 1;
-    LinkDropped = false;
-    DrainInput();
-    Q_EMIT Display(QStringLiteral("Connecté"));
+    link_.com.KeepNewest(0);
+    if (unanswered_ == 0)
+        co_return;
+    const Stopwatch began;
+    do {
+        link_.com.KeepNewest(0);
+        Delay pause(Exchanges::quiet);
+        co_await pause;
+    } while (Hears() && began.Elapsed() < patience);
 }
 
-/// One greeting; true when the board gave both answers.
-Task<bool> Codebas::Attempt(int number)
+/// Nobody answers: the board may be at the other of its two speeds.
+Task<void> Handshake::ChangeSpeed()
 {
-    Q_EMIT Display(QStringLiteral("Essais de Connection\r\n") + number::Str(number));
-    SendByte(85);
-    timer2_.SetInterval(150);
-    timer2_.SetEnabled(true);
-    while (Timer2Flg == 0 && com.PortOpen() && com.InBufferCount() == 0)
-        co_await greetingNews_;
-    timer2_.SetEnabled(false);
-    const int first = co_await LastOfBurst();
-    if (first != 27 || !com.PortOpen())
-        co_return false;
-    SendByte(170);
-    while (com.PortOpen() && com.InBufferCount() == 0)
-        co_await greetingNews_;
-    const int second = co_await LastOfBurst();
-    co_return second == 85;
+    Task<void> sent = link_.com.Sent();
+    co_await sent;
+    if (link_.com.Settings() == Codebas::ordinarySettings)
+        link_.com.SetSettings(Codebas::streamSettings);
+    else
+        link_.InitSerialPort();
 }
 
-/// The last of the bytes that wait or are still coming in behind them; -1 when there are none.
-Task<int> Codebas::LastOfBurst()
-{
-    if (com.InBufferCount() == 0)
-        co_return -1;
-    Delay delay(burst);
-    co_await delay;
-    co_return DrainInput();
-}
+// ---- what follows it
 
-Task<void> Codebas::ReportI2c()
+Task<void> Handshake::ReportI2c()
 {
-    Task<QByteArray> exchange = Exchange(Request(command::I2cStatus), Reply::Framed(3));
+    Task<QByteArray> exchange = link_.Exchange(Request(command::I2cStatus), Reply::Framed(3));
     const QByteArray status = co_await exchange;
     const auto first = static_cast<quint8>(status[0]);
     const auto second = static_cast<quint8>(status[1]);
@@ -146,28 +233,29 @@ namespace {
 /// Whatever ends the loading, the main window is told.
 struct LoadingShown
 {
-    explicit LoadingShown(Codebas &itsLink) : link(itsLink)
+    explicit LoadingShown(Handshake &itsHandshake) : handshake(itsHandshake)
     {
-        Q_EMIT link.LoadStarted(QStringLiteral(" Chargement partiel EEproms   Main.Prbar.Visible = False "),
-                                2 * eepromBytes);
+        Q_EMIT handshake.LoadStarted(QStringLiteral(" Chargement partiel EEproms   Main.Prbar.Visible = False "),
+                                     2 * eepromBytes);
     }
     LoadingShown(const LoadingShown &) = delete;
     LoadingShown &operator=(const LoadingShown &) = delete;
-    ~LoadingShown() { Q_EMIT link.LoadEnded(); }
-    Codebas &link;
+    ~LoadingShown() { Q_EMIT handshake.LoadEnded(); }
+    Handshake &handshake;
 };
 } // namespace
 
-Task<void> Codebas::LoadEeproms()
+Task<void> Handshake::LoadEeproms()
 {
     const LoadingShown shown(*this);
     for (int i = 0; i < 2 * eepromBytes; ++i) {
         Q_EMIT LoadProgress(i);
         const bool master = i < eepromBytes;
         const int address = master ? i : i - eepromBytes;
-        Task<QByteArray> exchange =
-            Exchange(Request(master ? command::ReadMasterEeprom : command::ReadSlaveEeprom, address), Reply::Framed(1));
+        Task<QByteArray> exchange = link_.Exchange(
+            Request(master ? command::ReadMasterEeprom : command::ReadSlaveEeprom, address), Reply::Framed(1));
         const QByteArray reply = co_await exchange;
-        (master ? MasterEeprom : SlaveEeprom)[static_cast<size_t>(address)] = static_cast<quint8>(reply[0]);
+        (master ? link_.MasterEeprom : link_.SlaveEeprom)[static_cast<size_t>(address)] =
+            static_cast<quint8>(reply[0]);
     }
 }

@@ -146,11 +146,6 @@ EEprom::EEprom(Codebas &link) : Window(QStringLiteral("EEprom")), link_(link)
     connect(ui_.CBeepend, &QPushButton::clicked, this, &QWidget::close);
 }
 
-EEprom::~EEprom()
-{
-    DropHandlers(); // while all that they use is still there
-}
-
 void EEprom::Edit()
 {
     if (!isVisible()) {

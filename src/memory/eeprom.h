@@ -17,7 +17,6 @@ public:
     static constexpr quint8 noAddress = 20;
 
     explicit EEprom(Codebas &link);
-    ~EEprom() override;
 
     quint8 CurAddr = noAddress; ///< the byte that Text3 changes
     quint8 CurRow = 0;          ///< the sixteen bytes that Lbdat2 shows

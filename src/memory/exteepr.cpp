@@ -137,11 +137,6 @@ Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
     connect(ui_.CbQuit, &QPushButton::clicked, this, &QWidget::close);
 }
 
-Exteepr::~Exteepr()
-{
-    DropHandlers(); // while all that they use is still there
-}
-
 void Exteepr::Load()
 {
     dialog_ = dialogs::CommonDialog(this);
@@ -251,7 +246,6 @@ Task<QByteArray> Exteepr::Converse(QByteArray request, Reply reply)
 {
     const int opening = opening_;
     const std::function<bool()> wanted = [this, opening] { return opening == opening_; };
-    reply.abortable = true;
     Task<QByteArray> exchange = link_.Exchange(request, reply, wanted);
     const QByteArray answer = co_await exchange;
     if (opening != opening_)

@@ -16,7 +16,6 @@ class Exteepr : public Window
 
 public:
     explicit Exteepr(Codebas &link);
-    ~Exteepr() override;
 
     Profiles ProfileTable;      ///< EEPROM 2 in memory
     Image ImageTable;           ///< EEPROM 1 in memory

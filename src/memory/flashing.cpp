@@ -106,7 +106,7 @@ Task<void> Micro::WriteMaster()
         QByteArray block = AddressRequest(command::WriteMasterFlash, address);
         block.append(reinterpret_cast<const char *>(&MasterFlash[static_cast<size_t>(address)]), blockLength);
         // Erasing takes its time: whatever else is wanted of the board comes after the block.
-        Task<QByteArray> exchange = link_.Exchange(block, Reply::Stored(), {}, Line::Overtaking::Refused);
+        Task<QByteArray> exchange = link_.Exchange(block, Reply::Stored(), {}, Exchanges::Overtaking::Refused);
         co_await exchange;
     }
     Tell(QStringLiteral("Flash Master : %1 blocs écrits.").arg((hexfile::masterBytes - loaderEnd) / blockLength));
@@ -220,7 +220,7 @@ Task<void> Micro::WriteSlave(int count)
             continue;
         QByteArray request = AddressRequest(command::WriteSlaveFlash, address);
         request.append(static_cast<char>(FlashImage[i] / 256)).append(static_cast<char>(FlashImage[i] % 256));
-        Task<QByteArray> exchange = link_.Exchange(request, Reply::Stored(), {}, Line::Overtaking::Refused);
+        Task<QByteArray> exchange = link_.Exchange(request, Reply::Stored(), {}, Exchanges::Overtaking::Refused);
         co_await exchange;
         WordsLeft -= 1;
         ui_.LBinfos->setText(QStringLiteral("Mots restants pour transfer = ") +

@@ -10,8 +10,8 @@
 namespace {
 constexpr QSize designSize(533, 467); // 8000 × 7000 twips at 15 to a pixel
 
-/// A board that is silent for so many times the line's patience (ten seconds) in the middle of a programming is dead.
-constexpr int deadAfter = 40;
+/// A board that is silent for so long in the middle of a programming is dead.
+constexpr auto deadAfter = 10s;
 } // namespace
 
 Micro::Micro(Codebas &link) : Window(QStringLiteral("Micro")), link_(link), editor_(link), profiles_(link)
@@ -37,11 +37,6 @@ Micro::Micro(Codebas &link) : Window(QStringLiteral("Micro")), link_(link), edit
             if (isVisible())
                 Open(); // comes to the front again
         });
-}
-
-Micro::~Micro()
-{
-    DropHandlers(); // while all that they use is still there
 }
 
 void Micro::Load()
@@ -99,7 +94,7 @@ bool Micro::Refuses()
 /// Whether a programming keeps the window open. Not one that a dead board would keep waiting for ever.
 bool Micro::StaysOpen()
 {
-    const bool dead = link_.line.Silence() / deadAfter >= link_.line.Patience();
+    const bool dead = link_.line.Silence() >= deadAfter;
     if (!programming_ || !dead)
         return Refuses();
     DropHandlers();

@@ -19,7 +19,6 @@ class Micro : public Window
 
 public:
     explicit Micro(Codebas &link);
-    ~Micro() override;
 
     // The slave's flash by word address, 0 to 8192; the last one is no word of it.
     std::vector<quint16> FlashImage; ///< as the file has it
@@ -72,8 +71,8 @@ private:
 
     Ui::Micro ui_;
     Codebas &link_;
-    EEprom editor_;
-    Exteepr profiles_;
+    Kept<EEprom> editor_;
+    Kept<Exteepr> profiles_;
     QFileDialog *commonDialog1_ = nullptr;
     bool programming_ = false;
 };

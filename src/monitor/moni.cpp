@@ -16,8 +16,8 @@
 #include <cmath>
 
 namespace {
-constexpr int sliceMs = 10;  // how long records are read before the user interface has its turn
-constexpr int stateMs = 100; // from one showing of the state to the next
+constexpr auto slice = 10ms;        // how long records are read before the user interface has its turn
+constexpr auto statePeriod = 100ms; // from one showing of the state to the next
 
 constexpr int kindsOfColumn = 3;
 
@@ -46,15 +46,9 @@ Moni::Moni(Codebas &link) : Window(QStringLiteral("Moni")), link_(link), ui_(std
     connect(&link_.com, &Com::Received, this, &Moni::Received);
     connect(&link_.com, &Com::PortBack, this, &Moni::PortBack);
     connect(&link_, &Codebas::PortCut, this, &Moni::PortCut);
-    stateTimer_.setSingleShot(true);
-    stateTimer_.setInterval(stateMs);
-    connect(&stateTimer_, &QTimer::timeout, this, &Moni::ShowState);
 }
 
-Moni::~Moni()
-{
-    DropHandlers(); // while all that they use is still there
-}
+Moni::~Moni() = default; // here, where the controls are known
 
 void Moni::Load()
 {
@@ -88,17 +82,13 @@ void Moni::Failed(const Error &error)
 
 void Moni::Form_Activate()
 {
-    if (MonitorRunning_)
+    if (MonitorRunning_ || switching_)
         return; // the stream is not torn
     activationDue_ = link_.com.Lost();
     if (activationDue_ || (!holding_ && mayTakeLine_ && !mayTakeLine_()))
         return;
     Q_EMIT TakingLine();
-    try {
-        SwitchToStream();
-    } catch (const Error &error) {
-        Failed(error);
-    }
+    Start(SwitchToStream());
 }
 
 /// The port was lost and is open again.
@@ -109,15 +99,25 @@ void Moni::PortBack()
 }
 
 /// Tells the board to stream and sets the line to the stream's speed.
-void Moni::SwitchToStream()
+Task<void> Moni::SwitchToStream()
 {
+    /// While it lives it is us who close the port.
+    const struct Ours
+    {
+        explicit Ours(bool &itsFlag) : flag(itsFlag) { flag = true; }
+        Ours(const Ours &) = delete;
+        Ours &operator=(const Ours &) = delete;
+        ~Ours() { flag = false; }
+        bool &flag;
+    } ours(switching_);
     link_.OpenPort();
+    Task<void> settled = link_.outputs.Settled(); // a board that streams does not hear
+    co_await settled;
     link_.SendByte(27);
     link_.SendByte(command::EndSession);
     AbandonRecord(); // of a run that was stopped: its other bytes go with the port
-    switching_ = true;
-    link_.ClosePort();
-    switching_ = false;
+    Task<void> closing = link_.ClosePort();
+    co_await closing;
     link_.ConfigurePort(Codebas::streamSettings);
     link_.OpenPort();
     if (!holding_)
@@ -132,7 +132,8 @@ Task<void> Moni::HoldLine()
     lineGone_.Clear();
     try {
         for (;;) {
-            const Line::Turn turn = co_await link_.line.Begin(Line::Overtaking::Refused);
+            Exchanges::HoldAwaiter turn = link_.line.TakeLine();
+            const Exchanges::Hold hold = co_await turn;
             hasLine_ = link_.Streaming = true;
             news_.Wake();
             co_await lineGone_;
@@ -160,16 +161,17 @@ void Moni::closeEvent(QCloseEvent *event)
     activationDue_ = false;
     EndHandlers();
     log_.reset();
-    try {
-        if (link_.com.PortOpen()) {
-            link_.ClosePort();
-            link_.OpenPort();
-        }
-    } catch (const Error &error) {
-        Failed(error);
-    }
+    if (link_.com.PortOpen())
+        Start(Reopen());
     event->accept();
     Q_EMIT Returning();
+}
+
+Task<void> Moni::Reopen()
+{
+    Task<void> closing = link_.ClosePort();
+    co_await closing;
+    link_.OpenPort();
 }
 
 /// The record in hand is dropped, and the line is free for others.
@@ -226,12 +228,12 @@ void Moni::CbArret_Click()
 Task<void> Moni::ReadRecords()
 {
     reading_ = true;
-    slice_.start();
+    slice_.Restart();
     while (MonitorRunning_) {
-        if (slice_.hasExpired(sliceMs)) {
-            QTimer::singleShot(0, this, [this] { breath_.Wake(); });
-            co_await breath_;
-            slice_.start();
+        if (slice_.Elapsed() > slice) {
+            Delay breath(0ms); // pending events run first
+            co_await breath;
+            slice_.Restart();
             continue;
         }
         link_.RxByte = 0;
@@ -239,7 +241,7 @@ Task<void> Moni::ReadRecords()
             if (TakeByte())
                 continue;
             co_await news_;
-            slice_.start();
+            slice_.Restart();
         }
         if (MonitorRunning_)
             co_await ReadRecord();
@@ -259,7 +261,7 @@ Task<void> Moni::ReadRecord()
     while (!decoder.Complete()) {
         while (!TakeByte()) {
             co_await news_;
-            slice_.start();
+            slice_.Restart();
             if (cuts != cuts_) {
                 rules_ = before;
                 co_return;
@@ -275,8 +277,8 @@ Task<void> Moni::ReadRecord()
     }
     log_->WriteLine(line);
     rules_.EndRecord();
-    if (!stateTimer_.isActive())
-        stateTimer_.start();
+    if (!stateTimer_.IsSet())
+        stateTimer_.Start(statePeriod);
 }
 
 /// Takes a byte of the stream into RxByte if one waits for us.

@@ -7,7 +7,6 @@
 #include "link/codebas.h"
 #include "monitorlog.h"
 
-#include <QElapsedTimer>
 
 #include <memory>
 #include <optional>
@@ -53,8 +52,9 @@ private:
     void CbArret_Click();
     void CbQuit_Click();
 
-    void SwitchToStream();
+    Task<void> SwitchToStream();
     Task<void> HoldLine();
+    Task<void> Reopen();
     void PortCut();
     void PortBack();
     void Received();
@@ -78,11 +78,10 @@ private:
     QString logPath_;
 
     Flag news_;        ///< woken when bytes arrive, the line is ours or lost, or the run is stopped
-    Flag breath_;      ///< woken when pending events have run
     Flag lineGone_;    ///< set when somebody else has closed the port
     Flag readingOver_; ///< woken when the record in hand of a stopped run is over
-    QElapsedTimer slice_;
-    QTimer stateTimer_;
+    Stopwatch slice_;
+    Alarm stateTimer_{[this] { ShowState(); }};
     std::function<bool()> mayTakeLine_;
     bool activationDue_ = false; ///< the port was lost when the window became active
     bool switching_ = false;     ///< it is us who close the port

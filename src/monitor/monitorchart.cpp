@@ -27,9 +27,6 @@ QCPRange WithMargin(const QCPRange &extremes)
 
 MonitorChart::MonitorChart(QWidget *parent) : QCustomPlot(parent)
 {
-    redraw_.setSingleShot(true);
-    redraw_.setTimerType(Qt::PreciseTimer);
-    connect(&redraw_, &QTimer::timeout, this, &MonitorChart::Redraw);
     MakeFrame();
     MakeCursor();
     FitAxes();
@@ -158,10 +155,10 @@ void MonitorChart::ShowAll()
 
 void MonitorChart::ScheduleRedraw()
 {
-    if (redraw_.isActive())
+    if (redraw_.IsSet())
         return;
-    const qint64 since = lastRedraw_.isValid() ? lastRedraw_.elapsed() : redrawMs;
-    redraw_.start(static_cast<int>(std::max<qint64>(0, redrawMs - since)));
+    const Clock::Duration since = lastRedraw_ ? lastRedraw_->Elapsed() : redrawPeriod;
+    redraw_.Start(std::max(0us, redrawPeriod - since));
 }
 
 void MonitorChart::Redraw()
@@ -171,7 +168,7 @@ void MonitorChart::Redraw()
     if (cursorText_->visible())
         ShowCursor(cursorAt_); // another row may be there now
     replot(rpQueuedRefresh);
-    lastRedraw_.start();
+    lastRedraw_.emplace();
 }
 
 void MonitorChart::FitAxes()

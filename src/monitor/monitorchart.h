@@ -1,12 +1,11 @@
 #pragma once
 
 #include "chartrules.h"
+#include "base/clock.h"
 #include "customplot.h"
 
-#include <QElapsedTimer>
-#include <QTimer>
-
 #include <array>
+#include <optional>
 
 class SeriesGraph;
 
@@ -38,7 +37,7 @@ public:
     void ShowAll();
 
     /// Milliseconds from one drawing to the next, at least.
-    static constexpr int redrawMs = 40;
+    static constexpr auto redrawPeriod = 40ms;
 
 private:
     void MakeFrame();
@@ -54,8 +53,8 @@ private:
     QCPItemStraightLine *cursorLine_;
     QCPItemText *cursorText_;
     QPointF cursorAt_;
-    QTimer redraw_;
-    QElapsedTimer lastRedraw_;
+    Alarm redraw_{[this] { Redraw(); }};
+    std::optional<Stopwatch> lastRedraw_; ///< since it
     bool followed_ = true; ///< the user has not chosen a view
     bool fitting_ = false;
 };

@@ -1,12 +1,13 @@
 #include "monitorlog.h"
 
+#include "base/clock.h"
 #include "base/number.h"
 #include "runs/runlog.h"
 
 #include <QDir>
 
 MonitorLog::MonitorLog(const QString &folder)
-    : file_(QDir(folder).filePath(RunLog::Name(prefix, QDateTime::currentDateTime())))
+    : file_(QDir(folder).filePath(RunLog::Name(prefix, Clock::Current().LocalTime())))
 {
     file_.WriteLine(header);
 }

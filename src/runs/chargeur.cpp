@@ -1,7 +1,7 @@
 #include "chargeur.h"
 
 #include "base/number.h"
-#include "measurement.h"
+#include "link/measurement.h"
 
 using namespace measurement;
 
@@ -21,7 +21,12 @@ Chargeur::Chargeur(Codebas &link)
                   {command::CutCharge, 1},
                   {command::DischargeSetting, startDischargeSetting}},
                  {{command::CutPower, 0}, {command::CutCharge, 0}},
-                 {{command::CutCharge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}}},
+                 {{command::CutCharge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
+                 // The battery is measured over the discharge path, in a step that may be stopped right then.
+                 {{command::CutCharge, 0},
+                  {command::CutPower, 0},
+                  {command::GroundBattery, 1},
+                  {command::CutDischarge, 0}}},
                 settleMs)
 {
     ui_.setupUi(this);
@@ -30,12 +35,12 @@ Chargeur::Chargeur(Codebas &link)
     ui_.Check1->setAttribute(Qt::WA_TransparentForMouseEvents); // an indicator
     RememberDesign();
     OnClick(ui_.CBstart, &Chargeur::CBstart_Click);
-    OnClick(ui_.CBStop, &Chargeur::CBStop_Click);
+    OnClick(ui_.CBStop, &Chargeur::Stop_Click);
     connect(ui_.CQuitter, &QPushButton::clicked, this, &Chargeur::CQuitter_Click);
     connect(ui_.Slider1, &QSlider::valueChanged, this, [this](int value) { Start(Slider1_Change(value)); });
     connect(ui_.Slider2, &QSlider::valueChanged, this, [this](int value) { Start(Slider2_Change(value)); });
     connect(ui_.Slider3, &QSlider::valueChanged, this, [this](int value) { Start(Slider3_Change(value)); });
-    connect(&timerch2_, &QTimer::timeout, this, [this] { settleDone_.Set(); });
+    connect(&timerch2_, &Timer::Tick, this, [this] { settleDone_.Set(); });
 }
 
 void Chargeur::Load()
@@ -46,12 +51,13 @@ void Chargeur::Load()
         slider->setMinimum(0);
     }
     settleDone_.Clear();
+    StopMode_ = true;
     RunWindow::Load();
 }
 
-void Chargeur::Leave(State state)
+void Chargeur::Leave(bool running)
 {
-    if (state == State::Running)
+    if (running)
         Q_EMIT LeftCharging();
 }
 
@@ -63,7 +69,15 @@ Task<void> Chargeur::CBstart_Click()
         charge->Rise = former->Rise;
     charge->Rise.Restart();
     ShowIndicator(charge->Rise.Indicator());
+    if (!link_.Streaming)
+        StopMode_ = false;
     co_await StartRun(charge);
+}
+
+Task<void> Chargeur::Stop_Click()
+{
+    StopMode_ = true;
+    return CBStop_Click();
 }
 
 // ---- settings
@@ -90,7 +104,7 @@ void Chargeur::ResetPeak()
 
 Task<void> Chargeur::Slider2_Change(int value)
 {
-    if (!StopMode())
+    if (!StopMode_)
         co_return;
     const int move = ++sliderMoves_[1];
     const Wanted wanted = [this, move] { return move == sliderMoves_[1]; };
@@ -103,7 +117,7 @@ Task<void> Chargeur::Slider2_Change(int value)
 
 Task<void> Chargeur::Slider3_Change(int value)
 {
-    if (!StopMode())
+    if (!StopMode_)
         co_return;
     const int move = ++sliderMoves_[2];
     const Wanted wanted = [this, move] { return move == sliderMoves_[2]; };
@@ -115,7 +129,7 @@ Task<void> Chargeur::Slider3_Change(int value)
 /// Reads the delta channel with the battery grounded, so that the trims can be set before a run.
 Task<void> Chargeur::StopModeStep()
 {
-    const Wanted wanted = [this] { return StopMode(); };
+    const Wanted wanted = [this] { return StopMode_; };
     co_await WriteRegister(link_, command::GroundBattery, 1, wanted);
     if (!wanted())
         co_return; // a run has started: the line is its own
@@ -148,7 +162,7 @@ Task<bool> Chargeur::Step(RunPtr run)
     ui_.Label21->setText(number::Str(charge.deltaCount));
     const bool full = charge.Peak.Add(charge.deltaCount);
     ui_.Label22->setText(number::Str(charge.Peak.Highest()));
-    if (full && charge.state == State::Running)
+    if (full && charge.phase == Phase::Running)
         ui_.Label18->setText(QStringLiteral("Charge Terminée"));
 
     co_await WriteOf(run, command::GroundBattery, 0);
@@ -167,7 +181,7 @@ Task<void> Chargeur::MeasureBattery(RunPtr run, int restMode)
         co_await WriteOf(run, command::CutDischarge, 1);
         settleDone_.Clear();
     }
-    if (run->state == State::Running) { // stopped or left: there is nothing to wait for
+    if (run->phase == Phase::Running) { // stopped or left: there is nothing to wait for
         timerch2_.SetInterval(settleMs);
         timerch2_.SetEnabled(true);
         co_await settleDone_; // in the other modes it is set since the first step, and there is no pause

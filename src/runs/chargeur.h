@@ -22,7 +22,7 @@ protected:
     Task<bool> Step(RunPtr run) override;
     void WriteRecord(Run &run) override;
     void EndPause() override { settleDone_.Set(); }
-    void Leave(State state) override;
+    void Leave(bool running) override;
 
 private:
     struct Charge : Run
@@ -35,9 +35,9 @@ private:
 
     /// The charge that is on screen; null before the first one.
     Charge *Current() const { return dynamic_cast<Charge *>(run_.get()); }
-    bool StopMode() const { return run_->state == State::Ready || run_->state == State::Stopped; }
 
     Task<void> CBstart_Click();
+    Task<void> Stop_Click();
     Task<void> Slider1_Change(int value);
     Task<void> Slider2_Change(int value);
     Task<void> Slider3_Change(int value);
@@ -50,5 +50,6 @@ private:
 
     Ui::Chargeur ui_;
     Flag settleDone_;
+    bool StopMode_ = true; ///< from an opening or "Arret" to the next start: the trims may be moved
     int sliderMoves_[3] = {};
 };

@@ -1,7 +1,7 @@
 #include "dechargeur.h"
 
 #include "base/number.h"
-#include "measurement.h"
+#include "link/measurement.h"
 
 using namespace measurement;
 
@@ -17,7 +17,8 @@ Dechargeur::Dechargeur(Codebas &link)
            QStringLiteral("DECHARGE"),
            {{command::CutCharge, 0}, {command::CutPower, 0}, {command::CutDischarge, 1}, {command::GroundBattery, 1}},
            {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
-           {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}}},
+           {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
+           {{command::CutDischarge, 0}}},
           pauseMs)
 {
     ui_.setupUi(this);
@@ -50,22 +51,10 @@ Task<void> Dechargeur::CBstart_Click()
     co_await StartRun(discharge);
 }
 
-void Dechargeur::Leave(State)
+/// The acknowledgement is not waited for: the user is gone.
+void Dechargeur::Leave(bool)
 {
-    Start(SendEnd());
-}
-
-/// Ends the discharge without taking the board's acknowledgement: the next reply's wait for its escape byte skips it.
-Task<void> Dechargeur::SendEnd()
-{
-    const Line::Turn turn = co_await link_.line.Begin();
-    SendRegister(link_, command::CutDischarge, 0);
-}
-
-/// The step that was under way has switched the discharge on again.
-Task<void> Dechargeur::AfterLeaving(RunPtr run)
-{
-    co_await WriteOf(run, command::CutDischarge, 0);
+    link_.outputs.EndNow(Switched(), {{command::CutDischarge, 0}});
 }
 
 Task<void> Dechargeur::Slider1_Change(int value)
@@ -105,7 +94,7 @@ Task<bool> Dechargeur::Step(RunPtr run)
     ui_.Label26->setText(number::Str(discharge.voltsPerCell));
     co_await WriteOf(run, command::CutDischarge, 1);
     const bool atLimit = AtLimit(discharge.voltsPerCell);
-    if (atLimit && run->state == State::Running)
+    if (atLimit && run->phase == Phase::Running)
         ui_.Label18->setText(QStringLiteral("Limite Dech."));
     co_return atLimit;
 }

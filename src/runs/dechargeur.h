@@ -18,8 +18,7 @@ protected:
     void Load() override;
     Task<bool> Step(RunPtr run) override;
     void WriteRecord(Run &run) override;
-    void Leave(State state) override;
-    Task<void> AfterLeaving(RunPtr run) override;
+    void Leave(bool running) override;
 
 private:
     struct Discharge : Run
@@ -30,7 +29,6 @@ private:
 
     Task<void> CBstart_Click();
     Task<void> Slider1_Change(int value);
-    Task<void> SendEnd();
 
     Ui::Dechargeur ui_;
     int sliderMoves_ = 0;

@@ -1,5 +1,6 @@
 #include "runlog.h"
 
+#include "base/clock.h"
 #include "base/number.h"
 
 #include <QLocale>
@@ -9,7 +10,7 @@ QString RunLog::Name(const QString &prefix, const QDateTime &now)
     return QLocale::c().toString(now, QStringLiteral("'%1_D'MM_dd_yy'T'HH_mm'.txt'").arg(prefix));
 }
 
-RunLog::RunLog(const QString &prefix, const QString &header) : file_(Name(prefix, QDateTime::currentDateTime()))
+RunLog::RunLog(const QString &prefix, const QString &header) : file_(Name(prefix, Clock::Current().LocalTime()))
 {
     file_.WriteLine(header);
     file_.WriteLine(QString());

@@ -2,8 +2,8 @@
 
 #include "base/messages.h"
 #include "base/number.h"
-#include "insistence.h"
-#include "measurement.h"
+#include "link/measurement.h"
+#include "unconfirmed.h"
 
 #include <QCloseEvent>
 
@@ -19,18 +19,26 @@ RunWindow::RunWindow(const QString &name, Codebas &link, Kind kind, int pauseMs)
     , timerchargeur_(QStringLiteral("Timerchargeur"), stepMs, this)
     , timerch2_(QStringLiteral("Timerch2"), pauseMs, this)
     , kind_(std::move(kind))
-    , watchdog_(link)
+    , watch_(link, [this] { Overdue(); })
 {
-    connect(&timerchargeur_, &QTimer::timeout, this, [this] { Start(Timerchargeur_Timer()); });
+    connect(&timerchargeur_, &Timer::Tick, this, [this] {
+        timerchargeur_.SetEnabled(false);
+        tick_.Wake();
+    });
+}
+
+void RunWindow::SetPanel(const Panel &panel)
+{
+    panel_ = panel;
+    ShowUnconfirmed(link_.outputs, panel_.state);
 }
 
 void RunWindow::Load()
 {
     StopTimers();
-    if (const RunPtr older = std::exchange(left_, run_))
-        older->state = State::Superseded;
-    run_ = std::make_shared<Run>();
+    run_ = nullptr;
     read_ = {};
+    portClosedSaid_ = false;
     panel_.state->setText(QStringLiteral("Prêt"));
 }
 
@@ -38,17 +46,41 @@ void RunWindow::StopTimers()
 {
     timerchargeur_.SetEnabled(false);
     timerch2_.SetEnabled(false);
-    watchdog_.Rest();
+    watch_.Rest();
+}
+
+const Outputs::RunPtr &RunWindow::Switched()
+{
+    if (!switched_)
+        switched_ = link_.outputs.Begin(kind_.off);
+    return switched_;
+}
+
+/// The run that is on goes no further than the step in hand.
+void RunWindow::EndRun(Phase phase)
+{
+    StopTimers();
+    awake_.Release();
+    if (!Running())
+        return;
+    run_->phase = phase;
+    // Later, so that what follows gets the line before the step goes on.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            EndPause();
+            tick_.Wake();
+        },
+        Qt::QueuedConnection);
 }
 
 void RunWindow::closeEvent(QCloseEvent *event)
 {
-    const State state = std::exchange(run_->state, State::Left);
-    StopTimers();
-    awake_.Release();
-    run_->log.reset();
-    Leave(state);
-    EndPause();
+    const bool wasRunning = Running();
+    EndRun(Phase::Left);
+    if (run_)
+        run_->log.reset();
+    Leave(wasRunning);
     event->accept();
     Q_EMIT Returning();
 }
@@ -59,34 +91,28 @@ void RunWindow::CQuitter_Click()
     close();
 }
 
-Task<void> RunWindow::AfterLeaving(RunPtr)
-{
-    co_return;
-}
-
 void RunWindow::Failed(const Error &error)
 {
     if (dynamic_cast<const PortClosed *>(&error)) {
         Window::Failed(error);
         return;
     }
-    StopTimers();
+    EndRun(Phase::Over);
     DropHandlers();
-    if (run_->on)
+    if (Switched()->on)
         SwitchOffUnanswered();
-    run_->state = State::Stopped;
-    run_->log.reset();
+    if (run_)
+        run_->log.reset();
     centralWidget()->setEnabled(false);
     messages::ShowAndEnd(this, windowTitle(), error.Text());
 }
 
 void RunWindow::SwitchOffUnanswered()
 {
-    for (const Write &write : kind_.stop)
-        SendRegister(link_, write.reg, write.value);
+    link_.outputs.EndNow(Switched(), kind_.stop);
 }
 
-// ---- start and stop
+// ---- the run
 
 Task<void> RunWindow::StartRun(RunPtr fresh)
 {
@@ -94,176 +120,149 @@ Task<void> RunWindow::StartRun(RunPtr fresh)
         messages::Show(this, QMessageBox::Warning, windowTitle(), messages::closeTheMonitor);
         co_return;
     }
-    StopTimers();
-    const RunPtr former = std::exchange(run_, fresh);
-    former->state = State::Superseded;
-    if (left_)
-        left_->state = State::Superseded;
-    QMetaObject::invokeMethod(this, [this] { EndPause(); }, Qt::QueuedConnection); // of a step of before
-    former->log.reset();
-    fresh->state = State::Running;
-    fresh->ElapsedSeconds = former->ElapsedSeconds; // the first step integrates from here
-    fresh->on = former->on;
+    EndRun(Phase::Superseded);
+    if (const RunPtr former = std::exchange(run_, fresh)) {
+        former->phase = Phase::Superseded;
+        former->log.reset();
+        fresh->ElapsedSeconds = former->ElapsedSeconds; // the first step integrates from here
+    }
+    fresh->outputs = switched_ = link_.outputs.Begin(kind_.off, switched_);
     panel_.state->setText(kind_.runningText);
-    try {
-        co_await BeginRun(fresh);
-    } catch (const PortClosed &) {
-        fresh->state = State::Stopped;
-        fresh->log.reset();
-        panel_.state->setText(QStringLiteral("Arret"));
-        throw;
+    Task<bool> beginning = BeginRun(fresh);
+    bool over = !co_await beginning;
+    while (!over) {
+        Task<bool> tick = NextTick(fresh);
+        over = !co_await tick;
     }
 }
 
-/// What a start does on the board and the disk. The step timer runs only once all of it is done.
-Task<void> RunWindow::BeginRun(RunPtr run)
+/// What a start does on the board and the disk; true when the run is on.
+Task<bool> RunWindow::BeginRun(RunPtr run)
 {
-    const Wanted wanted = [run] { return run->state == State::Running; };
-    watchdog_.Watch();
-    run->StartSeconds = co_await ReadClock(link_);
+    const Wanted wanted = [run] { return run->phase == Phase::Running; };
+    watch_.GotOn();
+    try {
+        run->StartSeconds = co_await ReadClock(link_);
+        if (!wanted())
+            co_return false;
+        run->log.emplace(kind_.logPrefix, kind_.logHeader);
+        logPath_ = run->log->Path();
+        for (const Outputs::Write &write : kind_.start) {
+            Task<void> sending = link_.outputs.Send(run->outputs, write.reg, write.value, wanted);
+            co_await sending;
+        }
+    } catch (const PortClosed &) {
+        if (wanted()) {
+            EndRun(Phase::Over);
+            run->log.reset();
+            if (run->outputs->on)
+                SwitchOffUnanswered();
+            panel_.state->setText(QStringLiteral("Arret"));
+        }
+        throw;
+    }
     if (!wanted())
-        co_return;
-    run->log.emplace(kind_.logPrefix, kind_.logHeader);
-    logPath_ = run->log->Path();
-    run->on = true;
-    for (const Write &write : kind_.start)
-        co_await WriteRegister(link_, write.reg, write.value, wanted);
-    if (!wanted())
-        co_return;
+        co_return false;
     awake_.Hold();
     Q_EMIT Started();
+    co_return true;
+}
+
+/// Waits for the next tick and makes a step; false when the run is over.
+Task<bool> RunWindow::NextTick(RunPtr run)
+{
     timerchargeur_.SetInterval(stepMs);
     timerchargeur_.SetEnabled(true);
+    while (run->phase == Phase::Running && timerchargeur_.Enabled())
+        co_await tick_;
+    if (run->phase != Phase::Running)
+        co_return false;
+
+    bool over = false;
+    std::optional<PortClosed> closed;
+    try {
+        Task<bool> step = Step(run);
+        over = co_await step;
+    } catch (const PortClosed &error) {
+        closed = error;
+    }
+    if (closed && run->phase == Phase::Running && !portClosedSaid_)
+        Window::Failed(*closed);
+    portClosedSaid_ = closed.has_value();
+
+    if (run->phase == Phase::Running && !closed) {
+        WriteRecord(*run);
+        watch_.GotOn();
+    }
+    if (over && (run->phase == Phase::Running || run->phase == Phase::Left)) {
+        Task<void> ending = EndByRule(run);
+        co_await ending;
+        co_return false;
+    }
+    link_.outputs.StepOver(run->outputs); // for one that was ended meanwhile
+    co_return run->phase == Phase::Running;
+}
+
+Task<void> RunWindow::EndByRule(RunPtr run)
+{
+    if (run->phase == Phase::Running)
+        EndRun(Phase::Over);
+    try {
+        Task<void> ending = link_.outputs.End(run->outputs, kind_.end);
+        co_await ending;
+    } catch (const PortClosed &) {
+        // It is sent as soon as the port is open.
+    }
+    if (run->phase != Phase::Superseded)
+        Q_EMIT Ended();
 }
 
 Task<void> RunWindow::CBStop_Click()
 {
     const RunPtr run = run_;
-    const bool supervised = run->state == State::Running && (steps_ > 0 || timerchargeur_.Enabled());
-    StopTimers();
-    run->state = State::Stopped; // from here on a step under way records nothing and re-arms nothing
-    run->stopped = true;
-    run->stopBegun = false;
-    if (left_)
-        left_->stopped = true;
-    awake_.Release();
-    // Later, so that our first write gets the line before the step goes on.
-    QMetaObject::invokeMethod(this, [this] { EndPause(); }, Qt::QueuedConnection);
+    EndRun(Phase::Over);
+    std::optional<PortClosed> closed;
     try {
-        co_await WriteSurely(run, kind_.stop);
-    } catch (const PortClosed &) {
-        if (supervised && run->state == State::Stopped && !run->stopBegun) { // the board knows nothing: the run goes on
-            run->state = State::Running;
-            run->stopped = false;
-            awake_.Hold();
-            if (steps_ == 0)
-                StepAgain();
-        }
-        throw;
+        Task<void> ending = link_.outputs.End(Switched(), kind_.stop);
+        co_await ending;
+    } catch (const PortClosed &error) {
+        closed = error; // it is sent as soon as the port is open
     }
-    if (run->state != State::Stopped)
-        co_return; // started anew meanwhile, or left
-    run->on = false;
+    if (run_ == run) { // not started anew meanwhile
+        if (run)
+            run->log.reset();
+        panel_.state->setText(QStringLiteral("Arret"));
+        Q_EMIT Stopped();
+    }
+    if (closed)
+        throw *closed;
+}
+
+/// The board has not measured for so long that nobody knows what it does.
+void RunWindow::Overdue()
+{
+    if (!Running())
+        return;
+    const RunPtr run = run_;
+    EndRun(Phase::Over);
+    SwitchOffUnanswered();
     run->log.reset();
     panel_.state->setText(QStringLiteral("Arret"));
+    messages::Show(this, QMessageBox::Critical, windowTitle(),
+                   QStringLiteral("La carte n'a fourni aucune mesure depuis 15 secondes : « %1 » est arrêté.\n"
+                                  "Le programme coupe les sorties dès que la carte répond. "
+                                  "En cas de doute, débranchez la batterie.")
+                       .arg(kind_.runningText));
+    Q_EMIT ConnectionWanted();
     Q_EMIT Stopped();
-}
-
-Task<void> RunWindow::WriteOf(RunPtr run, quint8 reg, quint8 value)
-{
-    const Wanted wanted = [run] { return run->state != State::Superseded; };
-    co_await WriteRegister(link_, reg, value, wanted);
-}
-
-/// Writes that switch off: they reach the board even when it is not our turn, or when it does not answer.
-Task<void> RunWindow::WriteSurely(RunPtr run, Writes writes)
-{
-    const Wanted wanted = [run] { return run->state != State::Superseded; };
-    const auto sendAll = [this, wanted, writes] {
-        for (const Write &write : writes)
-            if (wanted())
-                SendRegister(link_, write.reg, write.value);
-    };
-    Insistence insistence(link_, sendAll);
-    const Wanted begins = [run, wanted, &insistence] {
-        run->stopBegun = true;
-        insistence.Advance();
-        return wanted();
-    };
-    for (const Write &write : writes) {
-        Task<void> exchange = WriteRegister(link_, write.reg, write.value, begins);
-        co_await exchange;
-    }
 }
 
 // ---- the step
 
-Task<void> RunWindow::Timerchargeur_Timer()
+Task<void> RunWindow::WriteOf(RunPtr run, quint8 reg, quint8 value)
 {
-    timerchargeur_.SetEnabled(false);
-    watchdog_.Watch();
-    const RunPtr run = run_;
-    bool over = false;
-    std::optional<PortClosed> closed;
-    ++steps_;
-    try {
-        over = co_await Step(run);
-    } catch (const PortClosed &error) {
-        closed = error;
-    }
-    --steps_;
-    if (closed && run->state == State::Running && !portClosedSaid_)
-        Window::Failed(*closed);
-    portClosedSaid_ = closed.has_value();
-    co_await EndStep(run, over, closed.has_value());
-}
-
-void RunWindow::StepAgain()
-{
-    watchdog_.Watch();
-    timerchargeur_.SetInterval(stepMs);
-    timerchargeur_.SetEnabled(true);
-}
-
-/// What follows a step, by what has become of its run meanwhile.
-Task<void> RunWindow::EndStep(RunPtr run, bool over, bool closed)
-{
-    if (run->state == State::Superseded)
-        co_return;
-    if (run->state == State::Running) {
-        if (!closed)
-            WriteRecord(*run);
-        if (!over) {
-            StepAgain();
-            co_return;
-        }
-        run->state = State::Ended;
-    }
-    if (closed)
-        co_return;
-    if (run->stopped) { // the step has switched on again
-        co_await WriteSurely(run, kind_.stop);
-        co_return;
-    }
-    if (over) {
-        try {
-            co_await WriteSurely(run, kind_.end);
-        } catch (const PortClosed &) {
-            if (run->state == State::Ended) { // the next step finds the end again
-                run->state = State::Running;
-                StepAgain();
-            }
-            co_return;
-        }
-        if (run->state == State::Ended || run->state == State::Left) {
-            run->on = false;
-            awake_.Release();
-            watchdog_.Rest();
-            Q_EMIT Ended();
-        }
-    }
-    if (run->state == State::Left)
-        co_await AfterLeaving(run);
+    Task<void> sending = link_.outputs.Send(run->outputs, reg, value);
+    co_await sending;
 }
 
 Task<void> RunWindow::ReadElapsed(RunPtr run)

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "awake.h"
+#include "base/flag.h"
 #include "base/timer.h"
 #include "base/window.h"
 #include "link/codebas.h"
 #include "runlog.h"
-#include "watchdog.h"
+#include "watch.h"
 
 #include <QLabel>
 
@@ -30,7 +31,7 @@ class RunWindow : public Window
 
 public:
     /// Whether a run is on whose end this program has to see.
-    bool Running() const { return run_->state == State::Running; }
+    bool Running() const { return run_ && run_->phase == Phase::Running; }
 
     /// The log of the run, the last one if it is over.
     QString LogPath() const { return logPath_; }
@@ -46,16 +47,16 @@ Q_SIGNALS:
     void Ended();
     /// "Arret" is done.
     void Stopped();
+    /// The board measures no more: the connection is wanted again, to switch off.
+    void ConnectionWanted();
 
 protected:
-    enum class State
+    enum class Phase
     {
-        Ready,
         Running,
-        Ended,
-        Stopped,
-        Left,
-        Superseded
+        Over,      ///< it has ended, by its rule, a stop or an error
+        Left,      ///< its window was closed, and what is on stays on
+        Superseded ///< another start has taken its place
     };
 
     /// One run, from a start to the next. A step keeps the run that it belongs to, so that one which outlives its run
@@ -63,25 +64,15 @@ protected:
     struct Run
     {
         virtual ~Run() = default;
-        State state = State::Ready;
+        Phase phase = Phase::Running;
         double StartSeconds = 0;
         double ElapsedSeconds = 0;
         double PrevElapsed = 0;
         double CapacityMAs = 0;
         std::optional<RunLog> log;
-        bool on = false;        ///< the board was told to begin
-        bool stopped = false;   ///< "Arret" was pressed: the outputs end as the stop's writes leave them
-        bool stopBegun = false; ///< and the first of these writes has had the line
+        Outputs::RunPtr outputs;
     };
     using RunPtr = std::shared_ptr<Run>;
-
-    /// The register writes of a window, in the order in which they are sent.
-    struct Write
-    {
-        quint8 reg;
-        quint8 value;
-    };
-    using Writes = std::vector<Write>;
 
     /// What makes a window a charge or a discharge.
     struct Kind
@@ -89,9 +80,10 @@ protected:
         QString logPrefix;
         QString logHeader;
         QString runningText;
-        Writes start;
-        Writes end;  ///< after the step in which the rule of the end was met
-        Writes stop; ///< "Arret"
+        Outputs::Writes start;
+        Outputs::Writes end;  ///< after the step in which the rule of the end was met
+        Outputs::Writes stop; ///< "Arret"
+        Outputs::Writes off;  ///< all that a run may switch on is off with these
     };
 
     /// The labels of the frames that both windows have.
@@ -121,13 +113,14 @@ protected:
     RunWindow(const QString &name, Codebas &link, Kind kind, int pauseMs);
 
     /// To be called once the controls are made.
-    void SetPanel(const Panel &panel) { panel_ = panel; }
+    void SetPanel(const Panel &panel);
 
     void Load() override;
     void Failed(const Error &error) override;
     void closeEvent(QCloseEvent *event) override;
 
-    /// A new run: `fresh` takes the place of the one before, whose elapsed time it goes on from.
+    /// A new run, from its start to its end: `fresh` takes the place of the one before, whose elapsed time it goes on
+    /// from.
     Task<void> StartRun(RunPtr fresh);
     /// Switches off by "Arret". It reaches the board at once, or after the line's patience when somebody keeps the
     /// line.
@@ -140,12 +133,10 @@ protected:
     virtual void WriteRecord(Run &run) = 0;
     /// The run was stopped or left: a pause within a step ends.
     virtual void EndPause() {}
-    /// The window was closed in `state`.
-    virtual void Leave(State state) = 0;
-    /// A step that was under way when the window was closed is over.
-    virtual Task<void> AfterLeaving(RunPtr run);
+    /// The window was closed; `running` says whether the run was on until now.
+    virtual void Leave(bool running) = 0;
 
-    /// A write of a step: void once another run has started.
+    /// A write of a step: void once it would undo the end of its run, or another run has started.
     Task<void> WriteOf(RunPtr run, quint8 reg, quint8 value);
     /// Reads the clock and shows how long the run has lasted.
     Task<void> ReadElapsed(RunPtr run);
@@ -155,26 +146,30 @@ protected:
     void AddCapacity(Run &run);
     double MilliampereHours(const Run &run) const;
 
+    /// What this window has switched on last, and which may be on still, whatever has become of the run; made when it is
+    /// first asked for.
+    const Outputs::RunPtr &Switched();
+
     Codebas &link_;
     Timer timerchargeur_;
     Timer timerch2_;
     Panel panel_{};
-    RunPtr run_ = std::make_shared<Run>();
+    RunPtr run_; ///< null from an opening to the first start
     Readings read_;
 
 private:
-    Task<void> BeginRun(RunPtr run);
-    Task<void> Timerchargeur_Timer();
-    Task<void> WriteSurely(RunPtr run, Writes writes);
-    Task<void> EndStep(RunPtr run, bool over, bool closed);
+    Task<bool> BeginRun(RunPtr run);
+    Task<bool> NextTick(RunPtr run);
+    Task<void> EndByRule(RunPtr run);
+    void EndRun(Phase phase);
     void StopTimers();
-    void StepAgain();
+    void Overdue();
 
     const Kind kind_;
     QString logPath_;
-    RunPtr left_;   ///< the run of the opening before, which a step may still belong to
-    int steps_ = 0; ///< that are under way
+    Outputs::RunPtr switched_;
+    Flag tick_;
     bool portClosedSaid_ = false;
     Awake awake_;
-    Watchdog watchdog_;
+    Watch watch_;
 };

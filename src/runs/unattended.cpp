@@ -1,7 +1,7 @@
 #include "unattended.h"
 
 #include "base/messages.h"
-#include "measurement.h"
+#include "link/measurement.h"
 
 #include <QCoreApplication>
 #include <QLineEdit>
@@ -14,16 +14,16 @@
 
 namespace {
 constexpr int bySignal = 128;  // as a shell reports a program that a signal ended: this and its number
-constexpr int answerMs = 2000; // how long the board may take to answer "Arret"
+constexpr auto answer = 2s;     // how long the board may take to answer "Arret"
 } // namespace
 
-Unattended::Unattended(Window &window) : window_(window)
-{
-    connect(&interrupt_, &Interrupt::Received, this, &Unattended::Interrupted);
-    connect(&giveUp_, &QTimer::timeout, this, [this] {
+Unattended::Unattended(Window &window)
+    : window_(window), giveUp_([this] {
         SwitchOffUnanswered();
         QCoreApplication::exit(status_);
-    });
+    })
+{
+    connect(&interrupt_, &Interrupt::Received, this, &Unattended::Interrupted);
 }
 
 void Unattended::SetText(const QString &box, const QString &text)
@@ -57,7 +57,7 @@ void Unattended::PressStart()
 
 void Unattended::Stopped()
 {
-    if (giveUp_.isActive())
+    if (giveUp_.IsSet())
         QCoreApplication::exit(status_);
 }
 
@@ -82,9 +82,9 @@ QString Unattended::TimeText(double seconds)
 /// The first signal presses "Arret". Another one does not wait for the board's answers.
 void Unattended::Interrupted(int signal)
 {
-    if (started_ && !giveUp_.isActive()) {
+    if (started_ && !giveUp_.IsSet()) {
         status_ = bySignal + signal;
-        giveUp_.start(answerMs);
+        giveUp_.Start(answer);
         window_.findChild<QPushButton *>(QStringLiteral("CBStop"))->click();
         return;
     }

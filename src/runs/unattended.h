@@ -1,9 +1,9 @@
 #pragma once
 
+#include "base/clock.h"
 #include "base/interrupt.h"
 #include "base/window.h"
 
-#include <QTimer>
 
 /// "--run": works a window's controls as a user would, prints the progress on standard output and ends the program:
 /// status 0 when the run has ended by its rule, 130 after an interrupt, which presses "Arret" first.
@@ -51,7 +51,7 @@ private:
 
     Window &window_;
     Interrupt interrupt_;
-    QTimer giveUp_;
+    Alarm giveUp_;
     int status_ = 0; ///< with which an interrupted program ends
     bool started_ = false;
 };

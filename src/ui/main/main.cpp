@@ -2,16 +2,20 @@
 
 #include "base/messages.h"
 #include "link/command.h"
+#include "runs/unconfirmed.h"
 
 #include <QCloseEvent>
 #include <QLabel>
 #include <QScreen>
 
-Main::Main()
-    : com_(this)
+#include <optional>
+
+Main::Main(std::unique_ptr<Port> port)
+    : com_(std::move(port), this)
     , timer1_(QStringLiteral("Timer1"), 200, this)
     , timer2_(QStringLiteral("Timer2"), 20, this)
     , link_(com_, timer1_, timer2_)
+    , moving_([this](std::exception_ptr thrown) { Failed(thrown); })
     , connecting_([this](std::exception_ptr thrown) { Failed(thrown); })
     , chargeur_(link_)
     , dechargeur_(link_)
@@ -27,19 +31,19 @@ Main::Main()
     unwatched_->hide();
     ui_.statusbar->addPermanentWidget(unwatched_, 1); // a passing word, as menus have them, does not hide it
 
-    connect(&link_, &Codebas::Display, ui_.TXT_Display, &QPlainTextEdit::setPlainText);
-    connect(&link_, &Codebas::LoadStarted, this, [this](const QString &caption, int maximum) {
+    connect(&link_.handshake, &Handshake::Display, ui_.TXT_Display, &QPlainTextEdit::setPlainText);
+    connect(&link_.handshake, &Handshake::LoadStarted, this, [this](const QString &caption, int maximum) {
         ui_.Prbar->setMaximum(maximum);
         ui_.Lbinfo->setText(caption);
         ui_.FRtemp->show();
         ui_.Prbar->show();
     });
-    connect(&link_, &Codebas::LoadProgress, ui_.Prbar, &QProgressBar::setValue);
-    connect(&link_, &Codebas::LoadEnded, this, [this] {
+    connect(&link_.handshake, &Handshake::LoadProgress, ui_.Prbar, &QProgressBar::setValue);
+    connect(&link_.handshake, &Handshake::LoadEnded, this, [this] {
         ui_.FRtemp->hide();
         ui_.Prbar->hide();
     });
-    connect(&link_, &Codebas::Connected, this, [this] {
+    connect(&link_.handshake, &Handshake::Connected, this, [this] {
         if (!std::exchange(connectsAfterLeaving_, false))
             unwatched_->hide();
     });
@@ -80,7 +84,10 @@ Main::Main()
         connect(window, &RunWindow::Started, this, [this] { unwatched_->hide(); });
         connect(window, &RunWindow::Stopped, this, [this] { unwatched_->hide(); });
         connect(window, &RunWindow::Ended, this, [this] { unwatched_->hide(); });
+        connect(window, &RunWindow::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
     }
+    connect(&capacity_, &MesCapa::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
+    ShowUnconfirmed(link_.outputs, ui_.Info2);
     connect(&chargeur_, &Chargeur::LeftCharging, this, [this] {
         unwatched_->show();
         connectsAfterLeaving_ = link_.ReconnectOnActivate == 1; // coming back here does that, and says nothing new
@@ -96,12 +103,13 @@ Main::Main()
 
 Main::~Main()
 {
+    moving_.Drop();
     connecting_.Drop(); // what it tells while it ends is still understood here
 }
 
 void Main::Load()
 {
-    link_.ClosePort();
+    com_.SetPortOpen(false);
     ui_.FRtemp->hide();
     link_.InitSerialPort();
     link_.LinkDropped = false;
@@ -118,25 +126,45 @@ void Main::Form_Activate()
 {
     if (com_.Lost())
         return; // the user was told, and the port comes back by itself
-    link_.ClosePort();
+    moving_.Drop();
+    moving_.Start(Activate());
+}
+
+Task<void> Main::Activate()
+{
+    Task<void> closing = link_.ClosePort();
+    co_await closing;
     if (link_.ReconnectOnActivate == 1) {
         Connect();
-        return;
+        co_return;
     }
     connectsAfterLeaving_ = false;
-    try {
-        link_.InitSerialPort();
-        link_.LinkDropped = false;
-        link_.OpenPort();
-    } catch (...) {
-        Failed(std::current_exception());
-    }
+    link_.InitSerialPort();
+    link_.LinkDropped = false;
+    link_.OpenPort();
 }
 
 void Main::Connect()
 {
     connecting_.Drop();
-    connecting_.Start(link_.ConnectBoard());
+    connecting_.Start(link_.handshake.ConnectBoard());
+}
+
+/// A run has lost sight of the board: only a new session can tell it to switch off. Not against the user, who may have
+/// disconnected it; a device that was lost is open again by itself.
+void Main::ConnectForSwitchingOff()
+{
+    if (link_.LinkDropped || com_.Lost())
+        return;
+    moving_.Drop();
+    moving_.Start(ConnectAgain());
+}
+
+Task<void> Main::ConnectAgain()
+{
+    Task<void> closing = link_.ClosePort();
+    co_await closing;
+    Connect();
 }
 
 /// A greeting whose timers are stopped or whose port is taken would hold the line for ever.
@@ -149,14 +177,20 @@ void Main::EndGreeting()
 void Main::Cb_Reconnect_Click()
 {
     connectsAfterLeaving_ = false;
-    link_.ClosePort();
+    moving_.Drop();
     connecting_.Drop();
     connecting_.Start(Reconnect());
 }
 
+/// A device that was lost is only asked for once more: whatever comes of that, it is still looked for.
 Task<void> Main::Reconnect()
 {
-    co_await link_.ConnectBoard();
+    if (!com_.Lost()) {
+        Task<void> closing = link_.ClosePort();
+        co_await closing;
+    }
+    Task<void> connecting = link_.handshake.ConnectBoard();
+    co_await connecting;
     link_.LinkDropped = false;
     link_.ReconnectOnActivate = 0;
 }
@@ -165,17 +199,29 @@ void Main::CD_DECONNECT_Click()
 {
     connecting_.Drop();
     timer1_.SetEnabled(false);
+    moving_.Drop();
+    moving_.Start(Disconnect());
+}
+
+Task<void> Main::Disconnect()
+{
+    std::optional<PortError> refused;
     try {
         link_.OpenPort();
+        Task<void> settled = link_.outputs.Settled(); // a board that was told to end the session does not hear
+        co_await settled;
         link_.SendByte(27);
         link_.SendByte(command::EndSession);
-    } catch (...) {
-        Failed(std::current_exception());
+    } catch (const PortError &error) {
+        refused = error;
     }
-    link_.ClosePort();
+    Task<void> closing = link_.ClosePort();
+    co_await closing;
     ui_.TXT_Display->setPlainText(QStringLiteral("Déconnecté"));
     link_.ReconnectOnActivate = 1;
     link_.LinkDropped = true;
+    if (refused)
+        throw *refused;
 }
 
 void Main::Mnuquitter_Click()

@@ -16,17 +16,20 @@
 #include <QLabel>
 #include <QMainWindow>
 
+#include <memory>
+
 /// The start window and hub: owns the serial port and the link, shows the connection, opens the mode windows.
 class Main : public QMainWindow
 {
     Q_OBJECT
 
 public:
-    Main();
+    /// `port` is the device that the serial control drives.
+    explicit Main(std::unique_ptr<Port> port);
     ~Main() override;
 
     Codebas &Link() { return link_; }
-    Com &Port() { return com_; }
+    Com &SerialPort() { return com_; }
     Chargeur &ChargeWindow() { return chargeur_; }
     Dechargeur &DischargeWindow() { return dechargeur_; }
     MesCapa &CapacityWindow() { return capacity_; }
@@ -54,9 +57,13 @@ protected:
 private:
     void Form_Activate();
     void ShowAgain();
+    Task<void> Activate();
     void Connect();
+    void ConnectForSwitchingOff();
     void EndGreeting();
     Task<void> Reconnect();
+    Task<void> ConnectAgain();
+    Task<void> Disconnect();
     void Cb_Reconnect_Click();
     void CD_DECONNECT_Click();
     void CbMoni_Click();
@@ -69,15 +76,16 @@ private:
     Timer timer1_;
     Timer timer2_;
     Codebas link_;
-    Handlers connecting_;
+    Handlers moving_;     ///< opens and closes the port
+    Handlers connecting_; ///< greets
     QLabel *unwatched_ = new QLabel(QStringLiteral("Attention : la carte charge sans surveillance"), this);
     bool connectsAfterLeaving_ = false;
     Activation activation_{this};
-    Chargeur chargeur_;
-    Dechargeur dechargeur_;
-    MesCapa capacity_;
-    Moni monitor_;
-    Reglage calibration_;
-    Micro tools_;
-    FEtat dashboard_;
+    Kept<Chargeur> chargeur_;
+    Kept<Dechargeur> dechargeur_;
+    Kept<MesCapa> capacity_;
+    Kept<Moni> monitor_;
+    Kept<Reglage> calibration_;
+    Kept<Micro> tools_;
+    Kept<FEtat> dashboard_;
 };

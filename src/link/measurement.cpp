@@ -44,14 +44,6 @@ Task<void> WriteRegister(Codebas &link, quint8 reg, quint8 value, Wanted wanted)
     co_await exchange;
 }
 
-void SendRegister(Codebas &link, quint8 reg, quint8 value)
-{
-    if (!link.com.PortOpen())
-        return;
-    link.com.Output(Request(reg, value));
-    link.com.Flush();
-}
-
 int Word(const std::array<quint8, 257> &image, size_t i)
 {
     return image[i] * 256 + image[i + 1];

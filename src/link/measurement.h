@@ -1,8 +1,7 @@
 #pragma once
 
-#include "base/task.h"
-#include "link/codebas.h"
-#include "link/command.h"
+#include "codebas.h"
+#include "command.h"
 
 /// The exchanges with which the windows measure and switch, and the conversions from converter counts ("CAD") to units
 /// with the calibration words of the EEPROM images.
@@ -17,9 +16,6 @@ Task<int> ReadClock(Codebas &link);
 
 /// Writes a register and takes the board's acknowledgement; `wanted` may still call it off when the line is ours.
 Task<void> WriteRegister(Codebas &link, quint8 reg, quint8 value, Wanted wanted = {});
-
-/// Sends a register write without waiting for anything; nothing happens while the port is closed.
-void SendRegister(Codebas &link, quint8 reg, quint8 value);
 
 /// The signed 16-bit number that two received bytes make; throws Overflow for a high byte of 128 or more.
 int Count(quint8 high, quint8 low, quint8 channel);

@@ -1,0 +1,29 @@
+#include "watch.h"
+
+namespace {
+constexpr auto silence = 10s;
+constexpr auto stuck = 15s;
+} // namespace
+
+Watch::Watch(Codebas &link, std::function<void()> alarm) : link_(link), stuck_(std::move(alarm))
+{
+}
+
+void Watch::GotOn()
+{
+    silent_.Start(silence);
+    stuck_.Start(stuck);
+}
+
+void Watch::Rest()
+{
+    silent_.Stop();
+    stuck_.Stop();
+}
+
+void Watch::LookForSilence()
+{
+    silent_.Start(silence);
+    if (link_.line.Silence() >= silence / 2 && !link_.line.IsUndisturbed()) // or else somebody is being served
+        link_.line.AskAgain();
+}

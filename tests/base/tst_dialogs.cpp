@@ -1,6 +1,7 @@
 #include "base/dialogs.h"
 #include "support/boxes.h"
 #include "support/coroutines.h"
+#include "support/suite.h"
 
 #include <QLineEdit>
 #include <QPushButton>
@@ -209,5 +210,5 @@ private:
     QWidget over_;
 };
 
-QTEST_MAIN(TestDialogs)
+REGISTER_TEST(TestDialogs)
 #include "tst_dialogs.moc"

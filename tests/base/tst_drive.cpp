@@ -1,5 +1,6 @@
 #include "base/drive.h"
 #include "base/errors.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -51,5 +52,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestDrive)
+REGISTER_TEST(TestDrive)
 #include "tst_drive.moc"

@@ -1,5 +1,6 @@
 #include "base/flag.h"
 #include "support/coroutines.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -142,5 +143,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestFlag)
+REGISTER_TEST(TestFlag)
 #include "tst_flag.moc"

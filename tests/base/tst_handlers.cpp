@@ -2,6 +2,7 @@
 #include "base/flag.h"
 #include "base/handlers.h"
 #include "support/coroutines.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -166,5 +167,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestHandlers)
+REGISTER_TEST(TestHandlers)
 #include "tst_handlers.moc"

@@ -1,5 +1,6 @@
 #include "base/messages.h"
 #include "support/boxes.h"
+#include "support/suite.h"
 
 #include <QPointer>
 #include <QTemporaryFile>
@@ -97,5 +98,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestMessages)
+REGISTER_TEST(TestMessages)
 #include "tst_messages.moc"

@@ -1,5 +1,6 @@
 #include "base/errors.h"
 #include "base/number.h"
+#include "support/suite.h"
 
 #include <QLocale>
 #include <QtTest>
@@ -102,5 +103,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestNumber)
+REGISTER_TEST(TestNumber)
 #include "tst_number.moc"

@@ -2,6 +2,7 @@
 #include "base/flag.h"
 #include "base/task.h"
 #include "support/coroutines.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -209,5 +210,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestTask)
+REGISTER_TEST(TestTask)
 #include "tst_task.moc"

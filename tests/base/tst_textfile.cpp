@@ -1,5 +1,6 @@
 #include "base/errors.h"
 #include "base/textfile.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -69,5 +70,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestTextFile)
+REGISTER_TEST(TestTextFile)
 #include "tst_textfile.moc"

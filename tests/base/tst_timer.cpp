@@ -1,4 +1,5 @@
 #include "base/timer.h"
+#include "support/suite.h"
 
 #include <QSignalSpy>
 #include <QtTest>
@@ -73,5 +74,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestTimer)
+REGISTER_TEST(TestTimer)
 #include "tst_timer.moc"

@@ -1,5 +1,6 @@
 #include "base/errors.h"
 #include "base/wholefile.h"
+#include "support/suite.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -63,5 +64,5 @@ private:
     QTemporaryDir folder_;
 };
 
-QTEST_GUILESS_MAIN(TestWholeFile)
+REGISTER_TEST(TestWholeFile)
 #include "tst_wholefile.moc"

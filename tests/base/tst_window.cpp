@@ -1,6 +1,7 @@
 #include "base/flag.h"
 #include "base/window.h"
 #include "support/boxes.h"
+#include "support/suite.h"
 
 #include <QCheckBox>
 #include <QLabel>
@@ -181,5 +182,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestWindow)
+REGISTER_TEST(TestWindow)
 #include "tst_window.moc"

@@ -1,4 +1,5 @@
 #include "device.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -200,5 +201,5 @@ void TestBoardBattery::RecoversAfterADischarge()
     QCOMPARE_GT(cell.Volts(0), tired + 0.01);
 }
 
-QTEST_APPLESS_MAIN(TestBoardBattery)
+REGISTER_TEST(TestBoardBattery)
 #include "test_board_battery.moc"

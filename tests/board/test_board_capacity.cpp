@@ -1,4 +1,5 @@
 #include "capacity_window.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -143,5 +144,5 @@ void TestBoardCapacity::FindsItsPlaceInADeeplyDrainedPack()
     QCOMPARE_GT(pc.Pack().StateOfCharge(), 0.985);
 }
 
-QTEST_APPLESS_MAIN(TestBoardCapacity)
+REGISTER_TEST(TestBoardCapacity)
 #include "test_board_capacity.moc"

@@ -1,4 +1,5 @@
 #include "charge_window.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -239,5 +240,5 @@ void TestBoardCharge::LithiumTapersAndEnds()
     QCOMPARE_GT(run.fallOfTen->putIn, 0.9);
 }
 
-QTEST_APPLESS_MAIN(TestBoardCharge)
+REGISTER_TEST(TestBoardCharge)
 #include "test_board_charge.moc"

@@ -1,4 +1,5 @@
 #include "pc.h"
+#include "support/suite.h"
 
 #include "random.h"
 
@@ -574,5 +575,5 @@ void TestBoardCommands::TakesALaboratorySupply()
     QCOMPARE_LT(pc.board.Hardware().Truth().packVolts, 8.0);
 }
 
-QTEST_APPLESS_MAIN(TestBoardCommands)
+REGISTER_TEST(TestBoardCommands)
 #include "test_board_commands.moc"

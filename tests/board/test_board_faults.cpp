@@ -1,4 +1,5 @@
 #include "faults.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -169,5 +170,5 @@ void TestBoardFaults::FollowsItsSeed()
     QVERIFY(run(7) != run(8));
 }
 
-QTEST_APPLESS_MAIN(TestBoardFaults)
+REGISTER_TEST(TestBoardFaults)
 #include "test_board_faults.moc"

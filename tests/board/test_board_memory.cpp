@@ -1,4 +1,5 @@
 #include "memory_file.h"
+#include "support/suite.h"
 
 #include <QDir>
 #include <QFile>
@@ -166,5 +167,5 @@ void TestBoardMemory::IsNeverHalfWritten()
     QCOMPARE_GT(changes, 0);
 }
 
-QTEST_APPLESS_MAIN(TestBoardMemory)
+REGISTER_TEST(TestBoardMemory)
 #include "test_board_memory.moc"

@@ -1,4 +1,5 @@
 #include "options.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -132,5 +133,5 @@ void TestBoardOptions::ExplainsEveryOption()
         QVERIFY2(help.find(option) != std::string::npos, option);
 }
 
-QTEST_APPLESS_MAIN(TestBoardOptions)
+REGISTER_TEST(TestBoardOptions)
 #include "test_board_options.moc"

@@ -1,3 +1,5 @@
+#include "support/suite.h"
+
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
@@ -718,5 +720,5 @@ void TestBoardProgram::Restarts()
     QCOMPARE(client.Exchange({85}, 1), Of({27}));
 }
 
-QTEST_GUILESS_MAIN(TestBoardProgram)
+REGISTER_TEST(TestBoardProgram)
 #include "test_board_program.moc"

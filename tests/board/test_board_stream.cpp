@@ -1,4 +1,5 @@
 #include "pc.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -190,5 +191,5 @@ void TestBoardStream::KeepsWordsBelow32768()
     QCOMPARE_LT(Next(pc, 86400 * 3).seconds, 86400);
 }
 
-QTEST_APPLESS_MAIN(TestBoardStream)
+REGISTER_TEST(TestBoardStream)
 #include "test_board_stream.moc"

@@ -124,15 +124,6 @@ private:
     }
 };
 
-/// What the message boxes say that are open.
-inline QStringList BoxTexts()
-{
-    QStringList texts;
-    for (const QMessageBox *box : OpenBoxes())
-        texts.append(box->text());
-    return texts;
-}
-
 /// A request sent so many times.
 inline QByteArray Times(int count, std::initializer_list<int> request)
 {

@@ -2,6 +2,7 @@
 #include "dashboard/fetat.h"
 #include "runs/measurement.h"
 #include "support/boardlink.h"
+#include "support/suite.h"
 
 #include <QFile>
 
@@ -326,5 +327,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestCalibrationBoard)
+REGISTER_TEST(TestCalibrationBoard)
 #include "tst_calibration_board.moc"

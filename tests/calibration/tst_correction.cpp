@@ -1,5 +1,6 @@
 #include "base/errors.h"
 #include "calibration/correction.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -98,5 +99,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_APPLESS_MAIN(TestCorrection)
+REGISTER_TEST(TestCorrection)
 #include "tst_correction.moc"

@@ -1,5 +1,6 @@
 #include "base/errors.h"
 #include "calibration/lipocoefficients.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -134,5 +135,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_APPLESS_MAIN(TestLipoCoefficients)
+REGISTER_TEST(TestLipoCoefficients)
 #include "tst_lipocoefficients.moc"

@@ -1,6 +1,7 @@
 #include "calibration/rcourant.h"
 #include "currentbench.h"
 #include "runs/measurement.h"
+#include "support/suite.h"
 
 namespace {
 struct Bench : CurrentBench<Rcourant>
@@ -368,5 +369,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestRcourant)
+REGISTER_TEST(TestRcourant)
 #include "tst_rcourant.moc"

@@ -1,5 +1,6 @@
 #include "calibration/reglage.h"
 #include "calibrationbench.h"
+#include "support/suite.h"
 
 #include <QSignalSpy>
 
@@ -254,5 +255,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestReglage)
+REGISTER_TEST(TestReglage)
 #include "tst_reglage.moc"

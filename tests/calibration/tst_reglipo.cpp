@@ -1,5 +1,6 @@
 #include "calibration/reglipo.h"
 #include "calibrationbench.h"
+#include "support/suite.h"
 
 namespace {
 const QByteArray opening = Bytes({27, 17, 0, 27, 16, 1, 27, 15, 0, 27, 18, 1});
@@ -487,5 +488,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestRegLIPO)
+REGISTER_TEST(TestRegLIPO)
 #include "tst_reglipo.moc"

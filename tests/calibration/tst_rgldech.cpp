@@ -1,6 +1,7 @@
 #include "calibration/rgldech.h"
 #include "currentbench.h"
 #include "runs/measurement.h"
+#include "support/suite.h"
 
 #include <QGroupBox>
 
@@ -192,5 +193,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestRglDech)
+REGISTER_TEST(TestRglDech)
 #include "tst_rgldech.moc"

@@ -1,5 +1,6 @@
 #include "calibration/switching.h"
 #include "support/linkfixture.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -131,5 +132,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestSwitching)
+REGISTER_TEST(TestSwitching)
 #include "tst_switching.moc"

@@ -1,5 +1,6 @@
 #include "calibration/temper.h"
 #include "calibrationbench.h"
+#include "support/suite.h"
 
 using Bench = CalibrationBench<Temper>;
 
@@ -199,5 +200,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestTemper)
+REGISTER_TEST(TestTemper)
 #include "tst_temper.moc"

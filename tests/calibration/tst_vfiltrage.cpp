@@ -1,5 +1,6 @@
 #include "calibration/vfiltrage.h"
 #include "calibrationbench.h"
+#include "support/suite.h"
 
 namespace {
 struct Bench : CalibrationBench<Vfiltrage>
@@ -278,5 +279,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestVfiltrage)
+REGISTER_TEST(TestVfiltrage)
 #include "tst_vfiltrage.moc"

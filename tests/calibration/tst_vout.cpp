@@ -1,5 +1,6 @@
 #include "calibration/vout.h"
 #include "calibrationbench.h"
+#include "support/suite.h"
 
 namespace {
 struct Bench : CalibrationBench<Vout>
@@ -206,5 +207,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestVout)
+REGISTER_TEST(TestVout)
 #include "tst_vout.moc"

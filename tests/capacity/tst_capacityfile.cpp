@@ -1,6 +1,7 @@
 #include "base/drive.h"
 #include "base/errors.h"
 #include "capacity/capacityfile.h"
+#include "support/suite.h"
 
 #include <QLocale>
 #include <QTemporaryDir>
@@ -117,5 +118,5 @@ private:
     std::unique_ptr<QTemporaryDir> folder_;
 };
 
-QTEST_APPLESS_MAIN(TestCapacityFile)
+REGISTER_TEST(TestCapacityFile)
 #include "tst_capacityfile.moc"

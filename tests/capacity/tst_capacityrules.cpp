@@ -1,5 +1,6 @@
 #include "base/errors.h"
 #include "capacity/capacityrules.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -119,5 +120,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_APPLESS_MAIN(TestCapacityRules)
+REGISTER_TEST(TestCapacityRules)
 #include "tst_capacityrules.moc"

@@ -1,4 +1,5 @@
 #include "support/boardprocess.h"
+#include "support/suite.h"
 
 #include <QDir>
 #include <QFile>
@@ -165,5 +166,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestCapacityRun)
+REGISTER_TEST(TestCapacityRun)
 #include "tst_capacityrun.moc"

@@ -1,5 +1,6 @@
 #include "capacitybench.h"
 #include "support/controls.h"
+#include "support/suite.h"
 
 #include <QLocale>
 #include <QScreen>
@@ -721,5 +722,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestMesCapa)
+REGISTER_TEST(TestMesCapa)
 #include "tst_mescapa.moc"

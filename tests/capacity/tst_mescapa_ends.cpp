@@ -1,5 +1,6 @@
 #include "capacitybench.h"
 #include "support/coroutines.h"
+#include "support/suite.h"
 
 /// How a measurement is started, stopped and left.
 class TestMesCapaEnds : public QObject
@@ -434,5 +435,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestMesCapaEnds)
+REGISTER_TEST(TestMesCapaEnds)
 #include "tst_mescapa_ends.moc"

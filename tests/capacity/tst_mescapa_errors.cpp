@@ -1,4 +1,5 @@
 #include "capacitybench.h"
+#include "support/suite.h"
 
 /// What an error does to a measurement.
 class TestMesCapaErrors : public QObject
@@ -127,5 +128,5 @@ private:
     };
 };
 
-QTEST_MAIN(TestMesCapaErrors)
+REGISTER_TEST(TestMesCapaErrors)
 #include "tst_mescapa_errors.moc"

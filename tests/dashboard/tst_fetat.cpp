@@ -1,5 +1,6 @@
 #include "dashboardbench.h"
 #include "support/controls.h"
+#include "support/suite.h"
 
 namespace {
 const char *const outputLamps[] = {"Label5", "Label3", "Label21", "Label20", "Label19", "Label18", "Label17"};
@@ -440,5 +441,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestFEtat)
+REGISTER_TEST(TestFEtat)
 #include "tst_fetat.moc"

@@ -1,5 +1,6 @@
 #include "dashboardbench.h"
 #include "support/boardlink.h"
+#include "support/suite.h"
 
 /// The dashboard on the virtual board, whose ports answer from its real outputs.
 class TestFEtatBoard : public QObject
@@ -105,5 +106,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestFEtatBoard)
+REGISTER_TEST(TestFEtatBoard)
 #include "tst_fetat_board.moc"

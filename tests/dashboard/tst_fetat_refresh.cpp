@@ -1,4 +1,5 @@
 #include "dashboardbench.h"
+#include "support/suite.h"
 
 #include "runs/measurement.h"
 
@@ -659,5 +660,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestFEtatRefresh)
+REGISTER_TEST(TestFEtatRefresh)
 #include "tst_fetat_refresh.moc"

@@ -3,6 +3,7 @@
 #include "support/linkfixture.h"
 #include "support/plug.h"
 #include "support/scriptedboard.h"
+#include "support/suite.h"
 
 #include <QAbstractEventDispatcher>
 #include <QFileInfo>
@@ -496,5 +497,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestCom)
+REGISTER_TEST(TestCom)
 #include "tst_com.moc"

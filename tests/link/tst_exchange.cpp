@@ -1,4 +1,5 @@
 #include "support/linkfixture.h"
+#include "support/suite.h"
 
 #include <QFile>
 #include <QtTest>
@@ -461,5 +462,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestExchange)
+REGISTER_TEST(TestExchange)
 #include "tst_exchange.moc"

@@ -1,4 +1,5 @@
 #include "support/linkfixture.h"
+#include "support/suite.h"
 
 #include <QAbstractEventDispatcher>
 #include <QFile>
@@ -594,5 +595,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestHandshake)
+REGISTER_TEST(TestHandshake)
 #include "tst_handshake.moc"

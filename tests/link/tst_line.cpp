@@ -2,6 +2,7 @@
 #include "link/com.h"
 #include "link/line.h"
 #include "support/coroutines.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -305,5 +306,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestLine)
+REGISTER_TEST(TestLine)
 #include "tst_line.moc"

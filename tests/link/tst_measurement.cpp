@@ -1,6 +1,7 @@
 #include "base/errors.h"
 #include "runs/measurement.h"
 #include "support/linkfixture.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -306,5 +307,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestMeasurement)
+REGISTER_TEST(TestMeasurement)
 #include "tst_measurement.moc"

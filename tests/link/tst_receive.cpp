@@ -1,4 +1,5 @@
 #include "support/linkfixture.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -202,5 +203,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestReceive)
+REGISTER_TEST(TestReceive)
 #include "tst_receive.moc"

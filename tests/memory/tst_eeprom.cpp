@@ -1,6 +1,7 @@
 #include "base/drive.h"
 #include "memorybench.h"
 #include "support/controls.h"
+#include "support/suite.h"
 
 #include <QFile>
 #include <QGroupBox>
@@ -822,5 +823,5 @@ private:
     QTemporaryDir folder_;
 };
 
-QTEST_MAIN(TestEEprom)
+REGISTER_TEST(TestEEprom)
 #include "tst_eeprom.moc"

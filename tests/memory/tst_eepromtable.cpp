@@ -1,5 +1,6 @@
 #include "base/errors.h"
 #include "memory/eepromtable.h"
+#include "support/suite.h"
 
 #include <QFile>
 #include <QtTest>
@@ -327,5 +328,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestEepromTable)
+REGISTER_TEST(TestEepromTable)
 #include "tst_eepromtable.moc"

@@ -1,4 +1,5 @@
 #include "memory/esvfile.h"
+#include "support/suite.h"
 
 #include <QFile>
 #include <QtTest>
@@ -105,5 +106,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestEsvFile)
+REGISTER_TEST(TestEsvFile)
 #include "tst_esvfile.moc"

@@ -1,6 +1,7 @@
 #include "base/drive.h"
 #include "exteeprbench.h"
 #include "support/controls.h"
+#include "support/suite.h"
 
 #include <QListWidget>
 #include <QScreen>
@@ -1001,5 +1002,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestExteepr)
+REGISTER_TEST(TestExteepr)
 #include "tst_exteepr.moc"

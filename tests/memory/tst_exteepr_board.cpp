@@ -1,6 +1,7 @@
 #include "memory/exteepr.h"
 #include "support/boardlink.h"
 #include "support/rununtil.h"
+#include "support/suite.h"
 
 /// The external EEPROMs of the virtual board, which keeps them in a file.
 class TestExteeprBoard : public QObject
@@ -65,5 +66,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestExteeprBoard)
+REGISTER_TEST(TestExteeprBoard)
 #include "tst_exteepr_board.moc"

@@ -1,5 +1,6 @@
 #include "base/drive.h"
 #include "memorybench.h"
+#include "support/suite.h"
 
 #include <QFile>
 
@@ -632,5 +633,5 @@ private:
     QTemporaryDir folder_;
 };
 
-QTEST_MAIN(TestFlashing)
+REGISTER_TEST(TestFlashing)
 #include "tst_flashing.moc"

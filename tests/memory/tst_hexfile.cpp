@@ -1,5 +1,6 @@
 #include "literalhex.h"
 #include "memory/hexfile.h"
+#include "support/suite.h"
 
 #include <QDir>
 #include <QFile>
@@ -336,5 +337,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestHexFile)
+REGISTER_TEST(TestHexFile)
 #include "tst_hexfile.moc"

@@ -1,6 +1,7 @@
 #include "memory/micro.h"
 #include "memorybench.h"
 #include "support/boardlink.h"
+#include "support/suite.h"
 
 #include <QFile>
 
@@ -129,5 +130,5 @@ private:
     QTemporaryDir folder_;
 };
 
-QTEST_MAIN(TestMemoryBoard)
+REGISTER_TEST(TestMemoryBoard)
 #include "tst_memory_board.moc"

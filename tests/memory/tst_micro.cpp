@@ -1,6 +1,7 @@
 #include "memory/micro.h"
 #include "support/controls.h"
 #include "support/linkfixture.h"
+#include "support/suite.h"
 
 #include <QProgressBar>
 #include <QPushButton>
@@ -144,5 +145,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestMicro)
+REGISTER_TEST(TestMicro)
 #include "tst_micro.moc"

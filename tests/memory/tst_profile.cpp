@@ -1,5 +1,6 @@
 #include "base/errors.h"
 #include "memory/profile.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -154,5 +155,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestProfile)
+REGISTER_TEST(TestProfile)
 #include "tst_profile.moc"

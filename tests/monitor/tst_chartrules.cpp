@@ -1,5 +1,6 @@
 #include "monitor/chartrules.h"
 #include "records.h"
+#include "support/suite.h"
 
 #include <QStringList>
 #include <QtTest>
@@ -220,5 +221,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestChartRules)
+REGISTER_TEST(TestChartRules)
 #include "tst_chartrules.moc"

@@ -8,6 +8,7 @@
 #include "support/controls.h"
 #include "support/linkfixture.h"
 #include "support/plug.h"
+#include "support/suite.h"
 
 #include <QFileDialog>
 #include <QLabel>
@@ -1033,5 +1034,5 @@ private:
     }
 };
 
-QTEST_MAIN(TestMoni)
+REGISTER_TEST(TestMoni)
 #include "tst_moni.moc"

@@ -1,5 +1,6 @@
 #include "monitor/monitorchart.h"
 #include "monitor/seriesgraph.h"
+#include "support/suite.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -257,5 +258,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestMonitorChart)
+REGISTER_TEST(TestMonitorChart)
 #include "tst_monitorchart.moc"

@@ -1,6 +1,7 @@
 #include "base/errors.h"
 #include "monitor/monitorlog.h"
 #include "records.h"
+#include "support/suite.h"
 
 #include <QDir>
 #include <QLocale>
@@ -236,5 +237,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestStreamRecord)
+REGISTER_TEST(TestStreamRecord)
 #include "tst_streamrecord.moc"

@@ -1,4 +1,5 @@
 #include "support/boardprocess.h"
+#include "support/suite.h"
 
 #include <QDir>
 #include <QFile>
@@ -345,5 +346,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestProgram)
+REGISTER_TEST(TestProgram)
 #include "tst_program.moc"

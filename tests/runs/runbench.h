@@ -2,11 +2,11 @@
 
 #include "base/timer.h"
 #include "runs/runwindow.h"
+#include "support/boxes.h"
 #include "support/programlink.h"
 #include "support/scriptedboard.h"
 
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QPushButton>
 #include <QSlider>
 #include <QTemporaryDir>
@@ -84,13 +84,3 @@ struct RunBench : ProgramLink
     ScriptedBoard board;
     RunWindowType window{link};
 };
-
-/// What the message boxes say that are open.
-inline QStringList BoxTexts()
-{
-    QStringList texts;
-    for (QWidget *widget : QApplication::topLevelWidgets())
-        if (const auto *box = qobject_cast<QMessageBox *>(widget); box && box->isVisible())
-            texts.append(box->text());
-    return texts;
-}

@@ -1,4 +1,5 @@
 #include "runs/chargerules.h"
+#include "support/suite.h"
 
 #include <QtTest>
 
@@ -171,5 +172,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_GUILESS_MAIN(TestChargeRules)
+REGISTER_TEST(TestChargeRules)
 #include "tst_chargerules.moc"

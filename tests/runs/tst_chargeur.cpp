@@ -1,6 +1,7 @@
 #include "runbench.h"
 #include "runs/chargeur.h"
 #include "support/controls.h"
+#include "support/suite.h"
 
 #include <QScreen>
 #include <QSignalSpy>
@@ -884,5 +885,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestChargeur)
+REGISTER_TEST(TestChargeur)
 #include "tst_chargeur.moc"

@@ -1,6 +1,7 @@
 #include "runbench.h"
 #include "runs/dechargeur.h"
 #include "support/controls.h"
+#include "support/suite.h"
 
 #include <QSignalSpy>
 #include <QtTest>
@@ -338,5 +339,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestDechargeur)
+REGISTER_TEST(TestDechargeur)
 #include "tst_dechargeur.moc"

@@ -1,5 +1,6 @@
 #include "base/errors.h"
 #include "runs/runlog.h"
+#include "support/suite.h"
 
 #include <QFile>
 #include <QLocale>
@@ -127,5 +128,5 @@ private:
     std::unique_ptr<QTemporaryDir> folder_;
 };
 
-QTEST_GUILESS_MAIN(TestRunLog)
+REGISTER_TEST(TestRunLog)
 #include "tst_runlog.moc"

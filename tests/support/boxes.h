@@ -20,3 +20,12 @@ inline void AnswerBoxes()
     for (QMessageBox *box : OpenBoxes())
         box->buttons().constFirst()->click();
 }
+
+/// What the message boxes say that are open.
+inline QStringList BoxTexts()
+{
+    QStringList texts;
+    for (const QMessageBox *box : OpenBoxes())
+        texts.append(box->text());
+    return texts;
+}

@@ -2,6 +2,7 @@
 #include "support/boxes.h"
 #include "support/coroutines.h"
 #include "support/scriptedboard.h"
+#include "support/suite.h"
 #include "ui/main/main.h"
 
 #include <QComboBox>
@@ -912,5 +913,5 @@ private Q_SLOTS:
     }
 };
 
-QTEST_MAIN(TestMain)
+REGISTER_TEST(TestMain)
 #include "tst_main.moc"

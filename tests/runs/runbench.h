@@ -4,7 +4,6 @@
 #include "runs/runwindow.h"
 #include "support/boxes.h"
 #include "support/programlink.h"
-#include "support/scriptedboard.h"
 
 #include <QLineEdit>
 #include <QPushButton>
@@ -21,23 +20,9 @@ struct RunBench : ProgramLink
         QDir::setCurrent(folder.path());
         board.Healthy();
         board.channel = {{6, 800}, {7, 900}, {5, 575}, {10, 300}, {11, 500}, {13, 600}, {12, 700}};
-        com.SetPortName(board.Port());
         link.InitSerialPort();
         link.OpenPort();
-        link.line.SetPatience(2000); // however long the test takes between two of its steps
-        const auto word = [](std::array<quint8, 257> &image, size_t i, int value) {
-            image[i] = static_cast<quint8>(value / 256);
-            image[i + 1] = static_cast<quint8>(value % 256);
-        };
-        word(link.MasterEeprom, 0, 1024);
-        word(link.MasterEeprom, 2, 600);
-        word(link.MasterEeprom, 9, 600);
-        word(link.MasterEeprom, 11, 400);
-        word(link.SlaveEeprom, 0, 2048);
-        word(link.SlaveEeprom, 2, 2560);
-        word(link.SlaveEeprom, 6, 1200);
-        link.SlaveEeprom[4] = 80;
-        link.SlaveEeprom[5] = 60;
+        SetCalibration(link);
         window.Open();
     }
     ~RunBench() { QDir::setCurrent(QStringLiteral("/")); }
@@ -50,10 +35,7 @@ struct RunBench : ProgramLink
     QPushButton *Button(const char *name) { return Find<QPushButton>(name); }
     QString Text(const char *label) { return Find<QLabel>(label)->text(); }
     QSlider *SliderOf(const char *name) { return Find<QSlider>(name); }
-    QTimer *TimerOf(const char *name)
-    {
-        return static_cast<QWidget &>(window).findChild<QTimer *>(QLatin1String(name));
-    }
+    Timer *TimerOf(const char *name) { return static_cast<QWidget &>(window).findChild<Timer *>(QLatin1String(name)); }
     void SetText(const char *text) { Find<QLineEdit>("Text1")->setText(QLatin1String(text)); }
 
     /// Presses "Demarrage" and sees the start through.
@@ -63,7 +45,7 @@ struct RunBench : ProgramLink
         QObject::connect(
             &window, &RunWindow::Started, &window, [&] { sent = board.TakeReceived(); }, Qt::SingleShotConnection);
         Button("CBstart")->click();
-        QTRY_VERIFY(!sent.isEmpty());
+        SOON(!sent.isEmpty());
         QCOMPARE(sent, startBytes);
     }
 
@@ -81,6 +63,6 @@ struct RunBench : ProgramLink
     }
 
     QTemporaryDir folder;
-    ScriptedBoard board;
-    RunWindowType window{link};
+    ScriptedBoard board{*port};
+    Kept<RunWindowType> window{link};
 };

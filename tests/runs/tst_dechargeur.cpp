@@ -24,9 +24,6 @@ class TestDechargeur : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { Timer::SetScale(100); }
-    void cleanup() { Timer::SetScale(1); }
-
     void Controls_data()
     {
         AddControls({
@@ -81,15 +78,15 @@ private Q_SLOTS:
         QCOMPARE(bench.Text("Label18"), QStringLiteral("Prêt"));
         QCOMPARE(bench.SliderOf("Slider1")->minimum(), 0);
         QCOMPARE(bench.SliderOf("Slider1")->maximum(), 255);
-        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
-        QVERIFY(!bench.TimerOf("Timerch2")->isActive());
+        QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
+        QVERIFY(!bench.TimerOf("Timerch2")->Enabled());
         bench.window.hide();
         bench.link.MainLeft = 120;
         bench.link.MainTop = 80;
         bench.window.Open();
         QCOMPARE(bench.window.pos(), QPoint(120, 80));
         bench.SliderOf("Slider1")->setValue(9); // comes after all that the opening may have sent
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 20, 9}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 20, 9}));
     }
 
     void StartAndStep()
@@ -100,7 +97,7 @@ private Q_SLOTS:
         bench.Start();
         QCOMPARE(bench.Text("Label18"), QStringLiteral("DECHARGE"));
         QVERIFY(QFileInfo(bench.window.LogPath()).fileName().startsWith(QLatin1String("S_DCH_D")));
-        QTRY_VERIFY(bench.Records() >= 2);
+        SOON(bench.Records() >= 2);
         QCOMPARE(bench.board.Received().left(2 * step.size()), step + step);
         QCOMPARE(bench.Text("Label1"), QStringLiteral("01"));
         QCOMPARE(bench.Text("Label2"), QStringLiteral("00"));
@@ -129,13 +126,13 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Start();
-        QTRY_VERIFY(bench.Records() >= 1);
+        SOON(bench.Records() >= 1);
         for (const size_t i : {0, 1, 9, 10, 11, 12})
             bench.link.MasterEeprom[i] = 0;
         bench.link.SlaveEeprom[2] = bench.link.SlaveEeprom[3] = 0;
         bench.board.channel = {{6, 801}, {7, 901}, {5, 500}, {11, 501}, {13, 600}};
         const auto before = bench.Records();
-        QTRY_VERIFY(bench.Records() >= before + 2);
+        SOON(bench.Records() >= before + 2);
         QVERIFY(bench.Log().endsWith(" 0 : 801 : 901 : 500 : 13.65 : 23.04 : 25 : 501 : 600 : 2 : 5.12 : 0 : 0 \r\n"));
         QCOMPARE(bench.Text("Label10"), QStringLiteral(" 501"));
         QCOMPARE(bench.Text("Label11"), QStringLiteral(" 2A"));
@@ -164,23 +161,23 @@ private Q_SLOTS:
         QSignalSpy ended(&bench.window, &RunWindow::Ended);
         bench.Start();
         bench.board.channel[13] = 358; // 3.05 V, 0.508 V a cell
-        QTRY_COMPARE(bench.Text("Label26"), QStringLiteral(" 0.508"));
+        SOON_EQUAL(bench.Text("Label26"), QStringLiteral(" 0.508"));
         const auto records = bench.Records();
-        QTRY_VERIFY(bench.Records() >= records + 2);
+        SOON(bench.Records() >= records + 2);
         QCOMPARE(bench.Text("Label18"), QStringLiteral("DECHARGE"));
         bench.board.channel[13] = 351; // 2.99 V
-        QTRY_COMPARE(ended.size(), 1);
+        SOON_EQUAL(ended.size(), 1);
         QCOMPARE(bench.Text("Label17"), QStringLiteral(" 2.99V"));
         QCOMPARE(bench.Text("Label26"), QStringLiteral(" 0.498"));
         QCOMPARE(bench.Text("Label18"), QStringLiteral("Limite Dech."));
         QVERIFY(bench.board.Received().endsWith(step + stopBytes));
-        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
         QVERIFY(bench.Log().endsWith(": 351 : 2 : 2.99 : 0 : 0 \r\n"));
         // A new start opens a new run.
         bench.board.TakeReceived();
         bench.board.channel[13] = 600;
         bench.Start();
-        QTRY_VERIFY(bench.Records() >= 1);
+        SOON(bench.Records() >= 1);
         QCOMPARE(bench.Text("Label18"), QStringLiteral("DECHARGE"));
     }
 
@@ -188,11 +185,11 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.SliderOf("Slider1")->setValue(100);
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 20, 100}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 20, 100}));
         QCOMPARE(bench.Text("Label12"), QStringLiteral("COURANT DE DECHARGE = 1.66 A"));
         bench.link.SlaveEeprom[5] = 0;
         bench.SliderOf("Slider1")->setValue(7);
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 20, 100, 27, 20, 7}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 20, 100, 27, 20, 7}));
         QCOMPARE(bench.Text("Label12"), QStringLiteral("COURANT DE DECHARGE = 1.66 A"));
     }
 
@@ -200,13 +197,13 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Start();
-        QTRY_VERIFY(bench.Records() >= 1);
-        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive());
+        SOON(bench.Records() >= 1);
+        SOON(bench.TimerOf("Timerchargeur")->Enabled());
         bench.board.TakeReceived();
         bench.Button("CBStop")->click();
-        QTRY_COMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        SOON_EQUAL(bench.Text("Label18"), QStringLiteral("Arret"));
         QCOMPARE(bench.board.Received(), stopBytes);
-        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
     }
 
     void StopInMidStep_data()
@@ -222,14 +219,14 @@ private Q_SLOTS:
         bench.Start();
         bench.HoldBack(heldChannel);
         const QByteArray question = Bytes({27, heldChannel});
-        QTRY_VERIFY(bench.board.Received().endsWith(question));
+        SOON(bench.board.Received().endsWith(question));
         const auto records = bench.Records();
         bench.board.TakeReceived();
         bench.Button("CBStop")->click();
         bench.board.Send(Bytes({27, 1, 1, 0}));
         const QByteArray rest = step.mid(step.indexOf(question) + 2);
-        QTRY_COMPARE(bench.board.Received(), stopBytes + rest + stopBytes);
-        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        SOON_EQUAL(bench.board.Received(), stopBytes + rest + stopBytes);
+        QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
         QCOMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
         QCOMPARE(bench.Records(), records);
         QVERIFY(BoxTexts().isEmpty());
@@ -240,16 +237,16 @@ private Q_SLOTS:
         Bench bench;
         QSignalSpy returning(&bench.window, &Window::Returning);
         bench.Start();
-        QTRY_VERIFY(bench.Records() >= 1);
-        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive());
+        SOON(bench.Records() >= 1);
+        SOON(bench.TimerOf("Timerchargeur")->Enabled());
         bench.board.TakeReceived();
         bench.board.SetSilent(true);
         bench.Button("CQuitter")->click();
         QVERIFY(!bench.window.isVisible());
         QCOMPARE(returning.size(), 1);
         QCOMPARE(bench.link.ReconnectOnActivate, 0);
-        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 16, 0}));
+        QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 16, 0}));
         // The acknowledgement that nobody took is skipped by the next reply's wait.
         bench.board.SetSilent(false);
         bench.board.Send(Bytes({6}));
@@ -257,17 +254,17 @@ private Q_SLOTS:
         bench.SetText("6");
         bench.board.TakeReceived();
         bench.Start();
-        QTRY_VERIFY(bench.Records() >= 1);
+        SOON(bench.Records() >= 1);
     }
 
     void TheCloseBoxEndsTheDischargeToo()
     {
         Bench bench;
         bench.Start();
-        QTRY_VERIFY(bench.TimerOf("Timerchargeur")->isActive());
+        SOON(bench.TimerOf("Timerchargeur")->Enabled());
         bench.board.TakeReceived();
         bench.window.close();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 16, 0}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 16, 0}));
         QCOMPARE(bench.link.ReconnectOnActivate, 1);
     }
 
@@ -276,12 +273,12 @@ private Q_SLOTS:
         Bench bench;
         bench.Start();
         bench.HoldBack(13);
-        QTRY_VERIFY(bench.board.Received().endsWith(Bytes({27, 13})));
+        SOON(bench.board.Received().endsWith(Bytes({27, 13})));
         const auto records = bench.Records();
         bench.board.TakeReceived();
         bench.Button("CQuitter")->click();
         bench.board.Send(Bytes({27, 2, 2, 0}));
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 16, 0, 27, 16, 1, 27, 16, 0}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 16, 0, 27, 16, 1, 27, 16, 0}));
         QCOMPARE(bench.Records(), records);
     }
 
@@ -298,12 +295,12 @@ private Q_SLOTS:
         Bench bench;
         bench.SetText(qPrintable(cells));
         bench.Button("CBstart")->click();
-        QTRY_COMPARE(BoxTexts().size(), 1);
+        SOON_EQUAL(BoxTexts().size(), 1);
         QVERIFY(BoxTexts()[0].startsWith(QStringLiteral("Division par zéro : ")));
         // The step got as far as the battery's voltage; then everything is switched off.
-        QTRY_COMPARE(bench.board.Received(), startBytes + step.left(step.size() - 3) + stopBytes);
+        SOON_EQUAL(bench.board.Received(), startBytes + step.left(step.size() - 3) + stopBytes);
         QCOMPARE(bench.Records(), 0);
-        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
     }
 
     void FatalErrors_data()
@@ -318,16 +315,16 @@ private Q_SLOTS:
         QFETCH(int, channel);
         Bench bench;
         bench.Start();
-        QTRY_VERIFY(bench.Records() >= 1);
+        SOON(bench.Records() >= 1);
         if (channel == 0)
             bench.link.SlaveEeprom[6] = bench.link.SlaveEeprom[7] = 0;
         else
             bench.board.channel[channel] = 128 * 256;
-        QTRY_COMPARE(BoxTexts().size(), 1);
+        SOON_EQUAL(BoxTexts().size(), 1);
         QVERIFY(BoxTexts()[0].startsWith(channel == 0 ? QStringLiteral("Division par zéro : ")
                                                       : QStringLiteral("Dépassement de capacité : ")));
-        QTRY_VERIFY(bench.board.Received().endsWith(stopBytes));
-        QVERIFY(!bench.TimerOf("Timerchargeur")->isActive());
+        SOON(bench.board.Received().endsWith(stopBytes));
+        QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
     }
 
     void FractionsOfCellsAreTaken()
@@ -335,7 +332,7 @@ private Q_SLOTS:
         Bench bench;
         bench.SetText("2.5");
         bench.Start();
-        QTRY_COMPARE(bench.Text("Label26"), QStringLiteral(" 2.048"));
+        SOON_EQUAL(bench.Text("Label26"), QStringLiteral(" 2.048"));
     }
 };
 

@@ -34,11 +34,8 @@ public:
     /// Answers as a healthy board: greeting, I2C status, EEPROM bytes, clock, channels, lines and register writes.
     void Healthy();
 
-    /// Stops or goes on answering; what arrives meanwhile is kept as received and never answered.
+    /// Stops or goes on hearing; what arrives meanwhile is kept as received, does nothing and is never answered.
     void SetSilent(bool silent) { silent_ = silent; }
-
-    /// Stops or goes on hearing: what arrives meanwhile does nothing at all, but is kept as received.
-    void SetDeaf(bool deaf) { silent_ = deaf; }
 
     /// From now on the answers come so much later than their requests.
     void SetDelay(Clock::Duration delay) { delay_ = delay; }

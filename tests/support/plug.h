@@ -1,6 +1,6 @@
 #pragma once
 
-#include "scriptedboard.h"
+#include "ptyboard.h"
 
 #include <QFile>
 #include <QTemporaryDir>
@@ -13,7 +13,7 @@ class Plug
 public:
     Plug() { In(); }
     QString Path() const { return folder_.filePath(QStringLiteral("ttyBoard")); }
-    ScriptedBoard &Board() { return *board_; }
+    PtyBoard &Board() { return *board_; }
     void Out()
     {
         QFile::remove(Path());
@@ -21,11 +21,11 @@ public:
     }
     void In()
     {
-        board_ = std::make_unique<ScriptedBoard>();
+        board_ = std::make_unique<PtyBoard>();
         QFile::link(board_->Port(), Path());
     }
 
 private:
     QTemporaryDir folder_;
-    std::unique_ptr<ScriptedBoard> board_;
+    std::unique_ptr<PtyBoard> board_;
 };

@@ -1,4 +1,4 @@
-#include "scriptedboard.h"
+#include "ptyboard.h"
 
 #include <QFile>
 #include <QTimerEvent>
@@ -10,15 +10,7 @@
 
 #include <cstdlib>
 
-QByteArray Bytes(std::initializer_list<int> numbers)
-{
-    QByteArray bytes;
-    for (const int number : numbers)
-        bytes.append(static_cast<char>(number));
-    return bytes;
-}
-
-ScriptedBoard::ScriptedBoard()
+PtyBoard::PtyBoard()
 {
     master_ = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
     if (master_ < 0 || grantpt(master_) != 0 || unlockpt(master_) != 0)
@@ -30,15 +22,15 @@ ScriptedBoard::ScriptedBoard()
     cfmakeraw(&settings);
     tcsetattr(master_, TCSANOW, &settings);
     notifier_ = std::make_unique<QSocketNotifier>(master_, QSocketNotifier::Read);
-    connect(notifier_.get(), &QSocketNotifier::activated, this, &ScriptedBoard::Read);
+    connect(notifier_.get(), &QSocketNotifier::activated, this, &PtyBoard::Read);
 }
 
-ScriptedBoard::~ScriptedBoard()
+PtyBoard::~PtyBoard()
 {
     Unplug();
 }
 
-void ScriptedBoard::Unplug()
+void PtyBoard::Unplug()
 {
     notifier_.reset();
     if (master_ >= 0)
@@ -46,12 +38,12 @@ void ScriptedBoard::Unplug()
     master_ = -1;
 }
 
-QByteArray ScriptedBoard::TakeReceived()
+QByteArray PtyBoard::TakeReceived()
 {
     return std::exchange(received_, {});
 }
 
-const QByteArray &ScriptedBoard::Pull()
+const QByteArray &PtyBoard::Pull()
 {
     char buffer[4096];
     for (auto length = read(master_, buffer, sizeof buffer); length > 0; length = read(master_, buffer, sizeof buffer))
@@ -59,23 +51,23 @@ const QByteArray &ScriptedBoard::Pull()
     return received_;
 }
 
-void ScriptedBoard::Send(const QByteArray &bytes)
+void PtyBoard::Send(const QByteArray &bytes)
 {
     if (write(master_, bytes.constData(), static_cast<size_t>(bytes.size())) != bytes.size())
         qFatal("the pseudo-terminal takes no more bytes");
 }
 
-qsizetype ScriptedBoard::SendSome(const QByteArray &bytes)
+qsizetype PtyBoard::SendSome(const QByteArray &bytes)
 {
     return std::max<qsizetype>(0, write(master_, bytes.constData(), static_cast<size_t>(bytes.size())));
 }
 
-void ScriptedBoard::On(quint8 command, int parameters, Answer answer)
+void PtyBoard::On(quint8 command, int parameters, Answer answer)
 {
     rules_[command] = {parameters, std::move(answer)};
 }
 
-int ScriptedBoard::Speed() const
+int PtyBoard::Speed() const
 {
     termios settings{};
     tcgetattr(master_, &settings);
@@ -89,14 +81,14 @@ int ScriptedBoard::Speed() const
     }
 }
 
-int ScriptedBoard::StopBits() const
+int PtyBoard::StopBits() const
 {
     termios settings{};
     tcgetattr(master_, &settings);
     return (settings.c_cflag & CSTOPB) != 0 ? 2 : 1;
 }
 
-void ScriptedBoard::Read()
+void PtyBoard::Read()
 {
     char buffer[4096];
     const auto length = read(master_, buffer, sizeof buffer);
@@ -113,14 +105,14 @@ void ScriptedBoard::Read()
     Parse();
 }
 
-void ScriptedBoard::timerEvent(QTimerEvent *event)
+void PtyBoard::timerEvent(QTimerEvent *event)
 {
     killTimer(event->timerId());
     if (notifier_)
         notifier_->setEnabled(true);
 }
 
-void ScriptedBoard::Parse()
+void PtyBoard::Parse()
 {
     while (!pending_.isEmpty()) {
         const auto first = static_cast<quint8>(pending_[0]);
@@ -149,7 +141,7 @@ void ScriptedBoard::Parse()
     }
 }
 
-void ScriptedBoard::Healthy()
+void PtyBoard::Healthy()
 {
     greet = [](quint8 greeting) { return greeting == 85 ? Bytes({27}) : Bytes({85}); };
     On(1, 0, [this](const QByteArray &) { return Bytes({27, i2c[0], i2c[1], i2c[2], 0}); });

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "simulation/scriptedboard.h"
+
 #include <QByteArray>
 #include <QObject>
 #include <QSocketNotifier>
@@ -11,13 +13,13 @@
 
 /// The board's end of a pseudo-terminal, driven by a test in the same thread. It keeps every byte that the program
 /// sends and answers the requests that it was told to answer.
-class ScriptedBoard : public QObject
+class PtyBoard : public QObject
 {
     Q_OBJECT
 
 public:
-    ScriptedBoard();
-    ~ScriptedBoard() override;
+    PtyBoard();
+    ~PtyBoard() override;
 
     /// The path of the program's end: a link, so that no other test has a port of this name. (Two tests at once may be
     /// given the same pseudo-terminal one after the other, and the lock of the first may still lie on its number.)
@@ -82,6 +84,3 @@ private:
     QByteArray pending_;
     bool silent_ = false;
 };
-
-/// Bytes from numbers.
-QByteArray Bytes(std::initializer_list<int> numbers);

@@ -40,7 +40,7 @@ void Timer::Ring()
     // From the moment that was due, so that a late tick does not put off all that follow; ticks that were missed
     // altogether are not made up for.
     const Clock::Duration now = Clock::Current().Now();
-    due_ = std::max(due_ + Scaled(), now);
+    due_ += Scaled() * (1 + (now - due_) / Scaled());
     alarm_.Start(due_ - now);
     Q_EMIT Tick();
 }

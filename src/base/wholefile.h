@@ -5,7 +5,7 @@
 
 /// Files that are read and written in one piece, as bytes. Everything throws FileError.
 namespace wholefile {
-/// All of a file; one of more than `largest` bytes is refused.
+/// All of an ordinary file; one of more than `largest` bytes is refused.
 QByteArray Read(const QString &path, qint64 largest);
 
 /// Puts these bytes in the place of a file; until all of them are on disk it stays as it was.

@@ -1,8 +1,27 @@
 #include "base/timer.h"
+#include "simulation/simulatedclock.h"
 #include "support/suite.h"
 
-#include <QSignalSpy>
 #include <QtTest>
+
+#include <vector>
+
+namespace {
+/// A timer and the moments of its ticks, counted from the start.
+struct Ticking
+{
+    explicit Ticking(int milliseconds) : timer(QStringLiteral("t"), milliseconds, nullptr)
+    {
+        QObject::connect(&timer, &Timer::Tick, &timer, [this] { at.push_back(began.Elapsed() / 1ms); });
+    }
+    SimulatedClock clock;
+    Timer timer;
+    Stopwatch began;
+    std::vector<long> at;
+};
+
+using Moments = std::vector<long>;
+} // namespace
 
 class TestTimer : public QObject
 {
@@ -13,64 +32,108 @@ private Q_SLOTS:
 
     void StartsDisabledUnderItsName()
     {
-        const Timer timer(QStringLiteral("Timer1"), 200, nullptr);
-        QCOMPARE(timer.objectName(), QStringLiteral("Timer1"));
-        QCOMPARE(timer.interval(), 200);
-        QVERIFY(!timer.Enabled());
+        const Ticking t(200);
+        QCOMPARE(t.timer.objectName(), QStringLiteral("t"));
+        QCOMPARE(t.timer.Interval(), 200);
+        QVERIFY(!t.timer.Enabled());
+        Simulated().Run(1s);
+        QVERIFY(t.at.empty());
     }
 
     void TicksWhileItIsEnabled()
     {
-        Timer timer(QStringLiteral("t"), 1, nullptr);
-        QSignalSpy ticks(&timer, &QTimer::timeout);
-        timer.SetEnabled(true);
-        QVERIFY(timer.Enabled());
-        QTRY_VERIFY(ticks.count() >= 3);
-        timer.SetEnabled(false);
-        QVERIFY(!timer.Enabled());
-        ticks.clear();
-        QTest::qWait(20);
-        QCOMPARE(ticks.count(), 0);
+        Ticking t(200);
+        t.timer.SetEnabled(true);
+        QVERIFY(t.timer.Enabled());
+        Simulated().Run(799ms);
+        QCOMPARE(t.at, (Moments{200, 400, 600}));
+        t.timer.SetEnabled(false);
+        QVERIFY(!t.timer.Enabled());
+        Simulated().Run(1s);
+        QCOMPARE(t.at.size(), size_t(3));
     }
 
     void ANewIntervalBeginsAtOnce()
     {
-        Timer timer(QStringLiteral("t"), 1000000, nullptr);
-        timer.SetEnabled(true);
-        timer.SetInterval(5000000);
-        QVERIFY(timer.Enabled());
-        QVERIFY(timer.remainingTime() > 1000000);
-        timer.SetEnabled(false);
-        timer.SetInterval(150);
-        QVERIFY(!timer.Enabled());
-        QCOMPARE(timer.interval(), 150);
+        Ticking t(200);
+        t.timer.SetEnabled(true);
+        Simulated().Run(150ms);
+        t.timer.SetInterval(300);
+        QVERIFY(t.timer.Enabled());
+        Simulated().Run(600ms);
+        QCOMPARE(t.at, (Moments{450, 750}));
+        t.timer.SetEnabled(false);
+        t.timer.SetInterval(150);
+        QVERIFY(!t.timer.Enabled());
+        QCOMPARE(t.timer.Interval(), 150);
+        Simulated().Run(1s);
+        QCOMPARE(t.at.size(), size_t(2));
     }
 
+    void OneThatIsEnabledAgainStartsAfresh()
+    {
+        Ticking t(200);
+        t.timer.SetEnabled(true);
+        Simulated().Run(150ms);
+        t.timer.SetEnabled(true);
+        Simulated().Run(250ms);
+        QCOMPARE(t.at, (Moments{350}));
+    }
+
+    void ALateTickDoesNotPutOffTheOthers()
+    {
+        Ticking t(200);
+        t.timer.SetEnabled(true);
+        Simulated().Stall(250ms);
+        Simulated().Run(400ms);
+        QCOMPARE(t.at, (Moments{250, 400, 600}));
+    }
+
+    void TicksThatWereMissedAreNotMadeUpFor()
+    {
+        Ticking t(200);
+        t.timer.SetEnabled(true);
+        Simulated().Stall(900ms);
+        Simulated().Run(400ms);
+        QCOMPARE(t.at, (Moments{900, 1000, 1200}));
+    }
+
+    void AHandlerMayStopIt()
+    {
+        Ticking t(200);
+        connect(&t.timer, &Timer::Tick, &t.timer, [&t] { t.timer.SetEnabled(false); });
+        t.timer.SetEnabled(true);
+        Simulated().Run(1s);
+        QCOMPARE(t.at, (Moments{200}));
+    }
+
+    void TheScaleMakesAllFaster_data()
+    {
+        QTest::addColumn<double>("scale");
+        QTest::addColumn<int>("interval");
+        QTest::addColumn<int>("real");
+        QTest::newRow("real time") << 1.0 << 200 << 200;
+        QTest::newRow("twenty times") << 20.0 << 200 << 10;
+        QTest::newRow("a fraction") << 2.5 << 150 << 60;
+        QTest::newRow("never slower than real time") << 0.1 << 200 << 200;
+        QTest::newRow("never faster than every millisecond") << 100000.0 << 20 << 1;
+    }
     void TheScaleMakesAllFaster()
     {
-        QCOMPARE(Timer::Scale(), 1.0);
-        Timer::SetScale(20);
-        QCOMPARE(Timer::Scale(), 20.0);
-        Timer timer(QStringLiteral("t"), 200, nullptr);
-        QCOMPARE(timer.interval(), 10);
-        timer.SetInterval(1000);
-        QCOMPARE(timer.interval(), 50);
-        Timer::SetScale(2.5);
-        timer.SetInterval(150);
-        QCOMPARE(timer.interval(), 60);
-    }
-
-    void NeverTicksFasterThanEveryMillisecond()
-    {
-        Timer::SetScale(100000);
-        const Timer timer(QStringLiteral("t"), 20, nullptr);
-        QCOMPARE(timer.interval(), 1);
-    }
-
-    void NeverRunsSlowerThanRealTime()
-    {
-        Timer::SetScale(0.1);
-        QCOMPARE(Timer::Scale(), 1.0);
+        QFETCH(double, scale);
+        QFETCH(int, interval);
+        QFETCH(int, real);
+        Timer::SetScale(scale);
+        QCOMPARE(Timer::Scale(), std::max(1.0, scale));
+        Ticking t(interval);
+        QCOMPARE(t.timer.Interval(), interval);
+        t.timer.SetEnabled(true);
+        Simulated().Run(2 * real * 1ms);
+        QCOMPARE(t.at, (Moments{real, 2 * real}));
+        t.at.clear();
+        t.timer.SetInterval(2 * interval);
+        Simulated().Run(1ms * std::max(1, 2 * real));
+        QVERIFY(!t.at.empty());
     }
 };
 

@@ -7,6 +7,7 @@
 #include <QtTest>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 #include <csignal>
 
@@ -33,14 +34,42 @@ private Q_SLOTS:
         wholefile::Replace(path, QByteArray(11, 'x'));
         QCOMPARE(wholefile::Read(path, 11).size(), 11);
         QVERIFY_EXCEPTION_THROWN(wholefile::Read(path, 10), FileError);
-        QVERIFY_EXCEPTION_THROWN(wholefile::Read(QStringLiteral("/dev/zero"), 10), FileError); // has no end
     }
 
     void WhatCannotBeOpenedIsAnError()
     {
         QVERIFY_EXCEPTION_THROWN(wholefile::Read(folder_.filePath(QStringLiteral("none")), 10), FileError);
-        QVERIFY_EXCEPTION_THROWN(wholefile::Read(folder_.path(), 10), FileError);
         QVERIFY_EXCEPTION_THROWN(wholefile::Replace(folder_.filePath(QStringLiteral("no/folder")), "x"), FileError);
+    }
+
+    void WhatIsNoOrdinaryFileIsRefusedWithoutWaiting_data()
+    {
+        QTest::addColumn<QString>("path");
+        const QString fifo = folder_.filePath(QStringLiteral("fifo"));
+        QCOMPARE(mkfifo(qPrintable(fifo), 0600), 0); // with nobody at its other end
+        QTest::newRow("fifo") << fifo;
+        QTest::newRow("folder") << folder_.path();
+        QTest::newRow("device without end") << "/dev/zero";
+    }
+    void WhatIsNoOrdinaryFileIsRefusedWithoutWaiting()
+    {
+        QFETCH(QString, path);
+        try {
+            wholefile::Read(path, 10);
+            QFAIL("nothing thrown");
+        } catch (const FileError &error) {
+            QCOMPARE(error.Text(),
+                     QStringLiteral("Erreur de fichier : %1 (ce n'est pas un fichier ordinaire)").arg(path));
+        }
+    }
+
+    void ALinkToAFileIsRead()
+    {
+        const QString path = folder_.filePath(QStringLiteral("target"));
+        const QString link = folder_.filePath(QStringLiteral("link"));
+        wholefile::Replace(path, "x");
+        QVERIFY(QFile::link(path, link));
+        QCOMPARE(wholefile::Read(link, 10), QByteArray("x"));
     }
 
     void AFailedReplacementLeavesTheOldFile()

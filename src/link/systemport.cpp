@@ -125,7 +125,8 @@ int SystemPort::OpenDevice(const QString &path)
 void SystemPort::Adopt(int descriptor)
 {
     descriptor_ = descriptor;
-    ioctl(descriptor_, TIOCEXCL); // for those who do not ask for the lock
+    if (identity_.number != 0) // for those who do not ask for the lock; a pseudo-terminal would keep it after a kill
+        ioctl(descriptor_, TIOCEXCL);
     open_ = true;
     lost_ = false;
     readable_ = std::make_unique<QSocketNotifier>(descriptor_, QSocketNotifier::Read);

@@ -1,8 +1,7 @@
-#include "support/linkfixture.h"
+#include "asking.h"
+#include "base/number.h"
 #include "support/suite.h"
 
-#include <QAbstractEventDispatcher>
-#include <QFile>
 #include <QtTest>
 
 namespace {
@@ -11,28 +10,47 @@ const QString connected = QStringLiteral("Connecté");
 const QString slaveConnected = QStringLiteral("Srl Connecté\r\nSlave Connecté.");
 const QString loading = QStringLiteral(" Chargement partiel EEproms   Main.Prbar.Visible = False ");
 
-Task<void> Ask(Codebas *link, QByteArray request, Reply reply, QByteArray *answer)
+/// As the main window does when the user asks for it.
+Task<void> Reconnect(Codebas *link)
 {
-    Task<QByteArray> exchange = link->Exchange(request, reply);
-    *answer = co_await exchange;
+    Task<void> closing = link->ClosePort();
+    co_await closing;
+    Task<void> connecting = link->handshake.ConnectBoard();
+    co_await connecting;
 }
 
-/// A handshake with a scripted board. Most are ten times as fast as real, with attempts every 20 ms that wait 15 ms;
-/// those that must succeed at a certain attempt leave the board its real time to answer.
-struct Handshake : LinkFixture
+/// Counts what the program does: events and alarms.
+class Turns : public QObject
 {
-    Handshake()
+public:
+    Turns() { qApp->installEventFilter(this); }
+    int Count() const { return events_ + Simulated().Rung() - rungBefore_; }
+
+private:
+    bool eventFilter(QObject *, QEvent *) override
     {
-        QObject::connect(&link, &Codebas::Display, &com, [this](const QString &text) { texts.append(text); });
-        QObject::connect(&link, &Codebas::LoadStarted, &com, [this](const QString &caption, int maximum) {
+        ++events_;
+        return false;
+    }
+    int events_ = 0;
+    const int rungBefore_ = Simulated().Rung();
+};
+
+/// A handshake with a scripted board.
+struct Greeting : LinkFixture
+{
+    Greeting()
+    {
+        QObject::connect(&link.handshake, &Handshake::Display, &com, [this](const QString &text) { texts.append(text); });
+        QObject::connect(&link.handshake, &Handshake::LoadStarted, &com, [this](const QString &caption, int maximum) {
             progress.append(QStringLiteral("%1/%2").arg(caption).arg(maximum));
         });
-        QObject::connect(&link, &Codebas::LoadProgress, &com,
+        QObject::connect(&link.handshake, &Handshake::LoadProgress, &com,
                          [this](int value) { progress.append(QString::number(value)); });
-        QObject::connect(&link, &Codebas::LoadEnded, &com, [this] { progress.append(QStringLiteral("over")); });
-        QObject::connect(&link, &Codebas::Connected, &com, [this] { ++sessions; });
+        QObject::connect(&link.handshake, &Handshake::LoadEnded, &com, [this] { progress.append(QStringLiteral("over")); });
+        QObject::connect(&link.handshake, &Handshake::Connected, &com, [this] { ++sessions; });
     }
-    void Connect() { runner.Start(link.ConnectBoard()); }
+    void Connect() { runner.Start(link.handshake.ConnectBoard()); }
     int Attempts() const { return static_cast<int>(texts.filter(trying).size()); }
 
     QStringList texts;
@@ -55,17 +73,11 @@ class TestHandshake : public QObject
 {
     Q_OBJECT
 
-private:
-    static constexpr double scale_ = 10;
-
 private Q_SLOTS:
-    void init() { Timer::SetScale(scale_); }
-    void cleanup() { Timer::SetScale(1); }
 
     void AHealthyBoardIsConnectedAtTheFirstAttempt()
     {
-        Timer::SetScale(1);
-        Handshake h;
+        Greeting h;
         h.board.Healthy();
         for (int i = 0; i < 256; ++i) {
             h.board.master[i] = static_cast<quint8>(100 + i);
@@ -77,7 +89,7 @@ private Q_SLOTS:
         QVERIFY(h.com.PortOpen());
         QVERIFY(h.timer1.Enabled());
         QVERIFY(!h.timer2.Enabled());
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QVERIFY(h.runner.Idle());
         QVERIFY(h.runner.ThrewNothing());
         QCOMPARE(h.board.Received(), WholeHandshake());
@@ -99,10 +111,10 @@ private Q_SLOTS:
 
     void TheProgressOfTheLoadingIsTold()
     {
-        Handshake h;
+        Greeting h;
         h.board.Healthy();
         h.Connect();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QStringList expected{loading + QStringLiteral("/32")};
         for (int i = 0; i < 32; ++i)
             expected.append(QString::number(i));
@@ -129,74 +141,73 @@ private Q_SLOTS:
         QFETCH(int, second);
         QFETCH(int, third);
         QFETCH(QString, text);
-        Handshake h;
+        Greeting h;
         h.board.Healthy();
         h.board.i2c[0] = static_cast<quint8>(first);
         h.board.i2c[1] = static_cast<quint8>(second);
         h.board.i2c[2] = static_cast<quint8>(third);
         h.Connect();
-        QTRY_COMPARE(h.sessions, 1); // an absent slave is no error
+        SOON_EQUAL(h.sessions, 1); // an absent slave is no error
         QCOMPARE(h.texts.last(), text);
     }
 
     void ASilentBoardIsGreetedAgainAndAgain()
     {
-        Handshake h;
+        Greeting h;
         h.Connect();
-        QTRY_VERIFY(h.Attempts() >= 4);
+        SOON(h.Attempts() >= 4);
         QCOMPARE(h.texts.mid(0, 4), QStringList({trying + QStringLiteral(" 0"), trying + QStringLiteral(" 1"),
                                                  trying + QStringLiteral(" 2"), trying + QStringLiteral(" 3")}));
-        QTRY_COMPARE(h.board.Received(), QByteArray(h.Attempts(), char(85)));
+        SOON_EQUAL(h.board.Received(), QByteArray(h.Attempts(), char(85)));
         QCOMPARE(h.sessions, 0);
         QCOMPARE(h.link.LinkState, 0);
         h.board.Healthy(); // switched on at last
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
     }
 
     void AttemptsArePacedByTimer1()
     {
-        Timer::SetScale(1);
-        Handshake h;
+        Greeting h;
         h.Connect();
-        QElapsedTimer watch;
-        watch.start();
-        QTRY_VERIFY_WITH_TIMEOUT(h.Attempts() >= 3, 20000);
-        QVERIFY2(watch.elapsed() >= 3 * 200 - 20, qPrintable(QString::number(watch.elapsed())));
-        QCOMPARE(h.timer1.interval(), 200);
-        QCOMPARE(h.timer2.interval(), 150);
+        Simulated().Run(199ms);
+        QCOMPARE(h.Attempts(), 0);
+        for (int attempt = 1; attempt <= 5; ++attempt) {
+            Simulated().Run(1ms);
+            QCOMPARE(h.Attempts(), attempt);
+            Simulated().Run(199ms);
+            QCOMPARE(h.Attempts(), attempt);
+        }
+        QCOMPARE(h.timer1.Interval(), 200);
+        QCOMPARE(h.timer2.Interval(), 150);
     }
 
     void WaitingForASilentBoardTakesFewTurns()
     {
-        Timer::SetScale(1);
-        Handshake h;
+        Greeting h;
         h.Connect();
-        int turns = 0;
-        connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, &h.com, [&turns] { ++turns; });
-        QElapsedTimer watch;
-        watch.start();
-        QTRY_VERIFY(watch.elapsed() >= 600);
-        QVERIFY2(turns < 300, qPrintable(QString::number(turns)));
+        const Turns turns;
+        Simulated().Run(60s);
+        QVERIFY(h.Attempts() >= 299);
+        QVERIFY2(turns.Count() < 4 * 300, qPrintable(QString::number(turns.Count())));
     }
 
     void AnAnswerThatComesAfterTheWaitCountsForTheNextAttempt()
     {
-        Handshake h;
+        Greeting h;
         h.Connect();
-        QTRY_VERIFY(h.link.Timer2Flg == 1); // the wait of the first attempt is over
+        SOON(h.link.Timer2Flg == 1); // the wait of the first attempt is over
         QVERIFY(!h.board.Received().contains(char(170)));
         h.board.Send(Bytes({27}));
-        QTRY_VERIFY(h.board.Received().contains(char(170)));
+        SOON(h.board.Received().contains(char(170)));
         QVERIFY(h.Attempts() >= 2);
         h.board.Healthy();
         h.board.Send(Bytes({85}));
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
     }
 
     void ALateTwentySevenIsNotTheAnswerToTheSecondStep()
     {
-        Timer::SetScale(1);
-        Handshake h;
+        Greeting h;
         int seconds = 0;
         h.board.Healthy();
         // Every greeting is answered, the first one twice: an answer of before comes in the same burst.
@@ -207,16 +218,16 @@ private Q_SLOTS:
             return Bytes({85});
         };
         h.Connect();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QCOMPARE(seconds, 1);
         QCOMPARE(h.Attempts(), 1);
     }
 
     void OnceTheFirstWaitWasInVainLaterAttemptsDoNotWait()
     {
-        Handshake h;
+        Greeting h;
         h.Connect();
-        QTRY_VERIFY(h.link.Timer2Flg == 1);
+        SOON(h.link.Timer2Flg == 1);
         int answered = 0;
         int before = 0; // greetings that were answered before the second step came
         h.board.Healthy();
@@ -228,14 +239,14 @@ private Q_SLOTS:
             before = before == 0 ? answered : before;
             return Bytes({85});
         };
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QVERIFY2(before >= 2, "the answer to an attempt is for the next one to see");
         QCOMPARE(h.link.Timer2Flg, quint8(1));
     }
 
     void ABurstIsHeardToItsEnd()
     {
-        Handshake h;
+        Greeting h;
         bool first = true;
         h.board.greet = [&](quint8 greeting) {
             return greeting == 85 && std::exchange(first, false) ? Bytes({27}) : QByteArray();
@@ -248,15 +259,14 @@ private Q_SLOTS:
             QVERIFY(h.Arrived(2));
         });
         h.Connect();
-        QTRY_VERIFY(h.Attempts() >= 4);
+        SOON(h.Attempts() >= 4);
         QVERIFY(!second);
         QVERIFY(!h.board.Received().contains(char(170)));
     }
 
     void ABurstThatBeginsWithALateTwentySevenIsTheSecondAnswer()
     {
-        Timer::SetScale(1);
-        Handshake h;
+        Greeting h;
         h.board.Healthy();
         bool greeted = false;
         h.board.greet = [&](quint8 greeting) {
@@ -270,7 +280,7 @@ private Q_SLOTS:
             QVERIFY(h.Arrived(2));
         });
         h.Connect();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QCOMPARE(h.Attempts(), 1);
     }
 
@@ -285,12 +295,11 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, first);
         QFETCH(QByteArray, second);
-        Timer::SetScale(1);
-        Handshake h;
+        Greeting h;
         h.board.Healthy();
         h.board.greet = [&](quint8 greeting) { return greeting == 85 ? first : second; };
         h.Connect();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QCOMPARE(h.Attempts(), 1);
     }
 
@@ -305,20 +314,19 @@ private Q_SLOTS:
     void AWrongFirstAnswerLeadsToTheNextAttempt()
     {
         QFETCH(QByteArray, answer);
-        Handshake h;
+        Greeting h;
         h.board.greet = [&](quint8 greeting) { return greeting == 85 ? answer : Bytes({85}); };
         h.Connect();
-        QTRY_VERIFY(h.Attempts() >= 4);
+        SOON(h.Attempts() >= 4);
         QVERIFY(!h.board.Received().contains(char(170)));
         QCOMPARE(h.link.LinkState, 0);
         h.board.Healthy();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
     }
 
     void AWrongSecondAnswerLeadsToTheNextAttempt()
     {
-        Timer::SetScale(1);
-        Handshake h;
+        Greeting h;
         int seconds = 0;
         h.board.Healthy();
         h.board.greet = [&](quint8 greeting) {
@@ -327,7 +335,7 @@ private Q_SLOTS:
             return ++seconds == 3 ? Bytes({85}) : Bytes({27});
         };
         h.Connect();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QCOMPARE(seconds, 3);
         QCOMPARE(h.Attempts(), 3);
         QCOMPARE(h.board.Received().left(6), Bytes({85, 170, 85, 170, 85, 170}));
@@ -335,35 +343,34 @@ private Q_SLOTS:
 
     void TheSecondAnswerIsWaitedForWithoutLimit()
     {
-        Timer::SetScale(1);
-        Handshake h;
+        Greeting h;
         h.board.greet = [](quint8 greeting) { return greeting == 85 ? Bytes({27}) : QByteArray(); };
         h.Connect();
-        QTRY_COMPARE(h.board.Received(), Bytes({85, 170}));
-        QTest::qWait(700); // several attempts' worth
+        SOON_EQUAL(h.board.Received(), Bytes({85, 170}));
+        Simulated().Run(700ms); // several attempts' worth
         QCOMPARE(h.board.Received(), Bytes({85, 170}));
         QCOMPARE(h.Attempts(), 1);
         h.board.Healthy();
         h.board.Send(Bytes({85}));
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QCOMPARE(h.link.AbortWait, quint8(0)); // though Timer1 ticked all the while
     }
 
     void WhatWaitsAtTheStartIsThrownAway()
     {
-        Handshake h;
+        Greeting h;
         h.link.OpenPort();
         h.board.Send(Bytes({1, 2, 27}));
         QVERIFY(h.Arrived(3));
         h.Connect();
         QCOMPARE(h.com.InBufferCount(), 0);
-        QTRY_VERIFY(h.Attempts() >= 3);
+        SOON(h.Attempts() >= 3);
         QVERIFY(!h.board.Received().contains(char(170)));
     }
 
     void ATwentySevenOfAnEarlierAttemptIsNoAnswer()
     {
-        Handshake h;
+        Greeting h;
         bool answered = false;
         h.board.greet = [&](quint8 greeting) {
             if (greeting == 85)
@@ -371,39 +378,37 @@ private Q_SLOTS:
             return Bytes({9}); // no 85
         };
         h.Connect();
-        QTRY_VERIFY(h.Attempts() >= 5); // the later ones hear nothing at all
+        SOON(h.Attempts() >= 5); // the later ones hear nothing at all
         QCOMPARE(h.board.Received().count(char(170)), 1);
     }
 
     void ABoardThatStreamsIsHeardOut()
     {
-        Handshake h;
-        QTimer stream;
+        Greeting h;
         quint8 next = 28;
-        bool streaming = true;
-        connect(&stream, &QTimer::timeout, &h.com, [&] {
-            if (streaming)
-                h.board.Send(Bytes({next}));
+        Alarm stream([&] {
+            h.board.Send(Bytes({next}));
             next = next == 84 ? 28 : next + 1; // never 27 nor 85
+            stream.Start(2ms);
         });
         h.Connect();
-        stream.start(2);
-        QTRY_VERIFY(h.Attempts() >= 4);
+        stream.Start(2ms);
+        SOON(h.Attempts() >= 4);
         QVERIFY(!h.board.Received().contains(char(170)));
-        streaming = false;
+        stream.Stop();
         h.board.Healthy();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QCOMPARE(h.texts.last(), slaveConnected);
     }
 
     void NoiseBetweenTheGreetingAndTheReportIsThrownAway()
     {
-        Handshake h;
+        Greeting h;
         h.board.Healthy();
         h.board.On(1, 0, [](const QByteArray &) { return Bytes({5, 4, 27, 0, 0, 6, 99}); });
         h.board.On(37, 1, [](const QByteArray &p) { return Bytes({1, 2, 27, p[0] + 1, 27}); });
         h.Connect();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QCOMPARE(h.texts.last(), slaveConnected);
         for (size_t i = 0; i < 16; ++i)
             QCOMPARE(int(h.link.MasterEeprom[i]), int(i) + 1);
@@ -411,27 +416,26 @@ private Q_SLOTS:
 
     void TicksOfTimer1DoNotAbortTheReport()
     {
-        Handshake h;
+        Greeting h;
         h.board.Healthy();
         h.board.On(1, 0, [](const QByteArray &) { return QByteArray(); });
         h.Connect();
-        QTRY_VERIFY(h.board.Received().endsWith(Bytes({27, 1})));
+        SOON(h.board.Received().endsWith(Bytes({27, 1})));
         QVERIFY(!h.timer1.Enabled());
         QCOMPARE(h.link.AbortWait, quint8(0));
-        QTest::qWait(100); // no time-out either
+        Simulated().Run(100ms); // no time-out either
         QCOMPARE(h.texts.last(), connected);
         QCOMPARE(h.sessions, 0);
         QVERIFY(!h.runner.Idle());
         h.board.Send(Bytes({27, 0, 0, 6, 0}));
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
     }
 
     void ASecondHandshakeReplacesTheFirst()
     {
-        Timer::SetScale(1);
-        Handshake h;
+        Greeting h;
         h.Connect();
-        QTRY_VERIFY(h.Attempts() >= 3);
+        SOON(h.Attempts() >= 3);
         h.runner.Drop();
         QVERIFY(!h.timer1.Enabled());
         QVERIFY(!h.timer2.Enabled());
@@ -439,17 +443,17 @@ private Q_SLOTS:
         h.texts.clear();
         h.board.Healthy();
         h.Connect();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QCOMPARE(h.texts.first(), trying + QStringLiteral(" 0")); // counted from the start
     }
 
     void OneThatIsDroppedWhileItLoadsSaysSo()
     {
-        Handshake h;
+        Greeting h;
         h.board.Healthy();
         h.board.On(38, 1, [](const QByteArray &) { return QByteArray(); });
         h.Connect();
-        QTRY_COMPARE(h.progress.size(), 18); // the start and 0 to 16
+        SOON_EQUAL(h.progress.size(), 18); // the start and 0 to 16
         h.runner.Drop();
         QCOMPARE(h.progress.last(), QStringLiteral("over"));
         QCOMPARE(h.sessions, 0);
@@ -457,7 +461,7 @@ private Q_SLOTS:
 
     void APortThatCannotBeOpenedEndsIt()
     {
-        Handshake h;
+        Greeting h;
         h.com.SetPortName(QStringLiteral("/dev/ttyNotThere"));
         h.Connect();
         QVERIFY(h.runner.Idle());
@@ -475,15 +479,15 @@ private Q_SLOTS:
     void ClosingAndOpeningThePortUnderItStartsTheGreetingAgain()
     {
         QFETCH(int, answered);
-        Handshake h;
+        Greeting h;
         h.board.greet = [&](quint8 greeting) { return greeting == 85 && answered > 0 ? Bytes({27}) : QByteArray(); };
         h.Connect();
-        QTRY_VERIFY(h.board.Received().contains(char(answered > 0 ? 170 : 85)));
-        h.link.ClosePort();
-        h.link.OpenPort();
+        SOON(h.board.Received().contains(char(answered > 0 ? 170 : 85)));
+        h.closing.Start(Reopen(&h.link));
         h.board.Healthy();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QVERIFY(h.runner.ThrewNothing());
+        QVERIFY(h.closing.ThrewNothing());
     }
 
     void AnUnpluggedLineIsGreetedAgainWhenItIsBack_data()
@@ -495,103 +499,271 @@ private Q_SLOTS:
     void AnUnpluggedLineIsGreetedAgainWhenItIsBack()
     {
         QFETCH(bool, first);
-        const QTemporaryDir folder;
-        const QString path = folder.filePath(QStringLiteral("ttyBoard"));
-        Handshake h;
-        QVERIFY(QFile::link(h.board.Port(), path));
-        h.com.SetPortName(path);
+        Greeting h;
         h.board.greet = [&](quint8 greeting) { return first && greeting == 85 ? Bytes({27}) : QByteArray(); };
         h.Connect();
-        QTRY_VERIFY(h.board.Received().contains(char(first ? 170 : 85)));
-        QFile::remove(path);
+        SOON(h.board.Received().contains(char(first ? 170 : 85)));
         h.board.Unplug();
-        QTRY_VERIFY(h.com.Lost());
-        QTest::qWait(100); // ticks of Timer1 send nothing now
+        SOON(h.com.Lost());
+        h.board.TakeReceived();
+        Simulated().Run(1h); // ticks of Timer1 send nothing now
         QVERIFY(h.runner.ThrewNothing());
-        ScriptedBoard again;
-        again.Healthy();
-        QVERIFY(QFile::link(again.Port(), path));
-        QTRY_COMPARE(h.sessions, 1);
-        QVERIFY(again.Received().endsWith(WholeHandshake()));
+        QCOMPARE(h.board.Received(), QByteArray());
+        h.board.Healthy();
+        h.board.Plug();
+        SOON_EQUAL(h.sessions, 1);
+        QVERIFY(h.board.Received().endsWith(WholeHandshake()));
     }
 
     void AnotherSpeedIsGivenUpAfterAWhile()
     {
-        Handshake h; // 5 s are 500 ms here
+        Greeting h;
         h.com.SetSettings(QStringLiteral("19200,n,8,1"));
         h.Connect();
         QCOMPARE(h.board.Speed(), 19200);
-        QElapsedTimer watch;
-        watch.start();
-        QTRY_COMPARE(h.board.Speed(), 9600);
-        QVERIFY2(watch.elapsed() >= 490, qPrintable(QString::number(watch.elapsed())));
-        QVERIFY(h.Attempts() > 1);
-        QCOMPARE(h.com.Settings(), QStringLiteral("9600,n,8,1"));
-        watch.start();
-        QTRY_COMPARE(h.board.Speed(), 19200);
-        QVERIFY2(watch.elapsed() >= 400, qPrintable(QString::number(watch.elapsed())));
-        QTRY_COMPARE(h.board.Speed(), 9600);
+        const Stopwatch watch;
+        for (int speed = 0; speed < 4; ++speed) {
+            const int tries = h.Attempts();
+            Simulated().Run(4950ms);
+            QCOMPARE(h.board.Speed(), speed % 2 == 0 ? 19200 : 9600);
+            QVERIFY(h.Attempts() > tries);
+            SOON_EQUAL(h.board.Speed(), speed % 2 == 0 ? 9600 : 19200);
+            QVERIFY(watch.Elapsed() >= (speed + 1) * 5s);
+            QVERIFY(watch.Elapsed() < (speed + 1) * 5s + 200ms);
+            QCOMPARE(h.com.Settings(), speed % 2 == 0 ? Codebas::ordinarySettings : Codebas::streamSettings);
+        }
         h.board.Healthy();
-        QTRY_COMPARE(h.sessions, 1);
-        const int speed = h.board.Speed();
-        QTest::qWait(600); // the board has answered: it stays at this speed
-        QCOMPARE(h.board.Speed(), speed);
+        SOON_EQUAL(h.sessions, 1);
+        QCOMPARE(h.board.Speed(), 19200);
+        Simulated().Run(1h); // the board has answered: it stays at this speed
+        QCOMPARE(h.board.Speed(), 19200);
         QVERIFY(h.runner.ThrewNothing());
     }
 
     void TheOrdinarySpeedIsKept()
     {
-        Handshake h;
+        Greeting h;
         h.Connect();
-        QTest::qWait(700); // longer than 5 s at this scale
+        Simulated().Run(1h);
         QCOMPARE(h.board.Speed(), 9600);
     }
 
     void ABoardAtTheOtherSpeedIsConnectedThere()
     {
-        Timer::SetScale(1);
-        Handshake h;
+        Greeting h;
         h.board.Healthy();
         h.com.SetSettings(QStringLiteral("19200,n,8,1"));
         h.Connect();
-        QTRY_COMPARE(h.sessions, 1);
+        SOON_EQUAL(h.sessions, 1);
         QCOMPARE(h.board.Speed(), 19200);
         QCOMPARE(h.board.Received(), WholeHandshake());
     }
 
+    // ---- others who want the line
+
     void NobodyElseTalksDuringTheGreeting()
     {
-        Handshake h;
-        QByteArray answer;
+        Greeting h;
+        Result other;
         h.Connect();
-        QTRY_VERIFY(h.Attempts() >= 1);
-        h.runner.Start(Ask(&h.link, Request(13), Reply::Framed(2), &answer));
-        QTest::qWait(600); // more than the patience with a silent board
+        SOON(h.Attempts() >= 1);
+        h.runner.Start(Ask(&h.link, Request(13), Reply::Framed(2), &other));
+        Simulated().Run(700ms); // more than the patience with a silent board
         QVERIFY(!h.board.Received().contains(char(27)));
         h.board.Healthy();
         h.board.channel[13] = 522;
-        QTRY_VERIFY(h.runner.Idle());
-        QCOMPARE(answer, Bytes({2, 10, 0}));
+        SOON(h.runner.Idle());
+        QCOMPARE(other.reply, Bytes({2, 10, 0}));
         QCOMPARE(h.sessions, 1);
+        QCOMPARE(h.board.Received().count(Bytes({27, 13})), 1);
+    }
+
+    void AGreetingThatHearsNothingForASecondLetsOthersIn()
+    {
+        Greeting h;
+        Result other;
+        h.Connect();
+        h.runner.Start(Ask(&h.link, Request(13), Reply::Framed(2), &other));
+        Simulated().Run(999ms);
+        QVERIFY(!h.board.Received().contains(char(27)));
+        Simulated().Run(250ms);
+        QVERIFY(h.board.Received().endsWith(Request(13)));
+        h.board.TakeReceived();
+        h.board.Send(Bytes({27, 2, 10, 0}));
+        SOON(other.done);
+        QCOMPARE(other.reply, Bytes({2, 10, 0}));
+        h.board.Healthy();
+        SOON_EQUAL(h.sessions, 1); // behind him it goes on
+        QCOMPARE(h.board.Received(), WholeHandshake());
+        QVERIFY(h.Attempts() > 1);
+        QVERIFY(h.texts.contains(trying + number::Str(h.Attempts() - 1))); // counted on
+    }
+
+    void ALostSecondAnswerKeepsNobodyOutForLongerThanASecond()
+    {
+        Greeting h;
+        Result other;
+        h.board.Healthy();
+        h.board.channel[13] = 522;
+        int seconds = 0;
+        h.board.greet = [&seconds](quint8 greeting) {
+            if (greeting == 85)
+                return Bytes({27});
+            return ++seconds == 1 ? QByteArray() : Bytes({85});
+        };
+        h.Connect();
+        SOON(h.board.Received().endsWith(Bytes({85, 170})));
+        h.board.TakeReceived();
+        const Stopwatch watch;
+        h.runner.Start(Ask(&h.link, Request(13), Reply::Framed(2), &other));
+        SOON(other.done);
+        QVERIFY(watch.Elapsed() >= 900ms);
+        QVERIFY(watch.Elapsed() <= 1200ms);
+        QCOMPARE(other.reply, Bytes({2, 10, 0}));
+        SOON_EQUAL(h.sessions, 1);
+        QCOMPARE(h.board.Received(), Request(13) + WholeHandshake());
+        QCOMPARE(seconds, 2);
+        QVERIFY(h.runner.ThrewNothing());
     }
 
     void AnExchangeThatItCutStartsAgainAfterIt()
     {
-        Timer::SetScale(1);
-        Handshake h;
-        QByteArray answer;
+        Greeting h;
+        Result other;
         h.link.OpenPort();
-        h.runner.Start(Ask(&h.link, Request(13), Reply::Framed(2), &answer));
-        QTRY_COMPARE(h.board.Received(), Bytes({27, 13}));
+        h.runner.Start(Ask(&h.link, Request(13), Reply::Framed(2), &other));
+        QCOMPARE(h.board.Received(), Bytes({27, 13}));
         h.board.TakeReceived();
         h.board.Healthy();
         h.board.channel[13] = 522;
-        h.link.ClosePort();
-        h.Connect();
-        QTRY_VERIFY(h.runner.Idle());
+        h.runner.Start(Reconnect(&h.link));
+        SOON(h.runner.Idle());
         QVERIFY(h.runner.ThrewNothing());
         QCOMPARE(h.board.Received(), WholeHandshake() + Bytes({27, 13}));
-        QCOMPARE(answer, Bytes({2, 10, 0}));
+        QCOMPARE(other.reply, Bytes({2, 10, 0}));
+    }
+
+    void TwoGreetingsAndTwoWhoWaitDoNotSpin_data()
+    {
+        QTest::addColumn<bool>("dropped");
+        QTest::newRow("the second takes the place of the first") << true;
+        QTest::newRow("both go on") << false;
+    }
+    void TwoGreetingsAndTwoWhoWaitDoNotSpin()
+    {
+        QFETCH(bool, dropped);
+        Greeting h;
+        Runner first;
+        Result one;
+        Result two;
+        const Turns turns;
+        first.Start(h.link.handshake.ConnectBoard());
+        Simulated().Run(300ms);
+        h.runner.Start(Ask(&h.link, Request(13), Reply::Framed(2), &one));
+        h.runner.Start(Ask(&h.link, Request(12), Reply::Framed(2), &two));
+        Simulated().Run(300ms);
+        if (dropped)
+            first.Drop();
+        h.runner.Start(Reconnect(&h.link));
+        Simulated().Run(30s);
+        QVERIFY2(turns.Count() < 3000, qPrintable(QString::number(turns.Count())));
+        h.board.Healthy();
+        h.board.channel = {{13, 1300}, {12, 1200}};
+        for (int i = 0; i < 16; ++i) {
+            h.board.master[i] = static_cast<quint8>(100 + i);
+            h.board.slave[i] = static_cast<quint8>(200 - i);
+        }
+        SOON(h.runner.Idle() && first.Idle());
+        QVERIFY(h.runner.ThrewNothing());
+        QVERIFY(first.ThrewNothing());
+        QCOMPARE(h.sessions, dropped ? 1 : 2);
+        QCOMPARE(one.reply, Bytes({1300 / 256, 1300 % 256, 0}));
+        QCOMPARE(two.reply, Bytes({1200 / 256, 1200 % 256, 0}));
+        for (size_t i = 0; i < 16; ++i) { // no byte became 0
+            QCOMPARE(int(h.link.MasterEeprom[i]), 100 + int(i));
+            QCOMPARE(int(h.link.SlaveEeprom[i]), 200 - int(i));
+        }
+        QCOMPARE(h.texts.filter(QStringLiteral("I2C")), QStringList());
+        QVERIFY(!h.timer1.Enabled());
+        QCOMPARE(h.link.AbortWait, quint8(0));
+    }
+
+    // ---- answers that come late
+
+    void LateAnswersConnectWithinAFewAttempts_data()
+    {
+        QTest::addColumn<int>("delay");
+        QTest::addColumn<double>("scale");
+        QTest::newRow("210 ms") << 210 << 1.0;
+        QTest::newRow("60 ms, five times as fast as life") << 60 << 5.0;
+        for (int delay = 10; delay < 1000; delay += 35)
+            QTest::addRow("swept, %d ms", delay) << delay << 1.0;
+        for (int delay = 10; delay < 200; delay += 15)
+            QTest::addRow("swept, %d ms, five times as fast as life", delay) << delay << 5.0;
+    }
+    void LateAnswersConnectWithinAFewAttempts()
+    {
+        QFETCH(int, delay);
+        QFETCH(double, scale);
+        Timer::SetScale(scale);
+        const auto restore = qScopeGuard([] { Timer::SetScale(1); });
+        Greeting h;
+        h.board.Healthy();
+        h.board.SetDelay(delay * 1ms);
+        for (int i = 0; i < 16; ++i) {
+            h.board.master[i] = static_cast<quint8>(100 + i);
+            h.board.slave[i] = static_cast<quint8>(200 - i);
+        }
+        h.Connect();
+        SOON(h.link.LinkState == 1);
+        const int attempts = h.Attempts();
+        // The first answer is on its way for so many attempts, and the second may be taken up after that.
+        const int onItsWay = 1 + static_cast<int>(delay * scale / 200);
+        QVERIFY2(attempts <= 2 * onItsWay + 1, qPrintable(QString::number(attempts)));
+        SOON_EQUAL(h.sessions, 1);
+        QCOMPARE(h.Attempts(), attempts);
+        QCOMPARE(h.texts.last(), slaveConnected);
+        QCOMPARE(h.texts.filter(QStringLiteral("I2C")), QStringList());
+        for (size_t i = 0; i < 16; ++i) {
+            QCOMPARE(int(h.link.MasterEeprom[i]), 100 + int(i));
+            QCOMPARE(int(h.link.SlaveEeprom[i]), 200 - int(i));
+        }
+    }
+
+    void AnothersLateAnswerIsNotTakenForTheGreetings_data()
+    {
+        QTest::addColumn<QByteArray>("answer");
+        QTest::addColumn<int>("delay");
+        const std::pair<const char *, QByteArray> answers[] = {
+            {"ends like the first answer", Bytes({27, 27, 85, 27})},
+            {"ends like the second answer", Bytes({27, 27, 27, 85})},
+            {"ordinary", Bytes({27, 2, 10, 0})},
+        };
+        for (const auto &[name, answer] : answers)
+            for (int delay = 5; delay < 1000; delay += 35)
+                QTest::addRow("%s, after %d ms", name, delay) << answer << delay;
+    }
+    void AnothersLateAnswerIsNotTakenForTheGreetings()
+    {
+        QFETCH(QByteArray, answer);
+        QFETCH(int, delay);
+        Greeting h;
+        Result other;
+        h.board.Healthy();
+        h.board.On(13, 0, [&](const QByteArray &) { return answer; });
+        h.link.OpenPort();
+        h.board.SetDelay(delay * 1ms);
+        h.runner.Start(Ask(&h.link, Request(13), Reply::Framed(2), &other));
+        h.board.SetDelay(1ms);
+        h.Connect();
+        SOON(h.runner.Idle());
+        QVERIFY(h.runner.ThrewNothing());
+        QCOMPARE(h.sessions, 1);
+        QCOMPARE(other.reply, answer.mid(1));
+        QCOMPARE(h.texts.last(), slaveConnected);
+        QCOMPARE(h.texts.filter(QStringLiteral("I2C")), QStringList());
+        QCOMPARE(std::ranges::count(h.link.MasterEeprom, 0), 257); // as the board has it
+        QCOMPARE(std::ranges::count(h.link.SlaveEeprom, 0), 257);
     }
 };
 

@@ -3,66 +3,48 @@
 
 #include <QtTest>
 
-namespace {
-struct Got
-{
-    int byte;
-    int count;
-    bool operator==(const Got &) const = default;
-};
-
-Task<void> Receive(Codebas *link, std::vector<Got> *got, int times)
-{
-    for (int i = 0; i < times; ++i) {
-        co_await link->ReceiveByte();
-        got->push_back({link->RxByte, link->RxCount});
-    }
-}
-
-Task<void> ReceiveUntil27(Codebas *link, int *calls)
-{
-    do {
-        co_await link->ReceiveByte();
-        ++*calls;
-    } while (link->RxByte != 27);
-}
-} // namespace
-
 class TestReceive : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void ABytePresentIsReadAtOnce()
+    void AByteThatWaitsIsTakenAtOnce()
     {
         LinkFixture f;
         f.link.OpenPort();
         f.board.Send(Bytes({7, 8, 9}));
-        QVERIFY(f.Arrived(3));
-        std::vector<Got> got;
-        f.runner.Start(Receive(&f.link, &got, 1)); // no event runs here
-        QCOMPARE(got, (std::vector<Got>{{7, 2}}));
-        QVERIFY(f.runner.Idle());
-        f.runner.Start(Receive(&f.link, &got, 2));
-        QCOMPARE(got, (std::vector<Got>{{7, 2}, {8, 1}, {9, 0}}));
+        QVERIFY(f.Arrived(3)); // no event runs here
+        QVERIFY(f.link.line.ReceiveByte());
+        QCOMPARE(f.link.RxByte, quint8(7));
+        QCOMPARE(f.link.RxCount, qint16(2));
+        QVERIFY(f.link.line.ReceiveByte());
+        QVERIFY(f.link.line.ReceiveByte());
+        QCOMPARE(f.link.RxByte, quint8(9));
+        QCOMPARE(f.link.RxCount, qint16(0));
     }
 
-    void AByteThatIsMissingIsWaitedFor()
+    void AZeroIsAByteLikeOthers()
     {
         LinkFixture f;
         f.link.OpenPort();
         f.link.RxByte = 99;
-        std::vector<Got> got;
-        f.runner.Start(Receive(&f.link, &got, 2));
+        f.board.Send(Bytes({0, 255}));
+        QVERIFY(f.link.line.ReceiveByte());
         QCOMPARE(f.link.RxByte, quint8(0));
-        QVERIFY(got.empty());
-        f.board.Send(Bytes({200}));
-        QTRY_COMPARE(got.size(), size_t(1));
-        QCOMPARE(got[0], (Got{200, 0}));
-        QVERIFY(!f.runner.Idle());
-        f.board.Send(Bytes({0}));
-        QTRY_VERIFY(f.runner.Idle());
-        QCOMPARE(got[1], (Got{0, 0}));
+        QCOMPARE(f.link.RxCount, qint16(1));
+        QVERIFY(f.link.line.ReceiveByte());
+        QCOMPARE(f.link.RxByte, quint8(255));
+    }
+
+    void WhereNothingWaitsThereIsNoByte()
+    {
+        LinkFixture f;
+        f.link.OpenPort();
+        f.link.RxByte = 99;
+        f.link.RxCount = 33;
+        QVERIFY(!f.link.line.ReceiveByte());
+        QCOMPARE(f.link.RxByte, quint8(0));
+        QCOMPARE(f.link.RxCount, qint16(33));
     }
 
     void WithAbortWaitNothingIsRead()
@@ -70,75 +52,41 @@ private Q_SLOTS:
         LinkFixture f;
         f.link.OpenPort();
         f.board.Send(Bytes({7, 8}));
-        QVERIFY(f.Arrived(2));
         f.link.AbortWait = 1;
         f.link.RxByte = 99;
         f.link.RxCount = 33;
-        std::vector<Got> got;
-        f.runner.Start(Receive(&f.link, &got, 1));
-        QTRY_VERIFY(f.runner.Idle());
-        QCOMPARE(got, (std::vector<Got>{{0, 33}}));
+        QVERIFY(!f.link.line.ReceiveByte());
+        QCOMPARE(f.link.RxByte, quint8(0));
+        QCOMPARE(f.link.RxCount, qint16(33));
         QCOMPARE(f.com.InBufferCount(), 2);
-        QCOMPARE(f.link.AbortWait, quint8(1));
-    }
-
-    void WhatBeganUnderAbortWaitEndsWithoutReading()
-    {
-        LinkFixture f;
-        f.link.OpenPort();
-        f.board.Send(Bytes({7}));
-        QVERIFY(f.Arrived(1));
-        std::vector<Got> got;
-        f.link.AbortWait = 1;
-        f.runner.Start(Receive(&f.link, &got, 2));
+        QCOMPARE(f.link.AbortWait, quint8(1)); // it never clears that
         f.link.AbortWait = 0;
-        QTRY_VERIFY(f.runner.Idle());
-        QCOMPARE(got, (std::vector<Got>{{0, 0}, {7, 0}}));
+        QVERIFY(f.link.line.ReceiveByte());
+        QCOMPARE(f.link.RxByte, quint8(7));
+        QCOMPARE(f.link.RxCount, qint16(1));
     }
 
-    void ALoopUnderAbortWaitGivesWayToEvents()
+    void Timer1SetsAbortWait()
     {
         LinkFixture f;
         f.link.OpenPort();
-        f.link.AbortWait = 1;
-        int calls = 0;
-        f.runner.Start(ReceiveUntil27(&f.link, &calls));
-        int ticks = 0;
-        QTimer ticking;
-        connect(&ticking, &QTimer::timeout, &f.com, [&ticks] { ++ticks; });
-        ticking.start(1);
-        QTRY_VERIFY(ticks >= 5);
-        QVERIFY(calls >= 2);
-        QVERIFY(!f.runner.Idle());
-        f.link.AbortWait = 0;
-        f.board.Send(Bytes({27}));
-        QTRY_VERIFY(f.runner.Idle());
-    }
-
-    void Timer1EndsAWait()
-    {
-        LinkFixture f;
-        f.link.OpenPort();
-        std::vector<Got> got;
-        f.runner.Start(Receive(&f.link, &got, 1));
-        f.timer1.SetInterval(1);
-        QCOMPARE(f.link.AbortWait, quint8(0));
         f.timer1.SetEnabled(true);
-        QTRY_VERIFY(f.runner.Idle());
+        Simulated().Run(199ms);
+        QCOMPARE(f.link.AbortWait, quint8(0));
+        Simulated().Run(1ms);
         QCOMPARE(f.link.AbortWait, quint8(1));
-        QCOMPARE(got, (std::vector<Got>{{0, 0}}));
+        QCOMPARE(f.link.Timer2Flg, quint8(0));
     }
 
     void Timer2SetsItsFlagOnly()
     {
         LinkFixture f;
         f.link.OpenPort();
-        std::vector<Got> got;
-        f.runner.Start(Receive(&f.link, &got, 1));
-        QCOMPARE(f.link.Timer2Flg, quint8(0));
         f.timer2.SetEnabled(true);
-        QTRY_COMPARE(f.link.Timer2Flg, quint8(1));
-        QVERIFY(got.empty());
+        Simulated().Run(19ms);
+        QCOMPARE(f.link.Timer2Flg, quint8(0));
+        Simulated().Run(1ms);
+        QCOMPARE(f.link.Timer2Flg, quint8(1));
         QCOMPARE(f.link.AbortWait, quint8(0));
     }
 
@@ -152,7 +100,7 @@ private Q_SLOTS:
         f.link.SendByte(0);
         f.link.SendByte(255);
         f.link.SendByte(27);
-        QTRY_COMPARE(f.board.Received(), Bytes({0, 255, 27}));
+        QCOMPARE(f.board.Received(), Bytes({0, 255, 27}));
         QCOMPARE(f.link.RxByte, quint8(12));
         QCOMPARE(f.link.RxCount, qint16(13));
         QCOMPARE(f.link.AbortWait, quint8(1));
@@ -163,7 +111,8 @@ private Q_SLOTS:
         LinkFixture f;
         QVERIFY_EXCEPTION_THROWN(f.link.SendByte(27), PortClosed);
         f.link.OpenPort();
-        f.link.ClosePort();
+        f.ClosePort();
+        SOON(!f.com.PortOpen());
         QVERIFY_EXCEPTION_THROWN(f.link.SendByte(27), PortClosed);
     }
 
@@ -178,16 +127,30 @@ private Q_SLOTS:
         QVERIFY(f.com.PortOpen());
     }
 
-    void AWaitForAByteEndsWithAnErrorWhenThePortIsClosed()
+    void ClosingDropsWhatWaited()
     {
         LinkFixture f;
         f.link.OpenPort();
-        std::vector<Got> got;
-        f.runner.Start(Receive(&f.link, &got, 1)); // outside of any exchange: there is nothing to start again
-        f.link.ClosePort();
-        QTRY_VERIFY(f.runner.Idle());
-        QVERIFY(got.empty());
-        QVERIFY(f.runner.Threw<Error>()); // which a window shows
+        f.board.Send(Bytes({5}));
+        f.ClosePort();
+        SOON(!f.com.PortOpen());
+        QVERIFY(f.closing.ThrewNothing());
+        f.link.OpenPort();
+        QCOMPARE(f.com.InBufferCount(), 0);
+    }
+
+    void ClosingLetsOutWhatWasSent()
+    {
+        LinkFixture f;
+        f.link.OpenPort();
+        f.link.SendByte(27);
+        f.link.SendByte(3);
+        f.ClosePort();
+        QVERIFY(f.com.PortOpen()); // two bytes take 2.08 ms at 9600 baud
+        Simulated().Run(2ms);
+        QVERIFY(f.com.PortOpen());
+        Simulated().Run(1ms);
+        QVERIFY(!f.com.PortOpen());
     }
 
     void TheSharedStateStartsAsTheBoardIsUnknown()

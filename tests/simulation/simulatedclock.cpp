@@ -93,6 +93,7 @@ bool SimulatedClock::RingNext(Duration limit)
         return false;
     SimulatedBell *const next = due_.begin()->second;
     now_ = std::max(now_, due_.begin()->first.first);
+    ++rung_;
     next->Ring();
     return true;
 }

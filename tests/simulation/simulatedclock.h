@@ -30,6 +30,9 @@ public:
     /// Moves the clock on without letting anything run, as a thread that is held up sees it.
     void Stall(Duration length) { now_ += length; }
 
+    /// How many alarms have rung so far: a program that spins has many.
+    int Rung() const { return rung_; }
+
 private:
     class SimulatedBell;
     using Key = std::pair<Duration, unsigned long long>;
@@ -39,6 +42,7 @@ private:
 
     std::map<Key, SimulatedBell *> due_;
     unsigned long long order_ = 0;
+    int rung_ = 0;
     Duration now_ = 1h;
     QDateTime zero_; ///< local time at moment 0
 };

@@ -4,6 +4,7 @@
 #include <QTimerEvent>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
@@ -43,11 +44,13 @@ QByteArray PtyBoard::TakeReceived()
     return std::exchange(received_, {});
 }
 
-const QByteArray &PtyBoard::Pull()
+const QByteArray &PtyBoard::Await(int count)
 {
     char buffer[4096];
-    for (auto length = read(master_, buffer, sizeof buffer); length > 0; length = read(master_, buffer, sizeof buffer))
-        received_.append(buffer, length);
+    pollfd waiting{master_, POLLIN, 0};
+    while (received_.size() < count && poll(&waiting, 1, 60000) > 0)
+        if (const auto length = read(master_, buffer, sizeof buffer); length > 0)
+            received_.append(buffer, length);
     return received_;
 }
 

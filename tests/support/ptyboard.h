@@ -29,8 +29,8 @@ public:
     QByteArray TakeReceived();
     const QByteArray &Received() const { return received_; }
 
-    /// Everything that has reached this end at this moment, events or not; nothing of it is answered.
-    const QByteArray &Pull();
+    /// Waits without events until so many bytes have reached this end, and gives all of them; nothing of it is answered.
+    const QByteArray &Await(int count);
 
     /// Sends bytes to the program now.
     void Send(const QByteArray &bytes);

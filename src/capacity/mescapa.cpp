@@ -243,6 +243,7 @@ void MesCapa::Overdue()
     if (!EndRun())
         return;
     SwitchOffUnanswered();
+    link_.outputs.StepOver(Switched()); // in doubt from the start
     phaseClock_.reset();
     ui_.LbNote->setText(QStringLiteral("Interrompu : la carte ne répond plus"));
     messages::Show(this, QMessageBox::Critical, windowTitle(),

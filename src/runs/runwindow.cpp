@@ -246,6 +246,7 @@ void RunWindow::Overdue()
     const RunPtr run = run_;
     EndRun(Phase::Over);
     SwitchOffUnanswered();
+    link_.outputs.StepOver(Switched()); // in doubt from the start
     run->log.reset();
     panel_.state->setText(QStringLiteral("Arret"));
     messages::Show(this, QMessageBox::Critical, windowTitle(),

@@ -13,8 +13,8 @@
 
 namespace wholefile {
 namespace {
-/// A descriptor of an ordinary file. Nothing is waited for: the opening of a named pipe would last until somebody writes
-/// into it.
+/// A descriptor of an ordinary file. Nothing is waited for: the opening of a named pipe would last until somebody
+/// writes into it.
 int OpenToRead(const QString &path)
 {
     const int descriptor = open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);

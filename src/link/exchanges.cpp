@@ -226,6 +226,8 @@ void Exchanges::Settle()
             owed_.pop_front();
         if (owed_.empty())
             company_ = false;
+        if (owed_.empty() && !waiting_.empty())
+            DecideSoon(); // also behind an answer that nobody waited for
         Arm();
         if (done)
             done(true);
@@ -448,7 +450,7 @@ void Exchanges::SetState(State state)
             Drain();
         Q_EMIT Usable();
     } else {
-        draining_ = false;
+        answerDue_ |= std::exchange(draining_, false);
         quiet_.Stop();
         if (!owed_.empty()) {
             answerDue_ = true;

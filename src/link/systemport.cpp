@@ -13,7 +13,6 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <termios.h>
 #include <unistd.h>
 
 namespace {
@@ -28,8 +27,8 @@ constexpr unsigned lastPseudoTerminal = 143;
 speed_t SpeedOf(int baud)
 {
     static constexpr std::pair<int, speed_t> speeds[] = {
-        {300, B300},     {600, B600},     {1200, B1200},   {2400, B2400},   {4800, B4800},
-        {9600, B9600},   {19200, B19200}, {38400, B38400}, {57600, B57600}, {115200, B115200},
+        {300, B300},   {600, B600},     {1200, B1200},   {2400, B2400},   {4800, B4800},
+        {9600, B9600}, {19200, B19200}, {38400, B38400}, {57600, B57600}, {115200, B115200},
     };
     const auto *found = std::ranges::find(speeds, baud, &std::pair<int, speed_t>::first);
     if (found == std::end(speeds))
@@ -38,7 +37,7 @@ speed_t SpeedOf(int baud)
 }
 
 /// Bytes as they are, one after the other; a read finds something, or nothing for now, or that the device is gone.
-termios Raw(termios mode, const LineSettings &settings)
+termios Raw(termios mode, const LineSettings &settings, speed_t speed)
 {
     cfmakeraw(&mode);
     mode.c_cc[VMIN] = 1; // so that nothing for now is an error, and an empty read the end
@@ -59,7 +58,7 @@ termios Raw(termios mode, const LineSettings &settings)
         mode.c_iflag |= IXON | IXOFF;
     if (settings.handshaking == 2)
         mode.c_cflag |= CRTSCTS;
-    cfsetspeed(&mode, SpeedOf(settings.baud));
+    cfsetspeed(&mode, speed);
     return mode;
 }
 
@@ -82,14 +81,14 @@ QString SystemPort::PathOf(const QString &name)
 void SystemPort::Open(const QString &name, const LineSettings &settings)
 {
     const QString path = PathOf(name);
-    settings_ = settings;
+    Use(settings);
     const int descriptor = OpenDevice(path);
     if (descriptor < 0) {
         const int reason = errno;
-        QString text = QStringLiteral("Le port série %1 ne peut pas être ouvert : %2")
-                           .arg(name, reason == EWOULDBLOCK || reason == EBUSY
-                                          ? QStringLiteral("un autre programme s'en sert")
-                                          : qt_error_string(reason));
+        QString text =
+            QStringLiteral("Le port série %1 ne peut pas être ouvert : %2")
+                .arg(name, reason == EWOULDBLOCK || reason == EBUSY ? QStringLiteral("un autre programme s'en sert")
+                                                                    : qt_error_string(reason));
         const QFileInfo device(path);
         if (device.exists() && !(device.isReadable() && device.isWritable()))
             text += QStringLiteral("\nVous devez appartenir au groupe « %1 », propriétaire de ce port.")
@@ -102,6 +101,13 @@ void SystemPort::Open(const QString &name, const LineSettings &settings)
     Adopt(descriptor);
 }
 
+/// Throws before there is anything to be closed or a lost device is opened with it.
+void SystemPort::Use(const LineSettings &settings)
+{
+    speed_ = SpeedOf(settings.baud);
+    settings_ = settings;
+}
+
 /// The descriptor of a device that nobody else uses; -1 with errno set. The lock is on the device itself, whatever name
 /// it was opened by, and ends with the descriptor, however the program ends.
 int SystemPort::OpenDevice(const QString &path)
@@ -112,7 +118,7 @@ int SystemPort::OpenDevice(const QString &path)
     termios mode{};
     const bool usable = tcgetattr(descriptor, &mode) == 0 && flock(descriptor, LOCK_EX | LOCK_NB) == 0;
     if (usable) {
-        mode = Raw(mode, settings_);
+        mode = Raw(mode, settings_, speed_);
         if (tcsetattr(descriptor, TCSANOW, &mode) == 0)
             return descriptor;
     }
@@ -175,11 +181,11 @@ void SystemPort::Close()
 
 void SystemPort::Apply(const LineSettings &settings)
 {
-    settings_ = settings;
+    Use(settings);
     termios mode{};
     if (descriptor_ < 0 || tcgetattr(descriptor_, &mode) != 0)
         return;
-    mode = Raw(mode, settings_);
+    mode = Raw(mode, settings_, speed_);
     tcsetattr(descriptor_, TCSANOW, &mode);
     if (settings_.handshaking != 2)
         SetModemLine(descriptor_, TIOCM_RTS, settings_.rts);

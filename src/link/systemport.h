@@ -9,6 +9,7 @@
 #include <memory>
 
 #include <sys/types.h>
+#include <termios.h>
 
 /// A serial port of the system, on a descriptor of our own.
 ///
@@ -47,6 +48,7 @@ private:
     static QString PathOf(const QString &name);
     static Identity IdentityOf(const QString &path);
     bool IsLostDevice(const QString &path) const;
+    void Use(const LineSettings &settings);
     int OpenDevice(const QString &path);
     void Adopt(int descriptor);
     void Release();
@@ -62,6 +64,7 @@ private:
     QString lossReason_; ///< of a loss that is still to be told
     QString path_;
     LineSettings settings_;
+    speed_t speed_ = B9600;
     Identity identity_;
     QByteArray arrived_;
     QByteArray unsent_;

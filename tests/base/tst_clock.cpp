@@ -64,7 +64,8 @@ private Q_SLOTS:
         never.Stop();
         QVERIFY(!never.IsSet());
         clock.Run(1s);
-        QCOMPARE(rung, (QStringList{QStringLiteral("first 20"), QStringLiteral("second 20"), QStringLiteral("late 30")}));
+        QCOMPARE(rung,
+                 (QStringList{QStringLiteral("first 20"), QStringLiteral("second 20"), QStringLiteral("late 30")}));
         QVERIFY(!late.IsSet());
     }
 

@@ -32,11 +32,3 @@ inline Task<void> AskIf(Codebas *link, std::function<bool()> wanted, QByteArray 
     result->reply = co_await exchange;
     result->done = true;
 }
-
-/// Closes the port and opens it at once, as a reconnection does.
-inline Task<void> Reopen(Codebas *link)
-{
-    Task<void> closing = link->ClosePort();
-    co_await closing;
-    link->OpenPort();
-}

@@ -41,13 +41,15 @@ struct Greeting : LinkFixture
 {
     Greeting()
     {
-        QObject::connect(&link.handshake, &Handshake::Display, &com, [this](const QString &text) { texts.append(text); });
+        QObject::connect(&link.handshake, &Handshake::Display, &com,
+                         [this](const QString &text) { texts.append(text); });
         QObject::connect(&link.handshake, &Handshake::LoadStarted, &com, [this](const QString &caption, int maximum) {
             progress.append(QStringLiteral("%1/%2").arg(caption).arg(maximum));
         });
         QObject::connect(&link.handshake, &Handshake::LoadProgress, &com,
                          [this](int value) { progress.append(QString::number(value)); });
-        QObject::connect(&link.handshake, &Handshake::LoadEnded, &com, [this] { progress.append(QStringLiteral("over")); });
+        QObject::connect(&link.handshake, &Handshake::LoadEnded, &com,
+                         [this] { progress.append(QStringLiteral("over")); });
         QObject::connect(&link.handshake, &Handshake::Connected, &com, [this] { ++sessions; });
     }
     void Connect() { runner.Start(link.handshake.ConnectBoard()); }
@@ -462,7 +464,7 @@ private Q_SLOTS:
     void APortThatCannotBeOpenedEndsIt()
     {
         Greeting h;
-        h.com.SetPortName(QStringLiteral("/dev/ttyNotThere"));
+        h.board.Unplug();
         h.Connect();
         QVERIFY(h.runner.Idle());
         QVERIFY(h.runner.Threw<PortError>());
@@ -483,7 +485,7 @@ private Q_SLOTS:
         h.board.greet = [&](quint8 greeting) { return greeting == 85 && answered > 0 ? Bytes({27}) : QByteArray(); };
         h.Connect();
         SOON(h.board.Received().contains(char(answered > 0 ? 170 : 85)));
-        h.closing.Start(Reopen(&h.link));
+        h.Reopen();
         h.board.Healthy();
         SOON_EQUAL(h.sessions, 1);
         QVERIFY(h.runner.ThrewNothing());

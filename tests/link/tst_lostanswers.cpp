@@ -12,8 +12,8 @@ constexpr auto quiet = 50ms;
 const auto acknowledge = Reply::Acknowledge();
 const auto channel = Reply::Framed(2);
 
-/// Two handlers: the older one asks for `first`, the younger one for `second`. The board hears both, and sends only what
-/// the test makes it send.
+/// Two handlers: the older one asks for `first`, the younger one for `second`. The board hears both, and sends only
+/// what the test makes it send.
 struct Two : LinkFixture
 {
     explicit Two(quint8 itsFirst = 13, quint8 itsSecond = 12) : first(itsFirst), second(itsSecond)
@@ -43,7 +43,8 @@ struct Two : LinkFixture
     Result younger;
 };
 
-/// A board that takes its time and loses things: whole answers, single bytes. What it says of channel n is n.
+/// A board that takes its time and loses things: whole answers, single bytes. What it says of channel n is n; writes
+/// are acknowledged.
 class UnreliableBoard : public QObject
 {
 public:
@@ -60,21 +61,21 @@ public:
 private:
     void Take(const QByteArray &request)
     {
-        QByteArray answer = Bytes({27, request[1], request[1], 0});
+        QByteArray answer = request.size() > 2 ? Bytes({6}) : Bytes({27, request[1], request[1], 0});
         int delay = 1;
         if (!reliable_) {
             if (Chance(6))
                 return;
             if (Chance(8))
-                answer.remove(Upto(3), 1);
-            // Never so late that it counts as lost.
+                answer.remove(Upto(static_cast<int>(answer.size()) - 1), 1);
+            // Never so late, after the request and what it said before, that it counts as lost.
             delay = Chance(3) ? Upto(900) : Upto(10);
         }
         ready_ = std::max(ready_, Clock::Current().Now()) + delay * 1ms;
-        for (const char byte : answer) {
-            due_.emplace_back(ready_, byte);
-            if (!reliable_ && Chance(20))
+        for (qsizetype i = 0; i < answer.size(); ++i) {
+            if (i > 0 && !reliable_ && Chance(20))
                 ready_ += Upto(400) * 1ms;
+            due_.emplace_back(ready_, answer[i]);
         }
         if (!arrival_.IsSet())
             Next();
@@ -174,15 +175,16 @@ private Q_SLOTS:
         QFETCH(bool, told);
         Two two;
         Simulated().Run(10ms);
-        two.port->blockSignals(!told);
+        two.com.blockSignals(!told);
         two.board.Send(Two::AnswerOf(13));
         Simulated().Stall(300ms); // the program was held up by something
         Simulated().Run(0ms);
         QVERIFY(two.older.done); // before anybody overtook it
         QCOMPARE(two.older.reply, Two::DataOf(13));
         QCOMPARE(two.link.line.Disturbances(), 0);
-        two.port->blockSignals(false);
-        SOON_EQUAL(two.Sent(), two.Both());
+        two.com.blockSignals(false);
+        SOON_EQUAL(two.board.Received(), two.Both());
+        two.Sent();
         two.board.Send(Two::AnswerOf(12));
         SOON(two.younger.done);
         QVERIFY(two.Right());
@@ -192,7 +194,7 @@ private Q_SLOTS:
     {
         Two two;
         Simulated().Run(10ms);
-        two.port->blockSignals(true);
+        two.com.blockSignals(true);
         Simulated().Run(100ms);
         two.board.Send(Bytes({27}));
         Simulated().Run(patience); // it is found at the end of the silence, and begins a new one
@@ -205,17 +207,17 @@ private Q_SLOTS:
     void TheInputIsLookedAtBeforeAnythingIsGivenUpForLost()
     {
         Two two;
-        two.Answers();
-        two.board.SetDelay(patience + 900ms);
-        Simulated().Run(patience + 100ms);
-        two.port->blockSignals(true);
-        two.board.SetDelay(1ms);
-        Simulated().Run(patience + lost); // the answer to 13 came without a word
+        Simulated().Run(2 * patience);
+        two.com.blockSignals(true);
+        two.board.Send(Two::AnswerOf(13)); // without a word
+        Simulated().Run(patience + lost);
         QVERIFY(!two.older.done);
         QCOMPARE(two.link.line.Disturbances(), 1);
-        two.port->blockSignals(false);
+        two.com.blockSignals(false);
+        two.board.Send(Two::AnswerOf(12));
         SOON(two.runner.Idle());
         QVERIFY(two.Right());
+        QCOMPARE(two.Sent(), two.Both());
     }
 
     // ---- late answers
@@ -427,7 +429,8 @@ private Q_SLOTS:
             Simulated().Run(10ms);
         }
         QCOMPARE(two.Sent(), Request(12));
-        QVERIFY2(watch.Elapsed() >= 1s && watch.Elapsed() <= 1100ms, qPrintable(QString::number(watch.Elapsed() / 1ms)));
+        QVERIFY2(watch.Elapsed() >= 1s && watch.Elapsed() <= 1100ms,
+                 qPrintable(QString::number(watch.Elapsed() / 1ms)));
     }
 
     void WhoWaitsMeanwhileIsServedToo()
@@ -448,6 +451,46 @@ private Q_SLOTS:
         QVERIFY(two.Right());
         QCOMPARE(third.reply, Two::DataOf(11));
         QCOMPARE(fourth.reply, Two::DataOf(10));
+    }
+
+    void WhatIsStillOnItsWayWhenAllBecomesVoidIsNobodys_data()
+    {
+        QTest::addColumn<bool>("reopened");
+        QTest::newRow("the port was closed and opened") << true;
+        QTest::newRow("somebody held the line for a moment") << false;
+    }
+    void WhatIsStillOnItsWayWhenAllBecomesVoidIsNobodys()
+    {
+        QFETCH(bool, reopened);
+        LinkFixture f;
+        f.link.OpenPort();
+        for (const quint8 number : {quint8(12), quint8(13)})
+            f.board.On(number, 0, [number](const QByteArray &) { return Two::AnswerOf(number); });
+        f.board.SetDelay(reopened ? 300ms : 600ms); // late, but not lost
+        int served = 0;
+        QByteArrayList wrong;
+        const auto step = [](Codebas *link, int *count, QByteArrayList *others) -> Task<void> {
+            for (const int number : {13, 12}) {
+                Task<QByteArray> exchange = link->Exchange(Request(number), Reply::Framed(2));
+                const QByteArray reply = co_await exchange;
+                ++*count;
+                if (reply != Two::DataOf(number))
+                    others->append(QByteArray::number(number) + " got " + reply.toHex(' '));
+            }
+        };
+        const auto hold = [](Codebas *link) -> Task<void> {
+            Exchanges::HoldAwaiter turn = link->line.TakeLine();
+            const Exchanges::Hold line = co_await turn;
+        };
+        f.runner.Start(step(&f.link, &served, &wrong));
+        if (reopened)
+            f.Reopen();
+        else
+            f.runner.Start(hold(&f.link));
+        SOON(f.runner.Idle());
+        QCOMPARE(served, 2);
+        QEXPECT_FAIL("", "it is drained for 50 ms only, and an answer may be later than that", Continue);
+        QVERIFY2(wrong.isEmpty(), wrong.join(", ").constData());
     }
 
     // ---- damaged answers
@@ -487,7 +530,8 @@ private Q_SLOTS:
         Simulated().Run(patience + 900ms); // the patience with the younger one is over, too
         QCOMPARE(two.Sent(), two.Both());
         two.board.Send(Two::AnswerOf(13).mid(2) + Two::AnswerOf(12));
-        SOON_EQUAL(two.Sent(), Request(13));
+        SOON_EQUAL(two.board.Received(), Request(13));
+        two.Sent();
         QVERIFY(two.younger.done);
         two.board.Send(Two::AnswerOf(13));
         SOON(two.runner.Idle());
@@ -640,21 +684,24 @@ private Q_SLOTS:
             program.link.OpenPort();
             int asked = 0;
             int served = 0;
+            int ofNoInterest = 0;
             QByteArrayList wrong;
             Runner runner;
             Runner doomed;
-            // Steps of several exchanges and clicks between them; some handlers end before they are answered.
+            // Steps of several exchanges, clicks between them and writes that nobody waits for; some handlers end
+            // before they are answered.
             const int handlers = 4 + board.Upto(6);
             for (int i = 0; i < handlers; ++i) {
                 const bool ends = board.Chance(6);
                 const int times = board.Chance(2) ? 1 : 1 + board.Upto(4);
                 asked += ends ? 0 : times;
-                static int servedDoomed = 0;
                 (ends ? doomed : runner)
-                    .Start(AskForMine(&program.link, 30 + i, times, ends ? &servedDoomed : &served, &wrong));
+                    .Start(AskForMine(&program.link, 30 + i, times, ends ? &ofNoInterest : &served, &wrong));
                 program.clock.Run(board.Upto(board.Chance(3) ? 1500 : 100) * 1ms);
                 if (board.Chance(5))
                     doomed.Drop();
+                if (board.Chance(8))
+                    program.link.line.SendUnanswered(Request(15, 0), acknowledge);
             }
             doomed.Drop();
             program.clock.Run(3s);
@@ -666,7 +713,8 @@ private Q_SLOTS:
                     program.link.line.AskAgain();
             }
             program.clock.Run(10s);
-            QVERIFY2(wrong.isEmpty(), qPrintable(QStringLiteral("seed %1: %2").arg(seed).arg(wrong.value(0).constData())));
+            QVERIFY2(wrong.isEmpty(),
+                     qPrintable(QStringLiteral("seed %1: %2").arg(seed).arg(wrong.value(0).constData())));
             QVERIFY2(runner.Idle(), qPrintable(QStringLiteral("seed %1: somebody was not served").arg(seed)));
             QCOMPARE(served, asked);
             QVERIFY2(program.link.line.Idle(), qPrintable(QStringLiteral("seed %1").arg(seed)));

@@ -112,7 +112,6 @@ private Q_SLOTS:
         QVERIFY_EXCEPTION_THROWN(f.link.SendByte(27), PortClosed);
         f.link.OpenPort();
         f.ClosePort();
-        SOON(!f.com.PortOpen());
         QVERIFY_EXCEPTION_THROWN(f.link.SendByte(27), PortClosed);
     }
 
@@ -133,7 +132,6 @@ private Q_SLOTS:
         f.link.OpenPort();
         f.board.Send(Bytes({5}));
         f.ClosePort();
-        SOON(!f.com.PortOpen());
         QVERIFY(f.closing.ThrewNothing());
         f.link.OpenPort();
         QCOMPARE(f.com.InBufferCount(), 0);
@@ -145,7 +143,7 @@ private Q_SLOTS:
         f.link.OpenPort();
         f.link.SendByte(27);
         f.link.SendByte(3);
-        f.ClosePort();
+        f.closing.Start(f.link.ClosePort());
         QVERIFY(f.com.PortOpen()); // two bytes take 2.08 ms at 9600 baud
         Simulated().Run(2ms);
         QVERIFY(f.com.PortOpen());

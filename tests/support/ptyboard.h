@@ -29,7 +29,8 @@ public:
     QByteArray TakeReceived();
     const QByteArray &Received() const { return received_; }
 
-    /// Waits without events until so many bytes have reached this end, and gives all of them; nothing of it is answered.
+    /// Waits without events until so many bytes have reached this end, and gives all of them; nothing of it is
+    /// answered.
     const QByteArray &Await(int count);
 
     /// Sends bytes to the program now.

@@ -186,8 +186,8 @@ Task<void> Outputs::SendEnd(EndingPtr ending)
     }
     ending->look->Stop();
     std::erase(endings_, ending);
-    if (ending->insisted || ending->disturbances != line_.Disturbances())
-        Want(ending->run);
+    if (ending->closed || (!ending->insisted && ending->disturbances != line_.Disturbances()))
+        Want(ending->run); // insisting has wanted it already, and it may be off by now
     else
         EndedWell(ending->run);
     ending->told.Set();

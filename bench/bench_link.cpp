@@ -3,7 +3,8 @@
 // pseudo-terminal allows and once on a line paced at 9600 baud, against the time that the bytes take on such a wire.
 
 #include "base/handlers.h"
-#include "runs/measurement.h"
+#include "link/measurement.h"
+#include "link/systemport.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -36,7 +37,7 @@ Task<void> ReadAll(Codebas &link)
 
 double OurLink(const QString &port)
 {
-    Com com;
+    Com com(std::make_unique<SystemPort>());
     com.SetPortName(port);
     Timer timer1(QStringLiteral("Timer1"), 200, nullptr);
     Timer timer2(QStringLiteral("Timer2"), 20, nullptr);

@@ -97,7 +97,7 @@ int main(int argc, char *argv[])
     QProcess board;
     board.start(QStringLiteral(VIRTUAL_BOARD), {QStringLiteral("--until-stdin-closes"), QStringLiteral("--pace")});
     board.waitForReadyRead(10000);
-    Com com;
+    Com com(std::make_unique<SystemPort>());
     com.SetPortName(QString::fromLocal8Bit(board.readLine()).trimmed().section(u' ', 1));
     Timer timer1(QStringLiteral("Timer1"), 200, nullptr);
     Timer timer2(QStringLiteral("Timer2"), 20, nullptr);

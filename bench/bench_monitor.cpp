@@ -193,7 +193,7 @@ struct Window
 
     QTemporaryDir folder;
     Terminal terminal;
-    Com com;
+    Com com{std::make_unique<SystemPort>()};
     Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
     Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
     Codebas link{com, timer1, timer2};

@@ -3,6 +3,8 @@
 
 #include "ui/main/main.h"
 
+#include "link/systemport.h"
+
 #include <QApplication>
 #include <QFile>
 #include <QProcess>
@@ -81,8 +83,8 @@ private:
 int Child(int argc, char *argv[], double started)
 {
     QApplication app(argc, argv);
-    Main window;
-    window.Port().SetPortName(QStringLiteral("/dev/null"));
+    Main window(std::make_unique<SystemPort>());
+    window.SerialPort().SetPortName(QStringLiteral("/dev/ptmx"));
     FirstPaint paint(started);
     window.installEventFilter(&paint);
     window.Load();

@@ -59,7 +59,9 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
   --drive-c DOSSIER  dossier qui tient lieu de « C:\ » (~/Voltaire)
   --run MODE         fait un travail sans intervention : une ligne par mesure
                      sur la sortie standard ; code de sortie 0 quand il s'est
-                     terminé de lui-même, 130 après Ctrl-C, qui presse « Arret »
+                     terminé de lui-même, 1 après une erreur, 128 et le numéro
+                     du signal (130 pour Ctrl-C) après un signal, qui presse
+                     « Arret »
     --every N        une ligne toutes les N mesures seulement
   --run charge       une charge rapide
     --current A      courant de charge en ampères ; sans cette option, celui

@@ -7,10 +7,6 @@ namespace messages {
 /// For runs that nobody watches: texts go to standard error instead of into boxes.
 void UseConsole();
 
-/// For whoever would begin a run while the monitor has the line.
-inline const QString closeTheMonitor =
-    QStringLiteral("Le moniteur garde la liaison pour lui seul : fermez-le d'abord.");
-
 /// Shows a message box with one button; while a box with the same text is open, nothing more.
 void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text);
 

@@ -4,6 +4,7 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "link/measurement.h"
+#include "runs/streaming.h"
 #include "runs/unconfirmed.h"
 
 #include <QCloseEvent>
@@ -93,10 +94,8 @@ Task<void> MesCapa::CBstart_Click()
 {
     if (run_ || leaving_)
         co_return;
-    if (link_.Streaming) {
-        messages::Show(this, QMessageBox::Warning, windowTitle(), messages::closeTheMonitor);
+    if (MonitorKeepsLine(this, link_))
         co_return;
-    }
     run_ = std::make_shared<Run>();
     const RunPtr run = run_;
     awake_.Hold();
@@ -243,6 +242,7 @@ void MesCapa::Overdue()
     if (!EndRun())
         return;
     SwitchOffUnanswered();
+    link_.outputs.StepOver(Switched()); // in doubt from the start
     phaseClock_.reset();
     ui_.LbNote->setText(QStringLiteral("Interrompu : la carte ne répond plus"));
     messages::Show(this, QMessageBox::Critical, windowTitle(),

@@ -133,7 +133,7 @@ Task<void> Outputs::Send(RunPtr run, quint8 reg, quint8 value, std::function<boo
     const Write write{reg, value};
     Exchanges::Conversation conversation;
     conversation.next = [this, run, write, wanted](int number) -> std::optional<Question> {
-        if (number == 0 && (Void(run, write) || (wanted && !wanted())))
+        if (number > 0 || Void(run, write) || (wanted && !wanted()))
             return std::nullopt;
         Note(run, write);
         return Once(number, write);

@@ -161,7 +161,7 @@ void SystemPort::Release()
 void SystemPort::Close()
 {
     if (descriptor_ >= 0)
-        tcflush(descriptor_, TCIOFLUSH); // with output that is stuck the closing would wait for it
+        tcflush(descriptor_, Unsent() > 0 ? TCIOFLUSH : TCIFLUSH); // the closing would wait for output that is stuck
     Release();
     open_ = lost_ = false;
     lossReason_.clear();

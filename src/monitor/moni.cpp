@@ -3,6 +3,7 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/wholefile.h"
 #include "link/command.h"
 #include "ui_moni.h"
 
@@ -12,6 +13,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QScreen>
+#include <QTemporaryDir>
 
 #include <cmath>
 
@@ -20,6 +22,8 @@ constexpr auto slice = 10ms;        // how long records are read before the user
 constexpr auto statePeriod = 100ms; // from one showing of the state to the next
 
 constexpr int kindsOfColumn = 3;
+
+constexpr qint64 largestPicture = 1 << 28;
 
 // Left on the screen for the window's frame, whose size is not known before it is shown.
 constexpr int frameSides = 10, frameTop = 40;
@@ -369,10 +373,17 @@ void Moni::SavePicture(const QString &suffix, const QString &filter)
     dialog->setDefaultSuffix(suffix);
     dialog->selectFile(logPath_.isEmpty() ? QStringLiteral("Courbe") : QFileInfo(logPath_).completeBaseName());
     connect(dialog, &QFileDialog::fileSelected, this, [this, suffix](const QString &path) {
+        // Made elsewhere first: what was chosen is only replaced by a whole picture, and nothing waits to open it.
+        const QTemporaryDir folder;
+        const QString made = folder.filePath(QStringLiteral("picture"));
         MonitorChart *chart = ui_->MSChart1;
-        const bool saved = suffix == QLatin1String("pdf") ? chart->savePdf(path) : chart->savePng(path, 0, 0, 2);
-        if (!saved)
-            Window::Failed(FileError(path, QStringLiteral("l'image ne peut pas être écrite")));
+        try {
+            if (!(suffix == QLatin1String("pdf") ? chart->savePdf(made) : chart->savePng(made, 0, 0, 2)))
+                throw FileError(path, QStringLiteral("l'image ne peut pas être écrite"));
+            wholefile::Replace(path, wholefile::Read(made, largestPicture));
+        } catch (const FileError &error) {
+            Window::Failed(error);
+        }
     });
     dialog->open();
 }

@@ -3,6 +3,7 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "link/measurement.h"
+#include "streaming.h"
 #include "unconfirmed.h"
 
 #include <QCloseEvent>
@@ -116,10 +117,8 @@ void RunWindow::SwitchOffUnanswered()
 
 Task<void> RunWindow::StartRun(RunPtr fresh)
 {
-    if (link_.Streaming) {
-        messages::Show(this, QMessageBox::Warning, windowTitle(), messages::closeTheMonitor);
+    if (MonitorKeepsLine(this, link_))
         co_return;
-    }
     EndRun(Phase::Superseded);
     if (const RunPtr former = std::exchange(run_, fresh)) {
         former->phase = Phase::Superseded;
@@ -246,6 +245,7 @@ void RunWindow::Overdue()
     const RunPtr run = run_;
     EndRun(Phase::Over);
     SwitchOffUnanswered();
+    link_.outputs.StepOver(Switched()); // in doubt from the start
     run->log.reset();
     panel_.state->setText(QStringLiteral("Arret"));
     messages::Show(this, QMessageBox::Critical, windowTitle(),

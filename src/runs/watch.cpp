@@ -24,6 +24,6 @@ void Watch::Rest()
 void Watch::LookForSilence()
 {
     silent_.Start(silence);
-    if (link_.line.Silence() >= silence / 2 && !link_.line.IsUndisturbed()) // or else somebody is being served
+    if (link_.line.Silence() >= silence / 2) // or else somebody is being served
         link_.line.AskAgain();
 }

@@ -225,7 +225,11 @@ private Q_SLOTS:
         bench.Button("CBStop")->click();
         bench.board.Send(Bytes({27, 1, 1, 0}));
         const QByteArray rest = step.mid(step.indexOf(question) + 2);
-        SOON_EQUAL(bench.board.Received(), stopBytes + rest + stopBytes);
+        // First the stop, then what is left of the step but for its switching on again, then a look whether all is off.
+        SOON_EQUAL(bench.board.Received(), stopBytes + QByteArray(rest).replace(Bytes({27, 16, 1}), "") +
+                                               Bytes({27, 31, 27, 31}));
+        QVERIFY(bench.Rests());
+        QVERIFY(!bench.board.DischargeOn());
         QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
         QCOMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
         QCOMPARE(bench.Records(), records);
@@ -278,7 +282,10 @@ private Q_SLOTS:
         bench.board.TakeReceived();
         bench.Button("CQuitter")->click();
         bench.board.Send(Bytes({27, 2, 2, 0}));
-        SOON_EQUAL(bench.board.Received(), Bytes({27, 16, 0, 27, 16, 1, 27, 16, 0}));
+        QVERIFY(bench.Rests());
+        QVERIFY(bench.board.Received().startsWith(Bytes({27, 16, 0, 27, 31})));
+        QVERIFY(!bench.board.Received().contains(Bytes({27, 16, 1})));
+        QVERIFY(!bench.board.DischargeOn() && !bench.link.outputs.Unconfirmed());
         QCOMPARE(bench.Records(), records);
     }
 

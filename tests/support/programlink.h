@@ -8,8 +8,25 @@
 /// The program's end of a simulated line, on a simulated clock, without any window.
 struct ProgramLink
 {
-    /// Closes the port as the program does.
-    void ClosePort() { closing.Start(link.ClosePort()); }
+    /// Closes the port as the program does, which waits until what was sent has left.
+    void ClosePort()
+    {
+        closing.Start(link.ClosePort());
+        clock.RunUntil([this] { return closing.Idle(); });
+    }
+
+    /// Closes and opens it again in one go, as an activation of the main window does.
+    void Reopen()
+    {
+        closing.Start(CloseAndOpen());
+        clock.RunUntil([this] { return closing.Idle(); });
+    }
+    Task<void> CloseAndOpen()
+    {
+        Task<void> close = link.ClosePort();
+        co_await close;
+        link.OpenPort();
+    }
 
     /// Lets time pass until nothing is owed and nobody waits; everything sent until then.
     bool Rests()

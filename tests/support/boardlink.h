@@ -12,13 +12,10 @@ struct BoardLink : ProgramLink
     bool Start(const QStringList &options = {})
     {
         board.SwitchOn(options);
-        if (com.PortOpen())
-            ClosePort();
-        if (!clock.RunUntil([this] { return !com.PortOpen(); }))
-            return false;
+        ClosePort();
         link.InitSerialPort();
         link.OpenPort();
-        return true;
+        return com.PortOpen();
     }
     /// Greets the board and loads the words that it has stored.
     bool Connect()

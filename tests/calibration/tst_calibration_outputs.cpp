@@ -235,4 +235,4 @@ private Q_SLOTS:
 };
 
 REGISTER_TEST(TestCalibrationOutputs)
-#include "tst_outputs.moc"
+#include "tst_calibration_outputs.moc"

@@ -347,6 +347,8 @@ Task<void> Outputs::SendQueued(Queued queued, int number)
 /// Somebody takes the line: what is left goes out now.
 void Outputs::FlushQueue()
 {
+    if (queueEnds_)
+        Want(queueEnds_); // its last write is out, and its answer may never come
     for (const Queued &queued : std::exchange(queue_, {})) {
         if (Void(queued.run, queued.write))
             continue;

@@ -1,5 +1,6 @@
 #include "simulatedclock.h"
 
+#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 
 #include <optional>
@@ -80,11 +81,9 @@ std::unique_ptr<Clock::Bell> SimulatedClock::MakeBell(std::function<void()> ring
 
 void SimulatedClock::RunEvents()
 {
-    // Twice, because what was posted by the last of them is due at this moment too.
-    for (int round = 0; round < 2; ++round) {
-        QCoreApplication::processEvents();
+    // Until there are no more: what one of them posts is due at this moment too, and nothing may ever ring after it.
+    while (QAbstractEventDispatcher::instance()->processEvents(QEventLoop::AllEvents))
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
 }
 
 bool SimulatedClock::RingNext(Duration limit)

@@ -12,8 +12,7 @@ constexpr int samples = 8;
 }
 
 CurrentWindow::CurrentWindow(const QString &name, Codebas &link, Kind kind)
-    : ReadingWindow(name, link, QStringLiteral("Timercourant"), kind.readingMs)
-    , kind_(std::move(kind))
+    : ReadingWindow(name, link, QStringLiteral("Timercourant"), kind.readingMs), kind_(std::move(kind))
 {
 }
 
@@ -34,7 +33,8 @@ void CurrentWindow::Load()
 void CurrentWindow::closeEvent(QCloseEvent *event)
 {
     ReadingWindow::closeEvent(event);
-    link_.outputs.QueueEnd(current_, kind_.leaving); // whatever way the user goes: no current flows with nobody watching
+    link_.outputs.QueueEnd(current_,
+                           kind_.leaving); // whatever way the user goes: no current flows with nobody watching
 }
 
 void CurrentWindow::Failed(const Error &error)
@@ -98,17 +98,24 @@ Task<void> CurrentWindow::Read()
         panel_.reading->setText(kind_.readingText + number::Str(number::Int(sum / double(samples))));
 }
 
-/// One after the other with nothing in between; the byte that says nothing of the last is taken too.
+/// One after the other with nothing in between. Nobody waits for the byte behind a count but behind the last one.
 Task<int> CurrentWindow::SumOfCounts()
 {
     const auto open = StillOpen();
-    const Reply count = Reply::Framed(2);
-    Task<QByteArray> exchange = link_.Repeat(samples, Request(kind_.channel), count, open, Exchanges::Overtaking::Allowed);
-    const QByteArray counts = co_await exchange;
+    constexpr int countBytes = 2;
+    Exchanges::Conversation conversation;
+    conversation.next = [open, channel = kind_.channel](int number) -> std::optional<Question> {
+        if (number >= samples || !open())
+            return std::nullopt;
+        const bool last = number == samples - 1;
+        return Question{Request(channel), {.until = quint8(27), .length = countBytes + last, .spare = !last}};
+    };
+    Exchanges::Answer answer = link_.line.Ask(std::move(conversation));
+    const QByteArray counts = co_await answer;
     if (!open())
         throw WindowClosed();
     int sum = 0;
-    for (qsizetype i = 0; i < counts.size(); i += count.length)
+    for (int i = 0; i < samples * countBytes; i += countBytes)
         sum += measurement::Count(static_cast<quint8>(counts[i]), static_cast<quint8>(counts[i + 1]), kind_.channel);
     co_return sum;
 }

@@ -299,7 +299,7 @@ void Exchanges::Arm()
     else
         silent_.Start(left(patience));
     const bool alone = !company_ && std::ranges::any_of(owed_, &Owed::IsAwaited);
-    if (owed_.empty() || alone || IsUndisturbed())
+    if (owed_.empty() || alone || owed_.front().IsUndisturbed())
         lost_.Stop();
     else
         lost_.Start(left(lost));

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "calibration/switching.h"
+#include "base/timer.h"
+#include "base/window.h"
 #include "support/boxes.h"
 #include "support/controls.h"
-#include "support/coroutines.h"
 #include "support/programlink.h"
-#include "support/scriptedboard.h"
 
 #include <QCheckBox>
 #include <QLabel>
@@ -16,8 +15,6 @@
 #include <QSlider>
 #include <QtTest>
 
-#include <type_traits>
-
 /// A calibration window on a connected scripted board, whose readings are made when a test asks for them.
 template <class W>
 struct CalibrationBench : ProgramLink
@@ -27,24 +24,19 @@ struct CalibrationBench : ProgramLink
         board.Healthy();
         for (const int memory : {39, 40})
             board.On(static_cast<quint8>(memory), 2, [](const QByteArray &) { return Bytes({6}); });
-        com.SetPortName(board.Port());
         link.InitSerialPort();
         link.OpenPort();
-        link.line.SetPatience(2000); // however long the test takes between two of its steps
     }
-    ~CalibrationBench()
-    {
-        AnswerBoxes();
-        Timer::SetScale(1);
-    }
+    ~CalibrationBench() { AnswerBoxes(); }
 
     /// Opens the window, sees its writes through and keeps its timer from ticking; gives what was sent.
     QByteArray Open()
     {
         window.Open();
-        if (Clock())
-            Clock()->stop();
-        return Settled();
+        const QByteArray sent = Settled();
+        if (Ticker())
+            Ticker()->SetEnabled(false);
+        return sent;
     }
 
     /// One tick of the timer, seen through; gives what was sent.
@@ -53,16 +45,11 @@ struct CalibrationBench : ProgramLink
         BeginTick();
         return Settled();
     }
+    /// One tick and no more.
     void BeginTick()
     {
-        bool ticked = false;
-        const auto seen = QObject::connect(Clock(), &QTimer::timeout, Clock(), [&ticked] { ticked = true; });
-        const int interval = Clock()->interval();
-        Clock()->start(1);
-        [[maybe_unused]] const bool done = QTest::qWaitFor([&ticked] { return ticked; });
-        Clock()->stop();
-        Clock()->setInterval(interval);
-        QObject::disconnect(seen);
+        Ticker()->SetEnabled(false);
+        Q_EMIT Ticker()->Tick();
     }
 
     /// Presses a button and sees its exchanges through; gives what was sent.
@@ -73,15 +60,7 @@ struct CalibrationBench : ProgramLink
     }
 
     /// Everything sent until the line has come to rest.
-    QByteArray Settled()
-    {
-        for (int quiet = 0; quiet < 3; ++quiet) { // what was asked for begins, and what followed from it too
-            QTest::qWait(1);
-            if (!QTest::qWaitFor([this] { return link.line.Reader() == 0; }))
-                return "the line does not come to rest";
-        }
-        return board.TakeReceived();
-    }
+    QByteArray Settled() { return Rests() ? board.TakeReceived() : QByteArray("the line does not come to rest"); }
 
     /// Lets a command go unanswered; Send() the answer when it is due.
     void HoldBack(int command, int parameters)
@@ -106,22 +85,11 @@ struct CalibrationBench : ProgramLink
     {
         return static_cast<QWidget &>(window).findChild<Control *>(QLatin1String(name));
     }
-    QTimer *Clock() { return static_cast<QWidget &>(window).findChild<QTimer *>(); }
+    Timer *Ticker() { return static_cast<QWidget &>(window).findChild<Timer *>(); }
 
-    ScriptedBoard board;
-    int switchFailures = 0;
-    Switching switching{link, [this](std::exception_ptr) { ++switchFailures; }};
-    W window = Make();
+    ScriptedBoard board{*port};
+    Kept<W> window{link};
     Runner others; ///< handlers of other windows
-
-private:
-    W Make()
-    {
-        if constexpr (std::is_constructible_v<W, Codebas &, Switching &>)
-            return W(link, switching);
-        else
-            return W(link);
-    }
 };
 
 /// A request sent so many times.

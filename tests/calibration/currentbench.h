@@ -19,13 +19,13 @@ struct CurrentBench : CalibrationBench<W>
     QByteArray PressFatal(const char *button)
     {
         this->template Find<QPushButton>(button)->click();
-        [[maybe_unused]] const bool said = QTest::qWaitFor([] { return !OpenBoxes().isEmpty(); });
+        this->clock.RunUntil([] { return !OpenBoxes().isEmpty(); });
         return this->Settled();
     }
     /// Answers the message of a fatal error; the status with which the program ends.
     static int End()
     {
-        QTimer::singleShot(0, [] { AnswerBoxes(); });
+        QMetaObject::invokeMethod(qApp, &AnswerBoxes, Qt::QueuedConnection);
         return QCoreApplication::exec();
     }
 

@@ -23,7 +23,7 @@ struct Bench : CalibrationBench<RegLIPO>
         if (!Press(button).isEmpty())
             return "sent something before the measurement";
         const QByteArray sent = Tick();
-        Clock()->stop(); // it goes on after the writes
+        Ticker()->SetEnabled(false); // it goes on after the writes
         return sent;
     }
     void MeasureAll(std::initializer_list<int> counts)
@@ -82,14 +82,14 @@ private Q_SLOTS:
         bench.window.Open();
         QCOMPARE(bench.window.windowTitle(), QStringLiteral("Reglage Tensions LIPO"));
         QVERIFY(bench.Centred());
-        QTRY_COMPARE(bench.board.Received(), opening);
-        QVERIFY(!bench.Clock()->isActive()); // not before the last answer
+        SOON_EQUAL(bench.board.Received(), opening);
+        QVERIFY(!bench.Ticker()->Enabled()); // not before the last answer
         bench.board.Send(Bytes({6}));
-        QTRY_VERIFY(bench.Clock()->isActive());
-        QCOMPARE(bench.Clock()->objectName(), QStringLiteral("TimerLipo"));
-        QCOMPARE(bench.Clock()->interval(), 500);
-        QTRY_COMPARE(bench.board.Received(), opening + readings);
-        QTRY_COMPARE(bench.Text("deltaCount"), QStringLiteral(" 700"));
+        SOON(bench.Ticker()->Enabled());
+        QCOMPARE(bench.Ticker()->objectName(), QStringLiteral("TimerLipo"));
+        QCOMPARE(bench.Ticker()->Interval(), 500);
+        SOON_EQUAL(bench.board.Received(), opening + readings);
+        SOON_EQUAL(bench.Text("deltaCount"), QStringLiteral(" 700"));
         for (const char *slider : {"REGDelta", "REGOfs"}) {
             QCOMPARE(bench.Find<QSlider>(slider)->minimum(), 0);
             QCOMPARE(bench.Find<QSlider>(slider)->maximum(), 255);
@@ -194,7 +194,7 @@ private Q_SLOTS:
         QCOMPARE(bench.Tick(), readings + Bytes({27, 39, 4, 2, 27, 39, 5, 188}));
         QVERIFY(bench.Checked("Check2"));
         QVERIFY(!bench.Checked("Check1"));
-        bench.Clock()->stop();
+        bench.Ticker()->SetEnabled(false);
         QCOMPARE(bench.Press("BtnPot"), Bytes({27, 39, 0, 0, 27, 39, 1, 0})); // no longer refused
     }
 
@@ -204,15 +204,15 @@ private Q_SLOTS:
         bench.Open();
         bench.HoldBack(39, 2);
         bench.Find<QPushButton>("BtnV4_4")->click();
-        bench.Clock()->start(1);
-        QTRY_COMPARE(bench.board.Received(), readings + Bytes({27, 39, 2, 2}));
-        QVERIFY(!bench.Clock()->isActive());
+        bench.Ticker()->SetEnabled(true);
+        SOON_EQUAL(bench.board.Received(), readings + Bytes({27, 39, 2, 2}));
+        QVERIFY(!bench.Ticker()->Enabled());
         bench.board.Send(Bytes({1})); // one byte, whatever it is
-        QTRY_COMPARE(bench.board.Received(), readings + Bytes({27, 39, 2, 2, 27, 39, 3, 188}));
-        QVERIFY(!bench.Clock()->isActive());
+        SOON_EQUAL(bench.board.Received(), readings + Bytes({27, 39, 2, 2, 27, 39, 3, 188}));
+        QVERIFY(!bench.Ticker()->Enabled());
         QCOMPARE(bench.Caption("BtnV4_4"), QStringLiteral("4,4 V"));
         bench.board.Send(Bytes({1}));
-        QTRY_VERIFY(bench.Clock()->isActive());
+        SOON(bench.Ticker()->Enabled());
         QCOMPARE(bench.Caption("BtnV4_4"), QStringLiteral("700"));
     }
 
@@ -304,7 +304,7 @@ private Q_SLOTS:
         QTEST(bench.Text("Label11"), "offset");
         QCOMPARE(bench.Text("note").startsWith(QStringLiteral("Valeur hors limites")), !fit);
         QVERIFY(OpenBoxes().isEmpty());
-        QVERIFY(bench.Clock()->isActive());
+        QVERIFY(bench.Ticker()->Enabled());
     }
 
     void MissingPoints()
@@ -319,7 +319,7 @@ private Q_SLOTS:
             QCOMPARE(OpenBoxes().constFirst()->windowTitle(), QStringLiteral("ERREUR"));
             QVERIFY(!bench.Checked("Check7"));
             AnswerBoxes();
-            QTRY_VERIFY(OpenBoxes().isEmpty());
+            SOON(OpenBoxes().isEmpty());
         }
     }
 
@@ -351,7 +351,7 @@ private Q_SLOTS:
         bench.Find<QSlider>("REGOfs")->setValue(7);
         QCOMPARE(bench.Settled(), Bytes({27, 22, 7}));
         QCOMPARE(bench.Text("offsetTrim"), QStringLiteral(" 7"));
-        QVERIFY(bench.Clock()->isActive());
+        QVERIFY(bench.Ticker()->Enabled());
         QCOMPARE(bench.Press("BtnPot"), Bytes({27, 39, 0, 7, 27, 39, 1, 210}));
     }
 
@@ -361,15 +361,15 @@ private Q_SLOTS:
         bench.Open();
         bench.HoldBack(12, 0);
         bench.BeginTick();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 12}));
-        bench.Clock()->start();
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 12}));
+        bench.Ticker()->SetEnabled(true);
         for (const int value : {10, 20, 30})
             bench.Find<QSlider>("REGDelta")->setValue(value);
-        QVERIFY(!bench.Clock()->isActive());
+        QVERIFY(!bench.Ticker()->Enabled());
         bench.board.On(12, 0, [](const QByteArray &) { return Bytes({27, 1, 0, 0}); });
         bench.board.Send(Bytes({27, 1, 0, 0}));
-        QTRY_VERIFY(bench.Clock()->isActive());
-        bench.Clock()->stop();
+        SOON(bench.Ticker()->Enabled());
+        bench.Ticker()->SetEnabled(false);
         const QByteArray sent = bench.Settled();
         QVERIFY(sent.startsWith(readings));
         QVERIFY(sent.endsWith(Bytes({27, 21, 30}))); // the last one is never lost
@@ -381,20 +381,19 @@ private Q_SLOTS:
         Bench bench;
         bench.Open();
         bench.HoldBack(12, 0);
-        bench.link.line.SetPatience(Line::usualPatience);
         bench.BeginTick();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 12}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 12}));
         const auto ask = [](Codebas *link) -> Task<void> {
             Task<QByteArray> exchange = link->Exchange(Request(41), Reply::Framed(3));
             co_await exchange;
         };
         bench.others.Start(ask(&bench.link));
-        QTest::qWait(Line::usualPatience + 150);
+        Simulated().Run(Exchanges::patience + 150ms);
         QCOMPARE(bench.board.Received(), Bytes({27, 12}));
         bench.window.close(); // but who leaves lets the others on
-        QTRY_VERIFY(bench.board.Received().contains(Bytes({27, 41})));
-        QTRY_VERIFY(bench.board.Received().contains(leaving));
-        QVERIFY(bench.others.Idle());
+        SOON(bench.board.Received().contains(Bytes({27, 41})));
+        SOON(bench.board.Received().contains(leaving));
+        SOON(bench.others.Idle()); // asked again, once what the board owes is known to be lost
     }
 
     void ATickDuringAReadingIsSkipped()
@@ -422,31 +421,27 @@ private Q_SLOTS:
         bench.Open();
         bench.HoldBack(12, 0);
         bench.BeginTick();
-        bench.Clock()->start();
+        bench.Ticker()->SetEnabled(true);
         if (button)
             bench.Find<QPushButton>("BtnRetour")->click();
         else
             bench.window.close();
         QVERIFY(!bench.window.isVisible());
-        QVERIFY(!bench.Clock()->isActive());
+        QVERIFY(!bench.Ticker()->Enabled());
         bench.board.Send(Bytes({27, 1, 0, 0}));
         QCOMPARE(bench.Settled(), Bytes({27, 12}) + leaving);
-        QVERIFY(!bench.Clock()->isActive());
+        QVERIFY(!bench.Ticker()->Enabled());
     }
 
-    void LgetsrlReadsAByte()
+    void LgetsrlReadsTheMeanCount()
     {
         Bench bench;
         bench.Open();
-        int byte = -1;
-        const auto read = [](Bench *at, int *to) -> Task<void> {
-            const Line::Turn turn = co_await at->link.line.Begin();
-            *to = co_await at->window.Lgetsrl();
-        };
-        bench.others.Start(read(&bench, &byte));
-        bench.board.Send(Bytes({201}));
-        QTRY_COMPARE(byte, 201);
-        QCOMPARE(bench.link.RxByte, quint8(201));
+        int count = -1;
+        const auto read = [](Bench *at, int *to) -> Task<void> { *to = co_await at->window.Lgetsrl(); };
+        bench.others.Start(read(&bench, &count));
+        SOON_EQUAL(count, 700);
+        QCOMPARE(bench.board.Received(), readings);
     }
 
     void ShowsWhatTheBoardHas()

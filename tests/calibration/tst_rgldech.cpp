@@ -1,6 +1,6 @@
 #include "calibration/rgldech.h"
 #include "currentbench.h"
-#include "runs/measurement.h"
+#include "link/measurement.h"
 #include "support/suite.h"
 
 #include <QGroupBox>
@@ -70,13 +70,13 @@ private Q_SLOTS:
         bench.window.Open();
         QCOMPARE(bench.window.windowTitle(), QStringLiteral("Reglage Mesure de courant de décharge"));
         QVERIFY(bench.Centred());
-        QCOMPARE(bench.Clock()->objectName(), QStringLiteral("Timercourant"));
-        QCOMPARE(bench.Clock()->interval(), 500);
-        QVERIFY(bench.Clock()->isActive());
+        QCOMPARE(bench.Ticker()->objectName(), QStringLiteral("Timercourant"));
+        QCOMPARE(bench.Ticker()->Interval(), 500);
+        QVERIFY(bench.Ticker()->Enabled());
         QCOMPARE(bench.Find<QSlider>("SlDech")->minimum(), 0);
         QCOMPARE(bench.Find<QSlider>("SlDech")->maximum(), 255);
-        QTRY_COMPARE(bench.board.Received(), opening);
-        QTRY_COMPARE(bench.BoxText("RegcText1"), QStringLiteral("Valeur CAD Mesurée :  500"));
+        SOON_EQUAL(bench.board.Received(), opening);
+        SOON_EQUAL(bench.BoxText("RegcText1"), QStringLiteral("Valeur CAD Mesurée :  500"));
         QVERIFY(bench.board.Received().startsWith(opening + readings));
     }
 
@@ -171,13 +171,13 @@ private Q_SLOTS:
         QFETCH(bool, button);
         Bench bench;
         bench.Open();
-        bench.Clock()->start();
+        bench.Ticker()->SetEnabled(true);
         if (button)
             bench.Find<QPushButton>("Btquit")->click();
         else
             bench.window.close();
         QVERIFY(!bench.window.isVisible());
-        QVERIFY(!bench.Clock()->isActive());
+        QVERIFY(!bench.Ticker()->Enabled());
         QCOMPARE(bench.Settled(), leaving);
     }
 

@@ -82,9 +82,9 @@ private Q_SLOTS:
         bench.Open();
         bench.HoldBack(39, 2);
         bench.Find<QPushButton>("Command2")->click();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 39, 2, 4}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 39, 2, 4}));
         bench.board.Send(Bytes({200}));
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 39, 2, 4, 27, 39, 3, 0}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 39, 2, 4, 27, 39, 3, 0}));
     }
 
     void AValueThatDoesNotFitEndsItThere_data()
@@ -128,14 +128,14 @@ private Q_SLOTS:
         bench.Open();
         bench.HoldBack(39, 2);
         bench.Find<QPushButton>("Command2")->click();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 39, 2, 4}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 39, 2, 4}));
         Fill(bench, {"514", "772", "5", "6", "7"});
         bench.Find<QPushButton>("Command2")->click();
         bench.board.On(39, 2, [](const QByteArray &) { return Bytes({6}); });
         bench.board.Send(Bytes({6}));
-        QTRY_COMPARE(bench.board.Received(),
-                     Bytes({27, 39, 2, 4}) + Bytes({27, 39, 2,  2,  27, 39, 3,  2,  27, 39, 0,  3,  27, 39,
-                                                    1,  4,  27, 39, 8,  5,  27, 39, 4,  6,  27, 39, 5,  7}));
+        SOON_EQUAL(bench.board.Received(),
+                   Bytes({27, 39, 2, 4}) + Bytes({27, 39, 2,  2,  27, 39, 3,  2,  27, 39, 0,  3,  27, 39,
+                                                  1,  4,  27, 39, 8,  5,  27, 39, 4,  6,  27, 39, 5,  7}));
         QCOMPARE(bench.Settled().size(), 4 + 28); // nothing of the first press follows
     }
 
@@ -151,7 +151,7 @@ private Q_SLOTS:
         QCOMPARE(bench.Text("storedFan"), QStringLiteral(" 50"));
         QCOMPARE(bench.Text("storedHalt"), QStringLiteral(" 90"));
         bench.link.MasterEeprom[0] = 12; // a connection has loaded the board's words again
-        Q_EMIT bench.link.Connected();
+        Q_EMIT bench.link.handshake.Connected();
         QCOMPARE(bench.Text("storedFactor"), QStringLiteral(" 3256"));
     }
 
@@ -183,7 +183,7 @@ private Q_SLOTS:
         bench.Open();
         bench.board.SetSilent(true);
         bench.Find<QPushButton>("Command2")->click();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 39, 2, 4}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 39, 2, 4}));
         QCOMPARE(bench.Text("note"), QStringLiteral("Écriture…"));
         bench.Find<QPushButton>("Command1")->click();
         QVERIFY(!bench.window.isVisible());
@@ -193,9 +193,9 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Open();
-        bench.link.ClosePort();
+        bench.ClosePort();
         bench.Press("Command2");
-        QTRY_COMPARE(BoxTexts().size(), 1);
+        SOON_EQUAL(BoxTexts().size(), 1);
         QVERIFY(BoxTexts().constFirst().startsWith(QStringLiteral("Le port série est fermé")));
     }
 };

@@ -48,13 +48,13 @@ private Q_SLOTS:
         bench.window.Open();
         QCOMPARE(bench.window.windowTitle(), QStringLiteral("Reglage Tensions d'Alimentation"));
         QVERIFY(bench.Centred());
-        QCOMPARE(bench.Clock()->objectName(), QStringLiteral("Timeritension"));
-        QCOMPARE(bench.Clock()->interval(), 500);
-        QVERIFY(bench.Clock()->isActive());
+        QCOMPARE(bench.Ticker()->objectName(), QStringLiteral("Timeritension"));
+        QCOMPARE(bench.Ticker()->Interval(), 500);
+        QVERIFY(bench.Ticker()->Enabled());
         QCOMPARE(bench.BoxText("TxCad"), QString());
-        QTRY_COMPARE(bench.BoxText("TxCad"), QStringLiteral("CAD ALIM =  1000 - CAD DOUBLEUR =  700"));
+        SOON_EQUAL(bench.BoxText("TxCad"), QStringLiteral("CAD ALIM =  1000 - CAD DOUBLEUR =  700"));
         QCOMPARE(bench.board.Received(), readings);
-        QTRY_COMPARE(bench.board.Received(), readings + readings);
+        SOON_EQUAL(bench.board.Received(), readings + readings);
     }
 
     void RepliesAreFramed()
@@ -158,15 +158,15 @@ private Q_SLOTS:
         bench.HoldBack(39, 2);
         bench.Type("TxEEpAlim", "1027");
         bench.Find<QPushButton>("Cbset")->click();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 39, 9, 4}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 39, 9, 4}));
         QCOMPARE(bench.link.MasterEeprom[9], quint8(4));
         QCOMPARE(bench.link.MasterEeprom[10], quint8(0));
         bench.link.RxCount = 77;
         bench.board.Send(Bytes({27, 5, 7})); // no 6
-        QTRY_COMPARE(bench.link.RxCount, qint16(0));
+        SOON_EQUAL(bench.link.RxCount, qint16(0));
         QCOMPARE(bench.board.Received(), Bytes({27, 39, 9, 4}));
         bench.board.Send(Bytes({6}));
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 39, 9, 4, 27, 39, 10, 3}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 39, 9, 4, 27, 39, 10, 3}));
         QCOMPARE(bench.link.MasterEeprom[10], quint8(3));
     }
 
@@ -193,12 +193,12 @@ private Q_SLOTS:
         bench.HoldBack(39, 2);
         bench.Type("TxEEpAlim", "1024");
         bench.Find<QPushButton>("Cbset")->click();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 39, 9, 4}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 39, 9, 4}));
         bench.BeginTick();
         bench.board.Send(Bytes({6}));
         const QByteArray sent = Bytes({27, 39, 9, 4}) + readings + Bytes({27, 39, 10, 0});
-        QTRY_COMPARE(bench.board.Received(), sent); // the younger tick first, then the rest
-        QTRY_COMPARE(bench.BoxText("TxCad"), QStringLiteral("CAD ALIM =  1000 - CAD DOUBLEUR =  700"));
+        SOON_EQUAL(bench.board.Received(), sent); // the younger tick first, then the rest
+        SOON_EQUAL(bench.BoxText("TxCad"), QStringLiteral("CAD ALIM =  1000 - CAD DOUBLEUR =  700"));
     }
 
     void ATickDuringAReadingIsSkipped()
@@ -227,13 +227,13 @@ private Q_SLOTS:
         bench.window.Open();
         bench.HoldBack(6, 0);
         bench.BeginTick();
-        bench.Clock()->start();
+        bench.Ticker()->SetEnabled(true);
         if (button)
             bench.Find<QPushButton>("CBQuit")->click();
         else
             bench.window.close();
         QVERIFY(!bench.window.isVisible());
-        QVERIFY(!bench.Clock()->isActive());
+        QVERIFY(!bench.Ticker()->Enabled());
         bench.board.Send(Bytes({27, 1, 1, 0}));
         QCOMPARE(bench.Settled(), Bytes({27, 6})); // the reading under way ends, the next is not begun
         QCOMPARE(bench.BoxText("TxCad"), QString());
@@ -249,8 +249,8 @@ private Q_SLOTS:
         bench.BeginTick(); // is never answered
         bench.window.close();
         bench.window.Open();
-        QVERIFY(bench.Clock()->isActive());
-        bench.Clock()->stop();
+        QVERIFY(bench.Ticker()->Enabled());
+        bench.Ticker()->SetEnabled(false);
         QCOMPARE(bench.BoxText("TxCad"), QString());
         QCOMPARE(bench.BoxText("TxValim"), QStringLiteral("000"));
         QVERIFY(!bench.Refused("TxValim"));
@@ -258,24 +258,24 @@ private Q_SLOTS:
         QCOMPARE(bench.BoxText("TxEEpAlim"), QString()); // no reading of this opening yet
         bench.board.On(6, 0, [](const QByteArray &) { return Bytes({27, 3, 232, 0}); });
         bench.BeginTick(); // goes ahead of the silent one
-        QTRY_COMPARE(bench.BoxText("TxCad"), QStringLiteral("CAD ALIM =  1000 - CAD DOUBLEUR =  700"));
+        SOON_EQUAL(bench.BoxText("TxCad"), QStringLiteral("CAD ALIM =  1000 - CAD DOUBLEUR =  700"));
     }
 
     void AClosedPortIsSaidOnce()
     {
         Bench bench;
         bench.Open();
-        bench.link.ClosePort();
+        bench.ClosePort();
         bench.BeginTick();
-        QTRY_COMPARE(BoxTexts().size(), 1);
+        SOON_EQUAL(BoxTexts().size(), 1);
         AnswerBoxes();
         bench.BeginTick();
         QVERIFY(OpenBoxes().isEmpty());
         bench.link.OpenPort();
         bench.Tick();
-        bench.link.ClosePort();
+        bench.ClosePort();
         bench.BeginTick();
-        QTRY_COMPARE(BoxTexts().size(), 1); // it had come back
+        SOON_EQUAL(BoxTexts().size(), 1); // it had come back
     }
 };
 

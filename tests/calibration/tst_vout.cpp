@@ -44,12 +44,12 @@ private Q_SLOTS:
         bench.window.Open();
         QCOMPARE(bench.window.windowTitle(), QStringLiteral("Reglage tension de sortie"));
         QVERIFY(bench.Centred());
-        QCOMPARE(bench.Clock()->objectName(), QStringLiteral("Timerrtension"));
-        QCOMPARE(bench.Clock()->interval(), 300);
-        QVERIFY(bench.Clock()->isActive());
+        QCOMPARE(bench.Ticker()->objectName(), QStringLiteral("Timerrtension"));
+        QCOMPARE(bench.Ticker()->Interval(), 300);
+        QVERIFY(bench.Ticker()->Enabled());
         QCOMPARE(bench.Find<QLineEdit>("Text1")->font().family(), QStringLiteral("Arial Black"));
-        QTRY_COMPARE(bench.board.Received(), opening);
-        QTRY_COMPARE(bench.BoxText("RegvText1"), QStringLiteral("Valeur mesuree :  1000"));
+        SOON_EQUAL(bench.board.Received(), opening);
+        SOON_EQUAL(bench.BoxText("RegvText1"), QStringLiteral("Valeur mesuree :  1000"));
         QVERIFY(bench.board.Received().startsWith(opening + readings));
     }
 
@@ -128,12 +128,12 @@ private Q_SLOTS:
         bench.Type("RegVText2", "1200");
         bench.HoldBack(40, 2);
         bench.Find<QPushButton>("CdsetVout")->click();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 40, 6, 3}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 40, 6, 3}));
         bench.board.Send(Bytes({0, 27, 6}));
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 40, 6, 3, 27, 40, 7, 85}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 40, 6, 3, 27, 40, 7, 85}));
         QCOMPARE(bench.link.SlaveEeprom[6], quint8(0));
         bench.board.Send(Bytes({6}));
-        QTRY_COMPARE(bench.link.SlaveEeprom[6], quint8(3));
+        SOON_EQUAL(bench.link.SlaveEeprom[6], quint8(3));
         QCOMPARE(bench.link.SlaveEeprom[7], quint8(85));
     }
 
@@ -164,10 +164,10 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Open();
-        bench.Clock()->start();
+        bench.Ticker()->SetEnabled(true);
         bench.Find<QPushButton>("CBQvout")->click();
         QVERIFY(!bench.window.isVisible());
-        QVERIFY(!bench.Clock()->isActive());
+        QVERIFY(!bench.Ticker()->Enabled());
         QCOMPARE(bench.Settled(), leaving);
     }
 
@@ -175,9 +175,9 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Open();
-        bench.Clock()->start();
+        bench.Ticker()->SetEnabled(true);
         bench.window.close();
-        QVERIFY(!bench.Clock()->isActive());
+        QVERIFY(!bench.Ticker()->Enabled());
         QCOMPARE(bench.Settled(), QByteArray());
     }
 
@@ -196,14 +196,13 @@ private Q_SLOTS:
     void ASilentBoardFreezesNothing()
     {
         Bench bench;
-        bench.link.line.SetPatience(Line::usualPatience);
         bench.board.SetSilent(true);
         bench.window.Open();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 17, 1}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 17, 1}));
         bench.Find<QPushButton>("CBQvout")->click();
         QVERIFY(!bench.window.isVisible());
         bench.board.SetSilent(false);
-        QTRY_COMPARE(bench.board.Received(), opening + leaving); // each once the one before was given its time
+        SOON_EQUAL(bench.board.Received(), opening + leaving); // each once the one before was given its time
     }
 };
 

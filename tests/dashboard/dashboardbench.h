@@ -1,10 +1,9 @@
 #pragma once
 
+#include "base/timer.h"
 #include "dashboard/fetat.h"
 #include "support/boxes.h"
-#include "support/coroutines.h"
 #include "support/programlink.h"
-#include "support/scriptedboard.h"
 
 #include <QtTest>
 
@@ -26,27 +25,13 @@ struct DashboardBench : ProgramLink
     {
         board.Healthy();
         board.On(0, 0, [](const QByteArray &) { return Bytes({6}); });
-        for (const int port : {26, 28, 31})
-            board.On(static_cast<quint8>(port), 0,
-                     [this, port](const QByteArray &) { return Bytes({27, bits[port], 0}); });
+        for (const int reading : {26, 28, 31})
+            board.On(static_cast<quint8>(reading), 0,
+                     [this, reading](const QByteArray &) { return Bytes({27, bits[reading], 0}); });
         board.channel = {{5, 575}, {6, 800}, {7, 900}, {8, 100}, {9, 333}, {10, 300}, {11, 500}, {12, 700}, {13, 600}};
-        com.SetPortName(board.Port());
         link.InitSerialPort();
         link.OpenPort();
-        link.line.SetPatience(2000); // however long the test takes between two of its steps
-        const auto word = [](std::array<quint8, 257> &image, size_t i, int value) {
-            image[i] = static_cast<quint8>(value / 256);
-            image[i + 1] = static_cast<quint8>(value % 256);
-        };
-        word(link.MasterEeprom, 0, 1024);
-        word(link.MasterEeprom, 2, 600);
-        word(link.MasterEeprom, 9, 600);
-        word(link.MasterEeprom, 11, 400);
-        word(link.SlaveEeprom, 0, 2048);
-        word(link.SlaveEeprom, 2, 2560);
-        word(link.SlaveEeprom, 6, 1200);
-        link.SlaveEeprom[4] = 80;
-        link.SlaveEeprom[5] = 60;
+        SetCalibration(link);
         link.MainLeft = 30;
         link.MainTop = 40;
     }
@@ -56,8 +41,8 @@ struct DashboardBench : ProgramLink
     void Open()
     {
         window.Open();
-        QTRY_COMPARE(board.Received(), Bytes({27, 0}));
-        QTRY_COMPARE(link.line.Reader(), HandlerNumber(0));
+        SOON_EQUAL(board.Received(), Bytes({27, 0}));
+        SOON(link.line.Idle());
         board.TakeReceived();
     }
 
@@ -66,7 +51,7 @@ struct DashboardBench : ProgramLink
     {
         Button("CBmanuel")->click();
         QCOMPARE(window.REF, 1);
-        QTRY_COMPARE(window.REF, 0);
+        SOON_EQUAL(window.REF, 0);
     }
 
     /// Presses a button and sees its exchange through; gives what was sent.
@@ -79,8 +64,7 @@ struct DashboardBench : ProgramLink
     /// What was sent once the line has come to rest.
     QByteArray Settled()
     {
-        [[maybe_unused]] const bool rests = QTest::qWaitFor(
-            [this] { return !board.Received().isEmpty() && window.REF == 0 && link.line.Reader() == 0; });
+        clock.RunUntil([this] { return !board.Received().isEmpty() && window.REF == 0 && link.line.Idle(); });
         return board.TakeReceived();
     }
 
@@ -106,11 +90,11 @@ struct DashboardBench : ProgramLink
     QString Text(const char *label) { return Find<QLabel>(label)->text(); }
     QString BoxText(const char *box) { return Find<QLineEdit>(box)->text(); }
     QColor Colour(const char *indicator) { return ColourOf(Find<QLabel>(indicator)); }
-    QTimer *Clock() { return Find<QTimer>("TmrEtat"); }
+    Timer *Ticker() { return Find<Timer>("TmrEtat"); }
 
-    ScriptedBoard board;
+    ScriptedBoard board{*port};
     std::map<int, int> bits; ///< data byte by port command
-    FEtat window{link};
+    Kept<FEtat> window{link};
     Runner others; ///< handlers of other windows
 };
 

@@ -13,7 +13,6 @@ class TestFEtat : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void cleanup() { Timer::SetScale(1); }
 
     void Controls_data()
     {
@@ -122,14 +121,14 @@ private Q_SLOTS:
     {
         DashboardBench bench;
         bench.window.Open();
-        QTRY_COMPARE(bench.link.line.Reader(), HandlerNumber(0));
+        SOON(bench.link.line.Idle());
         QCOMPARE(bench.board.Received(), Bytes({27, 0}));
         QCOMPARE(bench.window.objectName(), QStringLiteral("FEtat"));
         QCOMPARE(bench.window.windowTitle(), QStringLiteral("Panneaau de contrôle"));
         QVERIFY(bench.window.isVisible());
         QCOMPARE(bench.window.pos(), QPoint(30, 40));
-        QCOMPARE(bench.Clock()->interval(), 1000);
-        QVERIFY(!bench.Clock()->isActive());
+        QCOMPARE(bench.Ticker()->Interval(), 1000);
+        QVERIFY(!bench.Ticker()->Enabled());
         for (const char *name : {"Slider1", "Slider2", "Slider3", "Slider4"}) {
             QCOMPARE(bench.SliderOf(name)->minimum(), 0);
             QCOMPARE(bench.SliderOf(name)->maximum(), 255);
@@ -156,14 +155,14 @@ private Q_SLOTS:
         DashboardBench bench;
         bench.HoldBack(0);
         bench.window.Open();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 0}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 0}));
         bench.Button("CbLed")->click();
         bench.link.RxCount = 77;
         bench.board.Send(Bytes({27, 1, 5}));
-        QTRY_COMPARE(bench.link.RxCount, qint16(0)); // they are read
+        SOON_EQUAL(bench.link.RxCount, qint16(0)); // they are read
         QCOMPARE(bench.board.Received(), Bytes({27, 0}));
         bench.board.Send(Bytes({6}));
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 0, 27, 23, 1}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 0, 27, 23, 1}));
     }
 
     void ReopeningStartsFresh()
@@ -184,13 +183,13 @@ private Q_SLOTS:
         bench.Button("CBAUTO")->click();
         bench.Button("CBfermeretat")->click();
         QVERIFY(!bench.window.isVisible());
-        QVERIFY(!bench.Clock()->isActive());
-        QTRY_COMPARE(bench.link.line.Reader(), HandlerNumber(0));
+        QVERIFY(!bench.Ticker()->Enabled());
+        SOON(bench.link.line.Idle());
         bench.board.TakeReceived();
 
         bench.Open();
         QCOMPARE(bench.Text("Label1"), QStringLiteral("Auto =  off"));
-        QVERIFY(!bench.Clock()->isActive());
+        QVERIFY(!bench.Ticker()->Enabled());
         QCOMPARE(bench.Text("LbTempcad"), QString());
         QCOMPARE(bench.Text("Label28"), QStringLiteral("H , M , S"));
         QCOMPARE(bench.BoxText("TxIch"), QStringLiteral("000"));
@@ -242,7 +241,7 @@ private Q_SLOTS:
             QCOMPARE(bench.Press(button.constData()), Bytes({27, command, 1 - first}));
             QCOMPARE(bench.Colour(lamp.constData()), redFirst ? green : red);
         }
-        QVERIFY(!bench.Clock()->isActive());
+        QVERIFY(!bench.Ticker()->Enabled());
     }
 
     void TheIndicatorChangesBeforeTheAnswer()
@@ -251,12 +250,12 @@ private Q_SLOTS:
         bench.Open();
         bench.HoldBack(15, 1);
         bench.Button("Cbcutch")->click();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 15, 0}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 15, 0}));
         QCOMPARE(bench.Colour("Label21"), red);
         QCOMPARE(bench.window.Cutchrg, 1);
-        QVERIFY(bench.link.line.Reader() != 0);
+        QVERIFY(!bench.link.line.Idle());
         bench.board.Send(Bytes({99})); // whatever it is
-        QTRY_COMPARE(bench.link.line.Reader(), HandlerNumber(0));
+        SOON(bench.link.line.Idle());
     }
 
     void FastPressesTakeTurns()
@@ -266,10 +265,10 @@ private Q_SLOTS:
         bench.HoldBack(15, 1);
         for (int press = 0; press < 4; ++press)
             bench.Button("Cbcutch")->click();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 15, 0}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 15, 0}));
         bench.board.On(15, 1, [](const QByteArray &) { return Bytes({6}); });
         bench.board.Send(Bytes({6}));
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 15, 0, 27, 15, 1, 27, 15, 0, 27, 15, 1}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 15, 0, 27, 15, 1, 27, 15, 0, 27, 15, 1}));
         QCOMPARE(bench.Colour("Label21"), green);
         QCOMPARE(bench.window.Cutchrg, 0);
     }
@@ -280,11 +279,10 @@ private Q_SLOTS:
         bench.Open();
         bench.HoldBack(23, 1);
         bench.Button("CbLed")->click();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 23, 1}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 23, 1}));
         bench.board.On(23, 1, [](const QByteArray &) { return Bytes({6}); });
-        bench.link.ClosePort();
-        bench.link.OpenPort();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 23, 1, 27, 23, 1}));
+        bench.Reopen();
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 23, 1, 27, 23, 1}));
         QCOMPARE(bench.window.LedState, 1);
     }
 
@@ -292,9 +290,9 @@ private Q_SLOTS:
     {
         DashboardBench bench;
         bench.Open();
-        bench.link.ClosePort();
+        bench.ClosePort();
         bench.Button("CbLed")->click();
-        QTRY_COMPARE(OpenBoxes().size(), 1);
+        SOON_EQUAL(OpenBoxes().size(), 1);
         QVERIFY(OpenBoxes().first()->text().startsWith(QStringLiteral("Le port série est fermé")));
         QCOMPARE(bench.window.LedState, 0);
         QCOMPARE(bench.Colour("Label17"), QColor(128, 128, 128));
@@ -404,7 +402,7 @@ private Q_SLOTS:
             QCOMPARE(bench.BoxText(box.constData()), text);
             QCOMPARE(bench.Settled(), Bytes({27, command, value}));
         }
-        QVERIFY(!bench.Clock()->isActive());
+        QVERIFY(!bench.Ticker()->Enabled());
     }
 
     void WithoutAScaleTheSettingStandsAlone()
@@ -427,7 +425,7 @@ private Q_SLOTS:
         bench.Open();
         bench.HoldBack(19, 1);
         bench.SliderOf("Slider1")->setValue(1);
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 19, 1}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 19, 1}));
         for (int value = 2; value <= 50; ++value) {
             bench.SliderOf("Slider1")->setValue(value);
             QVERIFY(bench.BoxText("TxIch").startsWith(QStringLiteral(" %1 ").arg(value)));
@@ -435,7 +433,7 @@ private Q_SLOTS:
         bench.SliderOf("Slider3")->setValue(77);
         bench.board.On(19, 1, [](const QByteArray &) { return Bytes({6}); });
         bench.board.Send(Bytes({6}));
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 19, 1, 27, 21, 77, 27, 19, 50}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 19, 1, 27, 21, 77, 27, 19, 50}));
         // It was the last: nothing of the others comes after it.
         QCOMPARE(bench.Press("CbBeep"), Bytes({27, 24, 10}));
     }

@@ -5,8 +5,15 @@
 #include <cstdint>
 #include <deque>
 #include <optional>
+#include <vector>
 
 namespace Board {
+
+/// The sooner of two moments, or the only one that there is.
+inline std::optional<double> Sooner(std::optional<double> a, std::optional<double> b)
+{
+    return !b || (a && *a < *b) ? a : b;
+}
 
 /// Bytes on their way in one direction of the line, each with the moment at which it arrives. Moments are real seconds
 /// and never go backwards: a byte waits for those before it.
@@ -28,16 +35,14 @@ public:
     /// When the first byte arrives.
     std::optional<double> Next() const { return bytes_.empty() ? std::nullopt : std::optional(bytes_.front().arrives); }
 
-    /// How many bytes have arrived at the moment.
-    std::size_t Arrived(double seconds) const
+    /// Appends those that have arrived at the moment.
+    void CopyArrived(double seconds, std::vector<std::uint8_t> &out) const
     {
-        std::size_t count = 0;
-        while (count < bytes_.size() && bytes_[count].arrives <= seconds)
-            ++count;
-        return count;
+        for (std::size_t i = 0; i < bytes_.size() && bytes_[i].arrives <= seconds; ++i)
+            out.push_back(bytes_[i].byte);
     }
 
-    std::uint8_t At(std::size_t index) const { return bytes_[index].byte; }
+    std::uint8_t First() const { return bytes_.front().byte; }
     void Drop(std::size_t count) { bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(count)); }
 
 private:

@@ -85,6 +85,12 @@ std::optional<Memories::Content> LoadMemories(const std::string &path)
     return content;
 }
 
+Memories::Content RememberedContent(const std::string &path, const PackOptions &pack)
+{
+    const auto content = path.empty() ? std::nullopt : LoadMemories(path);
+    return content ? *content : BirthContent(pack);
+}
+
 void SaveMemories(const std::string &path, const Memories::Content &content)
 {
     std::string text(mark);

@@ -2,7 +2,6 @@
 
 #include "files.h"
 #include "memory_file.h"
-#include "numbers.h"
 #include "status_text.h"
 
 #include <array>
@@ -21,26 +20,15 @@ namespace Board {
 
 namespace {
 
-constexpr double statusInterval = 0.2;    // s between two writings of the status file, at least
-constexpr double memoryInterval = 0.2;    // the same for the memory file
-constexpr std::size_t mostWaiting = 8192; // bytes on their way to a PC that does not read
-constexpr int mostRecordsAtOnce = 64;
+constexpr double statusInterval = 0.2;     // s between two writings of the status file, at least
+constexpr double memoryInterval = 0.2;     // the same for the memory file
 constexpr unsigned long timerSlack = 1000; // ns; the usual 50 µs would show at 9600 baud
-constexpr std::uint64_t faultSeedOffset = 0xFA17;
 
 double Clock()
 {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
-
-Memories::Content Remembered(const Options &options)
-{
-    std::optional<Memories::Content> content;
-    if (!options.memoryFile.empty())
-        content = LoadMemories(options.memoryFile);
-    return content ? *content : BirthContent(options.device.pack);
 }
 
 int SignalDescriptor()
@@ -67,8 +55,7 @@ timespec Duration(double seconds)
 Server::Server(const Options &options)
     : options_(options)
     , zero_(Clock())
-    , board_(options.device, Remembered(options), options.streamType)
-    , faults_(options.faults, options.device.seed + faultSeedOffset)
+    , board_(options, RememberedContent(options.memoryFile, options.device.pack))
     , trace_(options.traceFile)
     , signals_(SignalDescriptor())
 {
@@ -77,8 +64,8 @@ Server::Server(const Options &options)
     if (!options_.link.empty())
         link_.emplace(options_.link, line_.Path());
     if (!options_.memoryFile.empty())
-        SaveMemories(options_.memoryFile, board_.Stored().Image());
-    KeepStatus(Seconds());
+        SaveMemories(options_.memoryFile, Stored().Image());
+    WriteStatus();
 }
 
 double Server::Seconds() const
@@ -92,27 +79,19 @@ void Server::Run()
         Wait();
         Work();
     }
-    const double end = std::numeric_limits<double>::infinity();
-    KeepMemories(end);
-    Touch();
-    KeepStatus(end);
+    KeepMemories(std::numeric_limits<double>::infinity());
+    WriteStatus();
 }
 
 std::optional<double> Server::NextMoment() const
 {
-    std::optional<double> next;
-    const auto consider = [&next](std::optional<double> moment) {
-        if (moment && (!next || *moment < *next))
-            next = moment;
-    };
-    consider(incoming_.Next());
+    std::optional<double> next = board_.NextMoment();
     if (!blocked_)
-        consider(outgoing_.Next());
-    consider(nextRecord_);
-    if (statusWanted_ && !options_.statusFile.empty())
-        consider(statusAgain_);
-    if (board_.Stored().Writes() != savedWrites_ && !options_.memoryFile.empty())
-        consider(saveAgain_);
+        next = Sooner(next, board_.Outgoing().Next());
+    if (StatusIsOld())
+        next = Sooner(next, statusAgain_);
+    if (MemoriesAreOld())
+        next = Sooner(next, saveAgain_);
     return next;
 }
 
@@ -135,7 +114,7 @@ void Server::Wait()
         TakeBytes();
     // After the bytes are taken and before they are answered: whoever sent them has been noted by then, and the answers
     // are not thrown away with what was there before.
-    if (watched[1].revents != 0 || !incoming_.Empty())
+    if (watched[1].revents != 0 || board_.Hearing())
         TakeVisitors();
     if (watched[3].revents != 0)
         TakeStandardInput();
@@ -146,17 +125,10 @@ void Server::TakeSignal()
     signalfd_siginfo signal{};
     while (read(signals_.Number(), &signal, sizeof signal) == sizeof signal) {
         if (signal.ssi_signo == SIGUSR1)
-            ToggleButton(1);
+            board_.ToggleButton(1);
         else
             stopped_ = true;
     }
-}
-
-void Server::ToggleButton(int number)
-{
-    Device &device = board_.Hardware();
-    device.PressButton(number, !device.Pressed(number));
-    Touch();
 }
 
 void Server::TakeStandardInput()
@@ -171,40 +143,28 @@ void Server::TakeStandardInput()
     }
     control_.append(buffer.data(), static_cast<std::size_t>(count));
     for (std::size_t end = control_.find('\n'); end != std::string::npos; end = control_.find('\n')) {
-        TakeControlLine(std::string_view(control_).substr(0, end));
+        const std::string_view order = std::string_view(control_).substr(0, end);
+        if (!board_.Obey(Seconds(), order))
+            std::cerr << "virtual-board : commande refusée : " << order << '\n';
         control_.erase(0, end + 1);
     }
     if (control_.size() > buffer.size())
         control_.clear();
 }
 
-void Server::TakeControlLine(std::string_view line)
-{
-    const std::size_t blank = std::min(line.find(' '), line.size());
-    const std::string_view verb = line.substr(0, blank);
-    const std::string_view argument = line.substr(std::min(blank + 1, line.size()));
-    const auto value = ParseNumber<double>(argument);
-    Device &device = board_.Hardware();
-    device.AdvanceTo(Simulated(Seconds()));
-    if (verb == "button" && value && *value >= 1 && *value <= Device::buttonCount)
-        ToggleButton(static_cast<int>(*value));
-    else if (verb == "volts" && argument == "pack")
-        device.ConnectSupply(0);
-    else if (verb == "volts" && value && *value > 0 && *value <= 40)
-        device.ConnectSupply(*value);
-    else if (verb == "ambient" && value && *value >= -20 && *value <= 150)
-        device.SetAmbient(*value);
-    else
-        std::cerr << "virtual-board : commande refusée : " << line << '\n';
-    Touch();
-}
-
 void Server::TakeVisitors()
 {
     if (!line_.NoteVisitors())
         return;
-    outgoing_.Clear();
+    board_.Outgoing().Clear();
     blocked_ = false;
+}
+
+// The PC may set the port to another speed at any time.
+void Server::NoteSpeed()
+{
+    if (options_.pace)
+        board_.SetByteSeconds(line_.ByteSeconds());
 }
 
 void Server::TakeBytes()
@@ -213,126 +173,55 @@ void Server::TakeBytes()
     line_.Read(scratch_);
     const double now = Seconds();
     trace_.Note(now, "in", scratch_.data(), scratch_.size());
-    const double byteSeconds = options_.pace ? line_.ByteSeconds() : 0;
-    for (const std::uint8_t byte : scratch_)
-        incoming_.Add(byte, now, byteSeconds);
+    NoteSpeed();
+    board_.Receive(now, scratch_);
 }
 
 void Server::Work()
 {
     const double now = Seconds();
-    while (incoming_.Next() && *incoming_.Next() <= now) {
-        const double arrived = *incoming_.Next();
-        const std::uint8_t byte = incoming_.At(0);
-        incoming_.Drop(1);
-        Hear(byte, arrived);
-    }
-    SendRecords(now);
+    NoteSpeed();
+    board_.AdvanceTo(now);
     Transmit(now);
     KeepStatus(now);
     KeepMemories(now);
-}
-
-void Server::Hear(std::uint8_t byte, double seconds)
-{
-    if (Silent(seconds))
-        return;
-    Bytes heard;
-    faults_.Hear(byte, heard);
-    for (const std::uint8_t each : heard) {
-        const unsigned long before = board_.Commands();
-        Bytes reply;
-        board_.Take(Simulated(seconds), each, reply);
-        Send(reply, seconds);
-        if (board_.Commands() != before) {
-            Touch();
-            Suffer(seconds);
-        }
-    }
-    if (board_.Streaming() && !nextRecord_)
-        nextRecord_ = seconds + RecordInterval();
-    else if (!board_.Streaming())
-        nextRecord_.reset();
-}
-
-void Server::Suffer(double seconds)
-{
-    switch (faults_.AfterCommand()) {
-    case Faults::Event::None:
-        return;
-    case Faults::Event::Silence:
-        silentUntil_ =
-            faults_.SilenceSeconds() > 0 ? seconds + faults_.SilenceSeconds() : std::numeric_limits<double>::infinity();
-        break;
-    case Faults::Event::Restart:
-        outgoing_.Clear();
-        board_.Restart(Simulated(seconds));
-        break;
-    }
-}
-
-// A line that is still busy with a record leaves out the next one.
-void Server::SendRecords(double now)
-{
-    for (int count = 0; nextRecord_ && *nextRecord_ <= now; ++count) {
-        const double due = *nextRecord_;
-        nextRecord_ = due + RecordInterval();
-        if (count == mostRecordsAtOnce) {
-            nextRecord_ = now + RecordInterval();
-            return;
-        }
-        if (Silent(due) || (options_.pace && !outgoing_.Empty()))
-            continue;
-        Bytes record;
-        board_.AppendRecord(Simulated(due), record);
-        Send(record, due);
-    }
-}
-
-void Server::Send(const Bytes &bytes, double seconds)
-{
-    if (bytes.empty() || outgoing_.Size() > mostWaiting)
-        return;
-    const double byteSeconds = options_.pace ? line_.ByteSeconds() : 0;
-    for (const std::uint8_t byte : bytes) {
-        delayed_.clear();
-        faults_.Send(byte, delayed_);
-        for (const Faults::Delayed &each : delayed_)
-            outgoing_.Add(each.byte, seconds + each.seconds, byteSeconds);
-    }
 }
 
 void Server::Transmit(double now)
 {
     if (blocked_)
         return;
-    const std::size_t ready = outgoing_.Arrived(now);
-    if (ready == 0)
-        return;
     scratch_.clear();
-    for (std::size_t i = 0; i < ready; ++i)
-        scratch_.push_back(outgoing_.At(i));
-    const std::size_t sent = line_.Write(scratch_.data(), ready);
+    board_.Outgoing().CopyArrived(now, scratch_);
+    if (scratch_.empty())
+        return;
+    const std::size_t sent = line_.Write(scratch_.data(), scratch_.size());
     trace_.Note(now, "out", scratch_.data(), sent);
-    outgoing_.Drop(sent);
-    blocked_ = sent < ready;
+    board_.Outgoing().Drop(sent);
+    blocked_ = sent < scratch_.size();
 }
 
 void Server::KeepStatus(double now)
 {
-    if (!statusWanted_ || options_.statusFile.empty() || now < statusAgain_)
+    if (StatusIsOld() && now >= statusAgain_)
+        WriteStatus();
+}
+
+void Server::WriteStatus()
+{
+    if (options_.statusFile.empty())
         return;
-    ReplaceFile(options_.statusFile, StatusText(board_));
-    statusWanted_ = false;
+    ReplaceFile(options_.statusFile, StatusText(board_.Core()));
+    shownChanges_ = board_.Changes();
     statusAgain_ = Seconds() + statusInterval;
 }
 
 void Server::KeepMemories(double now)
 {
-    if (board_.Stored().Writes() == savedWrites_ || options_.memoryFile.empty() || now < saveAgain_)
+    if (!MemoriesAreOld() || now < saveAgain_)
         return;
-    SaveMemories(options_.memoryFile, board_.Stored().Image());
-    savedWrites_ = board_.Stored().Writes();
+    SaveMemories(options_.memoryFile, Stored().Image());
+    savedWrites_ = Stored().Writes();
     saveAgain_ = Seconds() + memoryInterval;
 }
 

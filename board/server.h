@@ -1,16 +1,12 @@
 #pragma once
 
-#include "controller.h"
+#include "board_line.h"
 #include "descriptor.h"
-#include "faults.h"
-#include "line_queue.h"
-#include "options.h"
 #include "pty_line.h"
 #include "trace.h"
 
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace Board {
 
@@ -28,49 +24,38 @@ public:
 
 private:
     double Seconds() const; ///< real, since the start
-    double Simulated(double seconds) const { return seconds * options_.timeScale; }
 
     std::optional<double> NextMoment() const;
     void Wait();
     void TakeSignal();
     void TakeStandardInput();
-    void TakeControlLine(std::string_view line);
     void TakeVisitors();
     void TakeBytes();
+    void NoteSpeed();
     void Work();
-    void Hear(std::uint8_t byte, double seconds);
-    void Suffer(double seconds);
-    void SendRecords(double now);
-    void Send(const Bytes &bytes, double seconds);
     void Transmit(double now);
-    void ToggleButton(int number);
-    void Touch() { statusWanted_ = true; }
     void KeepStatus(double now);
+    void WriteStatus();
     void KeepMemories(double now);
-    bool Silent(double seconds) const { return seconds < silentUntil_; }
-    double RecordInterval() const { return 1.0 / (options_.streamRate * options_.timeScale); }
+    const Memories &Stored() const { return board_.Core().Stored(); }
+    bool StatusIsOld() const { return !options_.statusFile.empty() && board_.Changes() != shownChanges_; }
+    bool MemoriesAreOld() const { return !options_.memoryFile.empty() && Stored().Writes() != savedWrites_; }
 
     Options options_;
     double zero_;
-    Controller board_;
-    Faults faults_;
+    BoardLine board_;
     Trace trace_;
     Descriptor signals_;
     PtyLine line_;
     std::optional<PortLink> link_;
-    LineQueue incoming_;
-    LineQueue outgoing_;
     bool blocked_ = false; // the line takes no more for now
-    std::optional<double> nextRecord_;
-    double silentUntil_ = 0;
-    bool statusWanted_ = true;
+    unsigned long shownChanges_ = 0;
     double statusAgain_ = 0;
     unsigned long savedWrites_ = 0;
     double saveAgain_ = 0;
     std::string control_; // begun line of standard input
     bool stopped_ = false;
     Bytes scratch_;
-    std::vector<Faults::Delayed> delayed_;
 };
 
 } // namespace Board

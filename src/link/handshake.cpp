@@ -128,9 +128,10 @@ bool Handshake::Hears() const
     return link_.com.InBufferCount() > 0;
 }
 
+/// Not while the port is closed: it may be open again in a moment, and nobody else gets on until then.
 bool Handshake::Deserted() const
 {
-    return link_.line.IsWanted() && heard_.Elapsed() >= patience;
+    return link_.com.PortOpen() && link_.line.IsWanted() && heard_.Elapsed() >= patience;
 }
 
 /// One greeting; true when the board gave both answers. After the first attempt in vain Timer2Flg stays set: later ones

@@ -186,9 +186,10 @@ Task<void> Outputs::SendEnd(EndingPtr ending)
     }
     ending->look->Stop();
     std::erase(endings_, ending);
-    if (ending->insisted || ending->disturbances != line_.Disturbances())
+    const bool disturbed = ending->disturbances != line_.Disturbances();
+    if (ending->closed || (disturbed && !ending->insisted))
         Want(ending->run);
-    else
+    else if (!ending->insisted) // else it was wanted then, and may be off by now
         EndedWell(ending->run);
     ending->told.Set();
     news_.Wake();

@@ -117,11 +117,10 @@ Task<void> Moni::SwitchToStream()
     co_await settled;
     link_.SendByte(27);
     link_.SendByte(command::EndSession);
+    speedDue_ = true;
     AbandonRecord(); // of a run that was stopped: its other bytes go with the port
-    Task<void> closing = link_.ClosePort();
-    co_await closing;
-    link_.ConfigurePort(Codebas::streamSettings);
-    link_.OpenPort();
+    Task<void> reopening = Reopen();
+    co_await reopening;
     if (!holding_)
         Start(HoldLine());
 }
@@ -169,10 +168,13 @@ void Moni::closeEvent(QCloseEvent *event)
     Q_EMIT Returning();
 }
 
+/// Once what was sent has left, at the speed of the stream if that is due.
 Task<void> Moni::Reopen()
 {
     Task<void> closing = link_.ClosePort();
     co_await closing;
+    if (std::exchange(speedDue_, false))
+        link_.ConfigurePort(Codebas::streamSettings);
     link_.OpenPort();
 }
 

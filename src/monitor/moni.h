@@ -7,7 +7,6 @@
 #include "link/codebas.h"
 #include "monitorlog.h"
 
-
 #include <memory>
 #include <optional>
 
@@ -85,6 +84,7 @@ private:
     std::function<bool()> mayTakeLine_;
     bool activationDue_ = false; ///< the port was lost when the window became active
     bool switching_ = false;     ///< it is us who close the port
+    bool speedDue_ = false;      ///< the board was told to stream, and the line has still the speed of before
     bool holding_ = false;       ///< we have the line or wait for it
     bool hasLine_ = false;
     bool reading_ = false;

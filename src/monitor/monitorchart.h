@@ -1,7 +1,7 @@
 #pragma once
 
-#include "chartrules.h"
 #include "base/clock.h"
+#include "chartrules.h"
 #include "customplot.h"
 
 #include <array>
@@ -55,6 +55,6 @@ private:
     QPointF cursorAt_;
     Alarm redraw_{[this] { Redraw(); }};
     std::optional<Stopwatch> lastRedraw_; ///< since it
-    bool followed_ = true; ///< the user has not chosen a view
+    bool followed_ = true;                ///< the user has not chosen a view
     bool fitting_ = false;
 };

@@ -3,16 +3,22 @@
 #include <QBoxLayout>
 #include <QLabel>
 
-void ShowUnconfirmed(Outputs &outputs, QLabel *state)
+QLabel *UnconfirmedWarning(Outputs &outputs, QWidget *parent)
 {
-    auto *warning = new QLabel(QStringLiteral("Arrêt non confirmé"), state->parentWidget());
+    auto *warning = new QLabel(QStringLiteral("Arrêt non confirmé"), parent);
     warning->setObjectName(QStringLiteral("unconfirmed"));
     warning->setStyleSheet(QStringLiteral("color: #c00000; font-weight: bold"));
+    warning->hide();
+    QObject::connect(&outputs, &Outputs::UnconfirmedChanged, warning, &QLabel::setVisible);
+    return warning;
+}
+
+void ShowUnconfirmed(Outputs &outputs, const QLabel *state)
+{
+    QLabel *warning = UnconfirmedWarning(outputs, state->parentWidget());
     warning->setAlignment(Qt::AlignCenter);
     QSizePolicy policy = warning->sizePolicy();
     policy.setRetainSizeWhenHidden(true); // nothing moves when it appears
     warning->setSizePolicy(policy);
-    warning->hide();
     state->parentWidget()->layout()->addWidget(warning);
-    QObject::connect(&outputs, &Outputs::UnconfirmedChanged, warning, &QLabel::setVisible);
 }

@@ -4,5 +4,8 @@
 
 class QLabel;
 
-/// Puts a warning beside a window's state, in sight for as long as it is not certain that what was ended is off.
-void ShowUnconfirmed(Outputs &outputs, QLabel *state);
+/// A warning that is in sight for as long as it is not certain that what was ended is off.
+QLabel *UnconfirmedWarning(Outputs &outputs, QWidget *parent);
+
+/// Puts that warning beside the label of a window's state.
+void ShowUnconfirmed(Outputs &outputs, const QLabel *state);

@@ -1,10 +1,10 @@
 #include "calibration/reglage.h"
 #include "dashboard/fetat.h"
-#include "runs/measurement.h"
+#include "link/measurement.h"
 #include "support/boardlink.h"
 #include "support/suite.h"
 
-#include <QFile>
+#include "status_text.h"
 
 #include <cmath>
 
@@ -16,36 +16,23 @@ class TestCalibrationBoard : public QObject
 private:
     struct Bench : BoardLink
     {
-        ~Bench() { Timer::SetScale(1); }
-
         bool Start(const QStringList &options)
         {
-            Timer::SetScale(5); // not so fast that the windows' readings fill the line
-            return BoardLink::Start(options + QStringList{QStringLiteral("--status"), board.Path("status"),
-                                                          QStringLiteral("--memory"), board.Path("memory")}) &&
-                   Connect();
+            return BoardLink::Start(options + QStringList{QStringLiteral("--memory"), Path("memory")}) && Connect();
         }
 
         /// What the board's good meter shows.
-        double Meter(const char *name)
+        double Meter(const char *name) const
         {
-            QFile file(board.Path("status"));
-            if (!file.open(QIODevice::ReadOnly))
-                return std::nan("");
-            for (const QByteArray &line : file.readAll().split('\n'))
+            for (const QByteArray &line : QByteArray::fromStdString(Board::StatusText(board.Core())).split('\n'))
                 if (line.startsWith(name + QByteArray(" ")))
                     return line.mid(line.indexOf(' ')).toDouble();
             return std::nan("");
         }
-        /// Waits until the meter shows a value; the board writes it down when it is asked something.
+        /// Waits until the meter shows a value.
         bool MeterComesTo(const char *name, double value)
         {
-            return QTest::qWaitFor(
-                [&] {
-                    Refresh();
-                    return std::abs(Meter(name) - value) < 1e-4;
-                },
-                30000);
+            return clock.RunUntil([&] { return std::abs(Meter(name) - value) < 1e-4; });
         }
         bool Apply(double volts)
         {
@@ -58,11 +45,7 @@ private:
             if (!dashboard.isVisible())
                 dashboard.Open();
             static_cast<QWidget &>(dashboard).findChild<QPushButton *>(QStringLiteral("CBmanuel"))->click();
-            // Fourteen answers: qWaitFor would sleep between any two of them.
-            QTimer heartbeat;
-            heartbeat.start(50);
-            for (const QDeadlineTimer deadline(5000); dashboard.REF == 1 && !deadline.hasExpired();)
-                QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+            clock.RunUntil([this] { return dashboard.REF == 0; });
         }
         /// The mean of some readings of the dashboard, without their units.
         double Dashboard(const char *name)
@@ -89,8 +72,8 @@ private:
             return nullptr;
         }
 
-        FEtat dashboard{link};
-        Reglage menu{link};
+        Kept<FEtat> dashboard{link};
+        Kept<Reglage> menu{link};
     };
 
     static QLineEdit *Box(QWidget *window, const char *name)
@@ -131,17 +114,17 @@ private Q_SLOTS:
         QList<int> supplies, doublers;
         while (supplies.size() < 15) {
             Box(window, "TxCad")->clear();
-            QTRY_VERIFY(counts().first != 0);
+            SOON(counts().first != 0);
             supplies.append(counts().first);
             doublers.append(counts().second);
         }
         std::ranges::sort(supplies);
         std::ranges::sort(doublers);
-        QTRY_COMPARE_WITH_TIMEOUT(counts(), std::pair(supplies[7], doublers[7]), 30000);
+        SOON_EQUAL(counts(), std::pair(supplies[7], doublers[7]));
         Type(window, "TxValim", bench.Meter("supply-volts") * 100);
         Type(window, "TxVdbl", bench.Meter("doubler-volts") * 100);
         Press(window, "Cbset");
-        QTRY_COMPARE(Note(window), QStringLiteral("Écrit."));
+        SOON_EQUAL(Note(window), QStringLiteral("Écrit."));
 
         for (const bool reloaded : {false, true}) {
             if (reloaded)
@@ -161,10 +144,10 @@ private Q_SLOTS:
         QVERIFY(qAbs(bench.Dashboard("LbVbatin") - 8.36) > 5 * Step(1024));
 
         QWidget *window = bench.Open(1, "Vout");
-        QTRY_VERIFY(Count(Box(window, "RegvText1")->text()) != 0);
+        SOON(Count(Box(window, "RegvText1")->text()) != 0);
         Type(window, "RegVText2", 836);
         Press(window, "CdsetVout");
-        QTRY_COMPARE(Note(window), QStringLiteral("Écrit."));
+        SOON_EQUAL(Note(window), QStringLiteral("Écrit."));
 
         for (const bool reloaded : {false, true}) {
             if (reloaded)
@@ -191,12 +174,12 @@ private Q_SLOTS:
         QVERIFY(measurement::CurrentSettingAmps(102, bench.link.SlaveEeprom[4]) > 2.03);
 
         Box(window, "RegcText1")->clear(); // the next one was measured with this current
-        QTRY_VERIFY(Count(Box(window, "RegcText1")->text()) != 0);
+        SOON(Count(Box(window, "RegcText1")->text()) != 0);
         Type(window, "RegcText2", Count(Box(window, "RegcText1")->text()));
         Type(window, "courText4", 200);
         QCOMPARE(Box(window, "courtext3")->text(), QStringLiteral("102"));
         Press(window, "Courset");
-        QTRY_VERIFY(Note(window).startsWith(QStringLiteral("Écrit ;")));
+        SOON(Note(window).startsWith(QStringLiteral("Écrit ;")));
         QVERIFY(bench.Connect());
 
         const double off = bench.Dashboard("Icharg") - bench.Meter("charge-amps");
@@ -204,8 +187,8 @@ private Q_SLOTS:
         QCOMPARE(measurement::CurrentSettingAmps(102, bench.link.SlaveEeprom[4]), 2.0);
         Press(window, "Courquit");
         QVERIFY(bench.MeterComesTo("charge-amps", 0));
-        QCOMPARE(bench.Meter("line-15"), 0.0);
-        QCOMPARE(bench.Meter("line-17"), 0.0);
+        QVERIFY(bench.MeterComesTo("line-15", 0));
+        QVERIFY(bench.MeterComesTo("line-17", 0));
     }
 
     void DischargeCurrent()
@@ -220,11 +203,11 @@ private Q_SLOTS:
         QVERIFY(qAbs(bench.Dashboard("LbIDech") - amps) > 2 * Step(1500));
 
         Box(window, "RegcText1")->clear();
-        QTRY_VERIFY(Count(Box(window, "RegcText1")->text()) != 0);
+        SOON(Count(Box(window, "RegcText1")->text()) != 0);
         Type(window, "Vaclcad", Count(Box(window, "RegcText1")->text()));
         Type(window, "courmes", amps * 100);
         Press(window, "Dechset");
-        QTRY_VERIFY(Note(window).startsWith(QStringLiteral("Écrit ;")));
+        SOON(Note(window).startsWith(QStringLiteral("Écrit ;")));
         QVERIFY(bench.Connect());
 
         const double off = bench.Dashboard("LbIDech") - bench.Meter("discharge-amps");
@@ -237,7 +220,6 @@ private Q_SLOTS:
     {
         Bench bench;
         const auto start = [&bench](int celsius) {
-            bench.board.Stop();
             return bench.Start({QStringLiteral("--temperature"), QString::number(celsius)});
         };
         constexpr double step = 1024 / 3060.0 + 1; // and the degree that the conversion cuts off
@@ -257,7 +239,7 @@ private Q_SLOTS:
         Type(window, "Text3", 50);
         Type(window, "Text4", 90);
         Press(window, "Command2");
-        QTRY_VERIFY(Note(window).startsWith(QStringLiteral("Écrit ;")));
+        SOON(Note(window).startsWith(QStringLiteral("Écrit ;")));
         QVERIFY(bench.Connect());
         QCOMPARE(bench.link.MasterEeprom[8], quint8(55));
         QCOMPARE(bench.link.MasterEeprom[4], quint8(50));
@@ -280,7 +262,7 @@ private Q_SLOTS:
         QVERIFY(bench.MeterComesTo("register-21", 23));
         QVERIFY(bench.MeterComesTo("register-22", 255));
         Press(window, "BtnPot");
-        QTRY_COMPARE(Note(window), QStringLiteral("Potentiomètres écrits."));
+        SOON_EQUAL(Note(window), QStringLiteral("Potentiomètres écrits."));
 
         // What the stored coefficients make of the mean count, in volts.
         const auto reading = [&] {
@@ -290,7 +272,7 @@ private Q_SLOTS:
             constexpr int readings = 8;
             for (int i = 0; i < readings; ++i) {
                 label->clear();
-                if (!QTest::qWaitFor([label] { return !label->text().isEmpty(); }))
+                if (!Simulated().RunUntil([label] { return !label->text().isEmpty(); }))
                     return std::nan("");
                 sum += label->text().toDouble();
             }
@@ -306,12 +288,12 @@ private Q_SLOTS:
             QVERIFY(bench.Apply(volts));
             auto *label = window->findChild<QLabel *>(QStringLiteral("deltaCount"));
             label->clear(); // a measurement that had begun before is over after this one
-            QTRY_VERIFY(!label->text().isEmpty());
+            SOON(!label->text().isEmpty());
             Press(window, button);
-            QTRY_VERIFY(Note(window).endsWith(QStringLiteral("écrit.")));
+            SOON(Note(window).endsWith(QStringLiteral("écrit.")));
         }
         Press(window, "BtnCoef");
-        QTRY_COMPARE(Note(window), QStringLiteral("Coefficients écrits."));
+        SOON_EQUAL(Note(window), QStringLiteral("Coefficients écrits."));
         QVERIFY(bench.Connect());
         QCOMPARE(bench.link.MasterEeprom[0], quint8(255)); // the trims
         QCOMPARE(bench.link.MasterEeprom[1], quint8(23));

@@ -16,22 +16,22 @@ private:
                 return false;
             link.SlaveEeprom[6] = 4;
             window.Open();
-            return QTest::qWaitFor([this] { return link.line.Reader() == 0; });
+            return Rests();
         }
 
         void Press(const char *name)
         {
             window.findChild<QAbstractButton *>(QLatin1String(name))->click();
-            QTRY_COMPARE(link.line.Reader(), HandlerNumber(0));
+            QVERIFY(Rests());
         }
         void Refresh()
         {
             Press("CBmanuel");
-            QTRY_COMPARE(window.REF, 0);
+            SOON_EQUAL(window.REF, 0);
         }
         QLabel *Label(const char *name) { return window.findChild<QLabel *>(QLatin1String(name)); }
 
-        FEtat window{link};
+        Kept<FEtat> window{link};
     };
 
 private Q_SLOTS:
@@ -85,7 +85,7 @@ private Q_SLOTS:
         const auto volts = [&bench] { return bench.Label("LBVdbl")->text().chopped(1).toDouble(); };
         const double before = volts();
         bench.window.findChild<QSlider *>(QStringLiteral("SliderPWMDelta"))->setValue(70);
-        QTRY_COMPARE(bench.link.line.Reader(), HandlerNumber(0));
+        QVERIFY(bench.Rests());
         bench.Refresh();
         QVERIFY2(volts() > before + 3, qPrintable(bench.Label("LBVdbl")->text()));
     }
@@ -101,7 +101,8 @@ private Q_SLOTS:
         int number = 0;
         for (const char *lamp : lamps) {
             bench.board.Tell("button " + QByteArray::number(++number));
-            QTRY_VERIFY((bench.Refresh(), ColourOf(bench.Label(lamp)) == red));
+            bench.Refresh();
+            QCOMPARE(ColourOf(bench.Label(lamp)), red);
         }
     }
 };

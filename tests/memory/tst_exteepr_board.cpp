@@ -1,6 +1,5 @@
 #include "memory/exteepr.h"
 #include "support/boardlink.h"
-#include "support/rununtil.h"
 #include "support/suite.h"
 
 /// The external EEPROMs of the virtual board, which keeps them in a file.
@@ -22,12 +21,12 @@ private:
         {
             window.findChild<QAbstractButton *>(QLatin1String(button))->click();
             auto *bar = window.findChild<QProgressBar *>(QStringLiteral("Bar1"));
-            QVERIFY(RunUntil([bar] { return bar->isHidden(); }));
+            SOON(bar->isHidden());
         }
         QLineEdit *Box(const char *name) { return window.findChild<QLineEdit *>(QLatin1String(name)); }
         void Choose(int number) { window.findChild<QSlider *>(QStringLiteral("Slider1"))->setValue(number); }
 
-        Exteepr window{link};
+        Kept<Exteepr> window{link};
     };
 
 private Q_SLOTS:

@@ -27,8 +27,8 @@ private:
         }
         void Confirm()
         {
-            QVERIFY(RunUntil([] { return Question() != nullptr; }));
-            Question()->button(QMessageBox::Yes)->click();
+            SOON(OpenBoxes().size() == 1);
+            OpenBoxes().constFirst()->button(QMessageBox::Yes)->click();
         }
         QString Infos() { return tools.findChild<QLabel *>(QStringLiteral("LBinfos"))->text(); }
         QString Status() { return tools.statusBar()->currentMessage(); }
@@ -38,7 +38,7 @@ private:
         {
             QByteArray data;
             connection.Start(ReadAll(&link, command, addressBytes, count, dataBytes, &data));
-            return RunUntil([this] { return connection.Idle(); }) ? data : QByteArray();
+            return clock.RunUntil([this] { return connection.Idle(); }) ? data : QByteArray();
         }
         static Task<void> ReadAll(Codebas *link, int command, int addressBytes, int count, int dataBytes,
                                   QByteArray *data)
@@ -52,7 +52,7 @@ private:
             }
         }
 
-        Micro tools{link};
+        Kept<Micro> tools{link};
     };
 
     QString Memory() const { return folder_.filePath(QStringLiteral("memory")); }
@@ -67,7 +67,7 @@ private Q_SLOTS:
             Bench bench(Memory());
             bench.Program("CbPgmSlave", "slave-small.HEX");
             bench.Confirm();
-            QVERIFY(RunUntil([&] { return bench.Status() == QStringLiteral("Vérification : 0 erreur(s)"); }));
+            SOON(bench.Status() == QStringLiteral("Vérification : 0 erreur(s)"));
         }
         Bench bench(Memory()); // even after a power cut
         const QByteArray read = bench.Read(46, 2, image.lastAddress, 2);
@@ -76,7 +76,7 @@ private Q_SLOTS:
             QCOMPARE(MemoryBench::Byte(read, 2 * word) * 256 + MemoryBench::Byte(read, 2 * word + 1),
                      int(image.words[static_cast<size_t>(word)]));
         bench.Program("CbPgmSlave", "slave-small.HEX");
-        QVERIFY(RunUntil([&] { return bench.Infos() == QStringLiteral("Pas de changement détecté"); }));
+        SOON(bench.Infos() == QStringLiteral("Pas de changement détecté"));
     }
 
     void TheMasterIsProgrammed()
@@ -88,7 +88,7 @@ private Q_SLOTS:
         const QByteArray loader = bench.Read(45, 2, 2048, 2);
         bench.Program("CBMIC1", "master-whole.HEX");
         bench.Confirm();
-        QVERIFY(RunUntil([&] { return bench.Status() == QStringLiteral("Flash Master : 448 blocs écrits."); }));
+        SOON(bench.Status() == QStringLiteral("Flash Master : 448 blocs écrits."));
         const QByteArray read = bench.Read(45, 2, 16384, 2);
         QCOMPARE(read.size(), 32768);
         QCOMPARE(read.first(4096), loader);                  // was left alone
@@ -110,15 +110,15 @@ private Q_SLOTS:
         bench.tools.findChild<QPushButton *>(QStringLiteral("CBepr"))->click();
         EEprom *window = editor();
         QVERIFY(window);
-        QTRY_VERIFY(window->Busy());
-        QVERIFY(RunUntil([window] { return !window->Busy(); }));
+        SOON(window->Busy());
+        SOON(!window->Busy());
         QCOMPARE(QByteArray(reinterpret_cast<const char *>(bench.link.MasterEeprom.data()), 256), before);
         QCOMPARE(window->findChild<QLineEdit *>(QStringLiteral("Text4"))->text(),
                  QStringLiteral("CARTE VIRTUELLE - MAITRE  V1.0"));
         bench.link.MasterEeprom[10] = 0x5A;
         bench.link.MasterEeprom[255] = 27;
         window->findChild<QPushButton *>(QStringLiteral("CBUpdate"))->click();
-        QVERIFY(RunUntil([window] { return !window->Busy(); }));
+        SOON(!window->Busy());
         QByteArray after = before;
         after[10] = 0x5A;
         after[255] = 27;

@@ -2,8 +2,10 @@
 
 void MemoryPort::Open(const QString &name, const LineSettings &settings)
 {
-    if (!plugged_)
-        throw PortError(QStringLiteral("Le port série %1 ne peut pas être ouvert : débranché").arg(name));
+    if (!plugged_ || taken_)
+        throw PortError(
+            QStringLiteral("Le port série %1 ne peut pas être ouvert : %2")
+                .arg(name, taken_ ? QStringLiteral("un autre programme s'en sert") : QStringLiteral("débranché")));
     settings_ = settings;
     open_ = true;
     lost_ = false;

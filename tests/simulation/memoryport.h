@@ -25,6 +25,9 @@ public:
     /// Bytes from the board: there at once, told of when events run. Lost while the port is not open.
     void Deliver(const QByteArray &bytes);
 
+    /// Whether another program has the device: it cannot be opened then.
+    void SetTaken(bool taken) { taken_ = taken; }
+
     /// The device goes away; it is told of when events run. While it is out the port cannot be opened.
     void Unplug();
     /// It comes back; a port that was lost is open again when events run.
@@ -37,6 +40,7 @@ private:
     bool open_ = false;
     bool lost_ = false;
     bool plugged_ = true;
+    bool taken_ = false;
     LineSettings settings_;
     QByteArray arrived_;
 };

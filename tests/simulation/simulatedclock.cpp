@@ -81,7 +81,7 @@ std::unique_ptr<Clock::Bell> SimulatedClock::MakeBell(std::function<void()> ring
 
 void SimulatedClock::RunEvents()
 {
-    // Again and again, because what was posted by the last of them is due at this moment too.
+    // Again and again: what one of them posts is due at this moment too, and nothing may ever ring before it.
     do
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     while (QAbstractEventDispatcher::instance()->processEvents(QEventLoop::AllEvents));

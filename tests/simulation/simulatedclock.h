@@ -13,7 +13,7 @@ public:
     SimulatedClock();
     ~SimulatedClock() override;
 
-    Duration Now() const override { return now_; }
+    Duration Now() const override { return now_ += work_; }
     QDateTime LocalTime() const override;
     std::unique_ptr<Bell> MakeBell(std::function<void()> ring) override;
 
@@ -30,6 +30,9 @@ public:
     /// Moves the clock on without letting anything run, as a thread that is held up sees it.
     void Stall(Duration length) { now_ += length; }
 
+    /// From now on so much work lies between two looks at the clock: time passes for those too who never wait.
+    void SetWork(Duration length) { work_ = length; }
+
 private:
     class SimulatedBell;
     using Key = std::pair<Duration, unsigned long long>;
@@ -39,7 +42,8 @@ private:
 
     std::map<Key, SimulatedBell *> due_;
     unsigned long long order_ = 0;
-    Duration now_ = 1h;
+    mutable Duration now_ = 1h; // a look may take its time
+    Duration work_{};
     QDateTime zero_; ///< local time at moment 0
 };
 

@@ -1,32 +1,33 @@
 #pragma once
 
-#include "boardprocess.h"
-#include "coroutines.h"
 #include "programlink.h"
+#include "simulation/simulatedboard.h"
 
-#include <QtTest>
+#include <QTemporaryDir>
 
 /// The virtual board and a link to it, without any window.
 struct BoardLink : ProgramLink
 {
-    /// Starts the board and opens the port.
+    /// Switches the board on and opens the port.
     bool Start(const QStringList &options = {})
     {
-        if (!board.Start(options))
-            return false;
-        link.ClosePort();
-        com.SetPortName(board.Port());
+        board.SwitchOn(options);
+        ClosePort();
         link.InitSerialPort();
         link.OpenPort();
-        return true;
+        return com.PortOpen();
     }
     /// Greets the board and loads the words that it has stored.
     bool Connect()
     {
-        connection.Start(link.ConnectBoard());
-        return QTest::qWaitFor([this] { return connection.Idle(); }, 30000) && connection.ThrewNothing();
+        connection.Start(link.handshake.ConnectBoard());
+        return clock.RunUntil([this] { return connection.Idle(); }) && connection.ThrewNothing();
     }
 
-    BoardProcess board;
+    /// A file of the board.
+    QString Path(const char *name) const { return folder.filePath(QLatin1String(name)); }
+
+    QTemporaryDir folder;
+    SimulatedBoard board{*port};
     Runner connection; ///< its coroutines end before the link does
 };

@@ -1,12 +1,12 @@
 #include "base/messages.h"
+#include "simulation/scriptedboard.h"
+#include "simulation/simulatedclock.h"
 #include "support/boxes.h"
 #include "support/coroutines.h"
-#include "support/scriptedboard.h"
 #include "support/suite.h"
 #include "ui/main/main.h"
 
 #include <QComboBox>
-#include <QFile>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QProgressBar>
@@ -22,16 +22,14 @@ namespace {
 const QString connectedText = QStringLiteral("Srl Connecté\nSlave Connecté.");
 const QString warning = QStringLiteral("Attention : la carte charge sans surveillance");
 
-/// Whether these are the bytes of one handshake. A busy machine may need some more attempts at the greeting.
-bool IsHandshake(const QByteArray &sent)
+/// The bytes of one handshake whose first attempt is answered.
+QByteArray HandshakeBytes()
 {
-    QByteArray afterGreeting = Bytes({27, 1});
+    QByteArray sent = Bytes({85, 170, 27, 1});
     for (const int command : {37, 38})
         for (int address = 0; address < 16; ++address)
-            afterGreeting += Bytes({27, command, address});
-    const auto greeting = sent.left(sent.size() - afterGreeting.size());
-    return sent.endsWith(afterGreeting) && greeting.startsWith(char(85)) && greeting.endsWith(char(170)) &&
-           greeting.count(char(85)) + greeting.count(char(170)) == greeting.size();
+            sent += Bytes({27, command, address});
+    return sent;
 }
 
 /// Something else that the user may turn to.
@@ -63,19 +61,6 @@ class TestMain : public QObject
     Q_OBJECT
 
 private:
-    /// Puts the board where the program's port is.
-    void Plug(ScriptedBoard &board)
-    {
-        QFile::remove(Port());
-        QVERIFY(QFile::link(board.Port(), Port()));
-    }
-    void Unplug(ScriptedBoard &board)
-    {
-        QFile::remove(Port());
-        board.Unplug();
-    }
-    QString Port() const { return folder_.filePath(QStringLiteral("ttyBoard")); }
-
     template <class T>
     T *Control(const char *name)
     {
@@ -94,41 +79,50 @@ private:
     {
         board_->Healthy();
         window_->Load();
-        QTRY_VERIFY(Connected());
-        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
-        QVERIFY(IsHandshake(board_->TakeReceived()));
+        SOON(Connected());
+        SOON_EQUAL(QGuiApplication::focusWindow(), window_->windowHandle());
+        QCOMPARE(board_->TakeReceived(), HandshakeBytes());
+    }
+    void ClosePort()
+    {
+        Runner closing;
+        closing.Start(window_->Link().ClosePort());
+        SOON(closing.Idle());
     }
     /// The user looks at another window and comes back.
     void TurnAwayAndBack()
     {
         OtherWindow other;
         other.Activate();
-        QTRY_COMPARE(QGuiApplication::focusWindow(), other.windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), other.windowHandle());
         window_->activateWindow();
-        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), window_->windowHandle());
     }
     /// Lets everything that is under way come to its end.
-    static void Settle() { QTest::qWait(100); }
+    static void Settle() { Simulated().Run(3s); }
 
     QTemporaryDir folder_;
-    std::optional<ScriptedBoard> board_;
+    std::optional<SimulatedClock> clock_;
     std::optional<Main> window_;
+    std::optional<ScriptedBoard> board_;
+    MemoryPort *port_ = nullptr; ///< the window's
 
 private Q_SLOTS:
     void init()
     {
-        Timer::SetScale(4);
-        board_.emplace();
-        Plug(*board_);
-        window_.emplace();
-        window_->Port().SetPortName(Port());
+        QDir::setCurrent(folder_.path());
+        clock_.emplace();
+        port_ = new MemoryPort;
+        window_.emplace(std::unique_ptr<Port>(port_));
+        board_.emplace(*port_);
     }
     void cleanup()
     {
         AnswerBoxes();
-        window_.reset();
         board_.reset();
-        Timer::SetScale(1);
+        window_.reset();
+        clock_.reset();
+        QDir::setCurrent(QStringLiteral("/"));
     }
 
     // ---- what there is
@@ -198,30 +192,28 @@ private Q_SLOTS:
 
     void TheWindowOwnsTheTimersAndThePort()
     {
-        Timer::SetScale(1);
-        window_.emplace();
         QCOMPARE(window_->findChildren<Timer *>(Qt::FindDirectChildrenOnly).size(), 2);
-        QCOMPARE(Control<Timer>("Timer1")->interval(), 200);
+        QCOMPARE(Control<Timer>("Timer1")->Interval(), 200);
         QVERIFY(!Control<Timer>("Timer1")->Enabled());
-        QCOMPARE(Control<Timer>("Timer2")->interval(), 20);
+        QCOMPARE(Control<Timer>("Timer2")->Interval(), 20);
         QVERIFY(Control<Timer>("Timer2")->Enabled());
-        QCOMPARE(Control<Com>("Com"), &window_->Port());
-        QVERIFY(!window_->Port().PortOpen());
-        QTRY_COMPARE(window_->Link().Timer2Flg, quint8(1));
+        QCOMPARE(Control<Com>("Com"), &window_->SerialPort());
+        QVERIFY(!window_->SerialPort().PortOpen());
+        SOON_EQUAL(window_->Link().Timer2Flg, quint8(1));
     }
 
     // ---- load and activation
 
     void LoadingConfiguresThePortAndCentresTheWindow()
     {
-        window_->Port().SetSettings(QStringLiteral("19200,e,7,2"));
-        window_->Port().SetInputLen(0);
+        window_->SerialPort().SetSettings(QStringLiteral("19200,e,7,2"));
+        window_->SerialPort().SetInputLen(0);
         window_->Link().LinkDropped = true;
         window_->Link().ReconnectOnActivate = 0;
         window_->Load();
-        QCOMPARE(window_->Port().Settings(), QStringLiteral("9600,n,8,1"));
-        QCOMPARE(window_->Port().InputMode(), 1);
-        QCOMPARE(window_->Port().InputLen(), 1);
+        QCOMPARE(window_->SerialPort().Settings(), QStringLiteral("9600,n,8,1"));
+        QCOMPARE(window_->SerialPort().InputMode(), 1);
+        QCOMPARE(window_->SerialPort().InputLen(), 1);
         QCOMPARE(window_->Link().LinkDropped, false);
         QCOMPARE(window_->Link().ReconnectOnActivate, 1);
         QVERIFY(window_->isVisible());
@@ -237,20 +229,16 @@ private Q_SLOTS:
         board_->Healthy();
         board_->master[9] = 2;
         board_->slave[15] = 77;
-        auto *timer = Control<Timer>("Timer1");
-        int handshakes = 0;
-        const auto counting = timer->bindableActive().addNotifier([&] { handshakes += timer->isActive() ? 1 : 0; });
         window_->Load();
-        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
-        QTRY_VERIFY(Connected());
+        SOON_EQUAL(QGuiApplication::focusWindow(), window_->windowHandle());
+        SOON(Connected());
         Settle();
-        QCOMPARE(handshakes, 1);
-        QVERIFY(IsHandshake(board_->Received()));
+        QCOMPARE(board_->Received(), HandshakeBytes());
         QCOMPARE(window_->Link().LinkState, 1);
         QCOMPARE(int(window_->Link().MasterEeprom[9]), 2);
         QCOMPARE(int(window_->Link().SlaveEeprom[15]), 77);
         QCOMPARE(window_->Link().ReconnectOnActivate, 1);
-        QVERIFY(window_->Port().PortOpen());
+        QVERIFY(window_->SerialPort().PortOpen());
     }
 
     void TheAttemptsAreShownAndTheWindowStaysAlive()
@@ -259,13 +247,13 @@ private Q_SLOTS:
         connect(Control<QPlainTextEdit>("TXT_Display"), &QPlainTextEdit::textChanged, &*window_,
                 [&] { shown.append(Shown()); });
         window_->Load();
-        QTRY_VERIFY(shown.size() >= 3);
+        SOON(shown.size() >= 3);
         for (int i = 0; i < 3; ++i)
             QCOMPARE(shown[i], QStringLiteral("Essais de Connection\n %1").arg(i));
         Click("cb_chargeur");
         QVERIFY(window_->ChargeWindow().isVisible());
         board_->Healthy();
-        QTRY_VERIFY(Connected());
+        SOON(Connected());
     }
 
     void TheLoadingIsShownWhileItLasts()
@@ -276,7 +264,7 @@ private Q_SLOTS:
             return ++asked <= 15 ? Bytes({27, 1, 0}) : QByteArray(); // the last one has to wait
         });
         window_->Load();
-        QTRY_COMPARE(asked, 16);
+        SOON_EQUAL(asked, 16);
         QVERIFY(Control<QWidget>("FRtemp")->isVisible());
         QVERIFY(Control<QWidget>("Prbar")->isVisible());
         QCOMPARE(Control<QProgressBar>("Prbar")->maximum(), 32);
@@ -285,7 +273,7 @@ private Q_SLOTS:
                  QStringLiteral(" Chargement partiel EEproms   Main.Prbar.Visible = False "));
         QCOMPARE(Shown(), connectedText);
         board_->Send(Bytes({27, 1, 0}));
-        QTRY_VERIFY(!Control<QWidget>("FRtemp")->isVisible());
+        SOON(!Control<QWidget>("FRtemp")->isVisible());
         QVERIFY(!Control<QWidget>("Prbar")->isVisible());
         QVERIFY(Control<QWidget>("Prbar")->isHidden());
     }
@@ -294,12 +282,12 @@ private Q_SLOTS:
     {
         LoadAndConnect();
         TurnAwayAndBack();
-        QTRY_VERIFY(IsHandshake(board_->Received()));
-        QTRY_VERIFY(Connected());
+        SOON_EQUAL(board_->Received(), HandshakeBytes());
+        SOON(Connected());
         Settle();
-        QVERIFY(IsHandshake(board_->TakeReceived())); // once
+        QCOMPARE(board_->TakeReceived(), HandshakeBytes()); // once
         TurnAwayAndBack();
-        QTRY_VERIFY(IsHandshake(board_->Received()));
+        SOON_EQUAL(board_->Received(), HandshakeBytes());
         QCOMPARE(window_->Link().ReconnectOnActivate, 1);
     }
 
@@ -308,12 +296,12 @@ private Q_SLOTS:
         LoadAndConnect();
         window_->Link().ReconnectOnActivate = 0;
         window_->Link().LinkDropped = true;
-        window_->Port().SetSettings(QStringLiteral("19200,n,8,1"));
+        window_->SerialPort().SetSettings(QStringLiteral("19200,n,8,1"));
         board_->Send(Bytes({1, 2, 3}));
-        QTRY_COMPARE(window_->Port().InBufferCount(), 3);
+        SOON_EQUAL(window_->SerialPort().InBufferCount(), 3);
         TurnAwayAndBack();
-        QTRY_COMPARE(window_->Port().InBufferCount(), 0); // lost, as the port was closed
-        QVERIFY(window_->Port().PortOpen());
+        SOON_EQUAL(window_->SerialPort().InBufferCount(), 0); // lost, as the port was closed
+        QVERIFY(window_->SerialPort().PortOpen());
         QCOMPARE(board_->Speed(), 9600);
         QCOMPARE(window_->Link().LinkDropped, false);
         Settle();
@@ -326,19 +314,19 @@ private Q_SLOTS:
         LoadAndConnect();
         messages::Show(&*window_, QMessageBox::Information, {}, QStringLiteral("texte"));
         QCOMPARE(OpenBoxes().size(), 1);
-        QTRY_COMPARE(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
         AnswerBoxes();
         window_->activateWindow(); // which is what the window system does
-        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), window_->windowHandle());
         Settle();
         QCOMPARE(board_->Received(), QByteArray());
         QCOMPARE(Shown(), connectedText);
 
         // From the box to another window and from there to this one is one.
         messages::Show(&*window_, QMessageBox::Information, {}, QStringLiteral("texte"));
-        QTRY_COMPARE(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
         TurnAwayAndBack();
-        QTRY_VERIFY(IsHandshake(board_->Received()));
+        SOON_EQUAL(board_->Received(), HandshakeBytes());
     }
 
     void AMenuThatClosesIsNoActivation()
@@ -346,7 +334,7 @@ private Q_SLOTS:
         LoadAndConnect();
         auto *menu = Control<QMenu>("Mnufile");
         menu->popup(window_->pos());
-        QTRY_VERIFY(menu->isVisible());
+        SOON(menu->isVisible());
         Settle();
         menu->close();
         window_->activateWindow();
@@ -369,17 +357,17 @@ private Q_SLOTS:
         QByteArray answer;
         Runner runner;
         runner.Start(Ask(&window_->Link(), Request(13), Reply::Framed(2), &answer));
-        QTRY_COMPARE(board_->Received(), Bytes({27, 13}));
+        SOON_EQUAL(board_->Received(), Bytes({27, 13}));
         board_->SetSilent(false);
         board_->channel[13] = 522;
         TurnAwayAndBack();
-        QTRY_VERIFY(runner.Idle());
+        SOON(runner.Idle());
         QVERIFY(runner.ThrewNothing());
         QCOMPARE(answer, Bytes({2, 10, 0}));
         const QByteArray sent = board_->Received().mid(2); // after the one that was cut
         QVERIFY(sent.endsWith(Bytes({27, 13})));
         const QByteArray between = sent.chopped(2);
-        QVERIFY(reconnectOnActivate == 1 ? IsHandshake(between) : between.isEmpty());
+        QVERIFY(reconnectOnActivate == 1 ? between == HandshakeBytes() : between.isEmpty());
     }
 
     void AnActivationInTheMiddleOfAReconnectionDoesNotLoseIt()
@@ -388,10 +376,10 @@ private Q_SLOTS:
         window_->Link().ReconnectOnActivate = 0;
         board_->greet = [](quint8 greeting) { return greeting == 85 ? Bytes({27}) : QByteArray(); };
         Click("Cb_Reconnect");
-        QTRY_VERIFY(board_->Received().endsWith(char(170)));
+        SOON(board_->Received().endsWith(char(170)));
         TurnAwayAndBack();
         board_->Healthy();
-        QTRY_VERIFY(Connected());
+        SOON(Connected());
         QVERIFY(OpenBoxes().isEmpty());
     }
 
@@ -408,12 +396,12 @@ private Q_SLOTS:
         QFETCH(bool, open);
         LoadAndConnect();
         if (!open)
-            window_->Link().ClosePort();
+            ClosePort();
         window_->Link().LinkDropped = true;
         Click("Cb_Reconnect");
-        QVERIFY(window_->Port().PortOpen());
-        QTRY_COMPARE(window_->Link().ReconnectOnActivate, 0);
-        QVERIFY(IsHandshake(board_->TakeReceived()));
+        QVERIFY(window_->SerialPort().PortOpen());
+        SOON_EQUAL(window_->Link().ReconnectOnActivate, 0);
+        QCOMPARE(board_->TakeReceived(), HandshakeBytes());
         QCOMPARE(window_->Link().LinkDropped, false);
         QVERIFY(Connected());
         TurnAwayAndBack(); // and no handshake from now on
@@ -423,16 +411,16 @@ private Q_SLOTS:
 
     void ReconnectionReplacesTheConnectionUnderWay()
     {
-        QSignalSpy shown(&window_->Link(), &Codebas::Display);
+        QSignalSpy shown(&window_->Link().handshake, &Handshake::Display);
         window_->Load();
-        QTRY_VERIFY(shown.count() >= 4);
+        SOON(shown.count() >= 4);
         shown.clear();
         Click("Cb_Reconnect");
-        QTRY_VERIFY(!shown.isEmpty());
+        SOON(!shown.isEmpty());
         QCOMPARE(shown.constFirst().constFirst().toString(), QStringLiteral("Essais de Connection\r\n 0"));
         board_->Healthy();
-        QTRY_VERIFY(Connected());
-        QTRY_COMPARE(window_->Link().ReconnectOnActivate, 0);
+        SOON(Connected());
+        SOON_EQUAL(window_->Link().ReconnectOnActivate, 0);
         board_->TakeReceived();
         Settle();
         QCOMPARE(board_->Received(), QByteArray()); // there is no second one behind it
@@ -449,27 +437,29 @@ private Q_SLOTS:
         QFETCH(bool, open);
         LoadAndConnect();
         if (!open)
-            window_->Link().ClosePort();
+            ClosePort();
         window_->Link().ReconnectOnActivate = 0;
         Click("CD_DECONNECT");
         QCOMPARE(Shown(), QStringLiteral("Déconnecté"));
-        QVERIFY(!window_->Port().PortOpen());
         QCOMPARE(window_->Link().ReconnectOnActivate, 1);
         QCOMPARE(window_->Link().LinkDropped, true);
-        QTRY_COMPARE(board_->Received(), Bytes({27, 3}));
+        QCOMPARE(board_->Received(), Bytes({27, 3}));
+        SOON(!window_->SerialPort().PortOpen()); // once these have left
+        Settle();
+        QCOMPARE(board_->Received(), Bytes({27, 3}));
     }
 
     void AfterADisconnectionAnActivationConnects()
     {
         LoadAndConnect();
         Click("Cb_Reconnect");
-        QTRY_COMPARE(window_->Link().ReconnectOnActivate, 0);
+        SOON_EQUAL(window_->Link().ReconnectOnActivate, 0);
         Click("CD_DECONNECT");
-        QTRY_VERIFY(board_->Received().endsWith(Bytes({27, 3})));
+        SOON(board_->Received().endsWith(Bytes({27, 3})));
         board_->TakeReceived();
         TurnAwayAndBack();
-        QTRY_VERIFY(IsHandshake(board_->Received()));
-        QTRY_VERIFY(Connected());
+        SOON_EQUAL(board_->Received(), HandshakeBytes());
+        SOON(Connected());
     }
 
     void DisconnectionEndsTheConnectionUnderWay_data()
@@ -483,15 +473,15 @@ private Q_SLOTS:
         QFETCH(int, answered);
         board_->greet = [&](quint8 greeting) { return greeting == 85 && answered == 1 ? Bytes({27}) : QByteArray(); };
         window_->Load();
-        QTRY_VERIFY(board_->Received().contains(char(answered == 1 ? 170 : 85)));
+        SOON(board_->Received().contains(char(answered == 1 ? 170 : 85)));
         Click("CD_DECONNECT");
         QVERIFY(!Control<Timer>("Timer1")->Enabled());
-        QTRY_VERIFY(board_->Received().endsWith(Bytes({27, 3})));
+        SOON(board_->Received().endsWith(Bytes({27, 3})));
         board_->Healthy();
         Settle();
         QVERIFY(board_->Received().endsWith(Bytes({27, 3})));
         QCOMPARE(Shown(), QStringLiteral("Déconnecté"));
-        QVERIFY(!window_->Port().PortOpen());
+        QVERIFY(!window_->SerialPort().PortOpen());
         QCOMPARE(window_->Link().AbortWait, quint8(0));
         QVERIFY(OpenBoxes().isEmpty());
     }
@@ -499,8 +489,9 @@ private Q_SLOTS:
     void DisconnectionWorksWithoutAPort()
     {
         LoadAndConnect();
-        window_->Link().ClosePort();
-        window_->Port().SetPortName(QStringLiteral("/dev/ttyNotThere"));
+        ClosePort();
+        board_->Unplug();
+        window_->SerialPort().SetPortName(QStringLiteral("/dev/ttyNotThere"));
         Click("CD_DECONNECT");
         QCOMPARE(Shown(), QStringLiteral("Déconnecté"));
         QCOMPARE(window_->Link().ReconnectOnActivate, 1);
@@ -508,10 +499,27 @@ private Q_SLOTS:
         QVERIFY(OpenBoxes().constFirst()->text().contains(QStringLiteral("/dev/ttyNotThere")));
     }
 
+    void DisconnectionEndsTheSearchForALostPort()
+    {
+        LoadAndConnect();
+        board_->Unplug();
+        SOON(window_->SerialPort().Lost());
+        AnswerBoxes();
+        Click("CD_DECONNECT");
+        QCOMPARE(Shown(), QStringLiteral("Déconnecté"));
+        QVERIFY(!window_->SerialPort().Lost());
+        QCOMPARE(OpenBoxes().size(), 1); // it could not be told
+        board_->Plug();
+        Settle();
+        QVERIFY(!window_->SerialPort().PortOpen());
+        QCOMPARE(board_->Received(), QByteArray());
+    }
+
     void SendingAfterADisconnectionIsRefused()
     {
         LoadAndConnect();
         Click("CD_DECONNECT");
+        SOON(!window_->SerialPort().PortOpen());
         Runner runner;
         bool done = false;
         runner.Start(Send51(&*window_, true, &done));
@@ -522,29 +530,30 @@ private Q_SLOTS:
     void APortThatCannotBeOpenedIsSaidOnce()
     {
         QSignalSpy failed(&*window_, &Main::ConnectionFailed);
-        window_->Port().SetPortName(QStringLiteral("/dev/ttyNotThere"));
+        board_->Unplug();
+        window_->SerialPort().SetPortName(QStringLiteral("/dev/ttyNotThere"));
         window_->Load();
-        QTRY_COMPARE(OpenBoxes().size(), 1);
+        SOON_EQUAL(OpenBoxes().size(), 1);
         const QString text = OpenBoxes().constFirst()->text();
         QVERIFY2(text.contains(QStringLiteral("/dev/ttyNotThere")), qPrintable(text));
         QCOMPARE(failed.count(), 1);
-        QTRY_COMPARE(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
         AnswerBoxes();
         window_->activateWindow(); // which is what the window system does
-        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), window_->windowHandle());
         Settle();
         QVERIFY(OpenBoxes().isEmpty()); // seeing it was no activation
 
         Click("Cb_Reconnect"); // still not there
-        QTRY_COMPARE(OpenBoxes().size(), 1);
+        SOON_EQUAL(OpenBoxes().size(), 1);
         AnswerBoxes();
         QCOMPARE(failed.count(), 2);
         QCOMPARE(window_->Link().ReconnectOnActivate, 1);
 
         board_->Healthy();
-        window_->Port().SetPortName(Port()); // there at last
+        board_->Plug(); // there at last
         Click("Cb_Reconnect");
-        QTRY_VERIFY(Connected());
+        SOON(Connected());
         QVERIFY(OpenBoxes().isEmpty());
     }
 
@@ -552,14 +561,15 @@ private Q_SLOTS:
     {
         LoadAndConnect();
         window_->Link().ReconnectOnActivate = 0;
-        window_->Port().SetPortName(QStringLiteral("/dev/ttyNotThere"));
+        port_->SetTaken(true);
         OtherWindow other;
         other.Activate();
-        QTRY_COMPARE(QGuiApplication::focusWindow(), other.windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), other.windowHandle());
         window_->activateWindow();
-        QTRY_COMPARE(OpenBoxes().size(), 1);
-        QVERIFY(OpenBoxes().constFirst()->text().contains(QStringLiteral("/dev/ttyNotThere")));
-        QVERIFY(!window_->Port().PortOpen());
+        SOON_EQUAL(OpenBoxes().size(), 1);
+        QCOMPARE(OpenBoxes().constFirst()->text(),
+                 QStringLiteral("Le port série ttyS0 ne peut pas être ouvert : un autre programme s'en sert"));
+        QVERIFY(!window_->SerialPort().PortOpen());
     }
 
     void AnUnpluggedLineIsSaidOnceAndComesBack()
@@ -569,25 +579,25 @@ private Q_SLOTS:
         QByteArray answer;
         Runner runner;
         runner.Start(Ask(&window_->Link(), Request(13), Reply::Framed(2), &answer));
-        QTRY_COMPARE(board_->Received(), Bytes({27, 13}));
-        Unplug(*board_);
-        QTRY_COMPARE(OpenBoxes().size(), 1);
+        SOON_EQUAL(board_->Received(), Bytes({27, 13}));
+        board_->Unplug();
+        SOON_EQUAL(OpenBoxes().size(), 1);
         const QString text = OpenBoxes().constFirst()->text();
-        QVERIFY2(text.startsWith(QStringLiteral("La liaison avec %1 est coupée : ").arg(Port())), qPrintable(text));
-        QTRY_COMPARE(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
+        QVERIFY2(text.startsWith(QStringLiteral("La liaison avec ttyS0 est coupée : ")), qPrintable(text));
+        SOON_EQUAL(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
         AnswerBoxes();
         Settle();
         QVERIFY(OpenBoxes().isEmpty());
         QVERIFY(runner.ThrewNothing());
 
-        ScriptedBoard again;
-        again.Healthy();
-        again.channel[13] = 522;
-        Plug(again);
-        QTRY_VERIFY(runner.Idle());
+        board_->TakeReceived();
+        board_->SetSilent(false);
+        board_->channel[13] = 522;
+        board_->Plug();
+        SOON(runner.Idle());
         QVERIFY(runner.ThrewNothing());
         QCOMPARE(answer, Bytes({2, 10, 0}));
-        QCOMPARE(again.Received(), Bytes({27, 13}));
+        QCOMPARE(board_->Received(), Bytes({27, 13}));
         QVERIFY(OpenBoxes().isEmpty());
     }
 
@@ -598,20 +608,20 @@ private Q_SLOTS:
         QByteArray answer;
         Runner runner;
         runner.Start(Ask(&window_->Link(), Request(13), Reply::Framed(2), &answer));
-        QTRY_COMPARE(board_->Received(), Bytes({27, 13}));
-        Unplug(*board_);
-        QTRY_COMPARE(OpenBoxes().size(), 1);
+        SOON_EQUAL(board_->Received(), Bytes({27, 13}));
+        board_->Unplug();
+        SOON_EQUAL(OpenBoxes().size(), 1);
         AnswerBoxes();
         TurnAwayAndBack();
         Settle();
         QVERIFY(OpenBoxes().isEmpty()); // it was said
-        QVERIFY(window_->Port().Lost());
+        QVERIFY(window_->SerialPort().Lost());
 
-        ScriptedBoard again;
-        again.Healthy();
-        again.channel[13] = 522;
-        Plug(again);
-        QTRY_VERIFY(runner.Idle());
+        board_->TakeReceived();
+        board_->SetSilent(false);
+        board_->channel[13] = 522;
+        board_->Plug();
+        SOON(runner.Idle());
         QVERIFY(runner.ThrewNothing());
         QCOMPARE(answer, Bytes({2, 10, 0}));
     }
@@ -648,7 +658,7 @@ private Q_SLOTS:
         QVERIFY(!open()->isModal());
         QCOMPARE(window_->Link().MainLeft, float(window_->x()));
         QCOMPARE(window_->Link().MainTop, float(window_->y()));
-        QTRY_COMPARE(QGuiApplication::focusWindow(), open()->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), open()->windowHandle());
 
         QWidget *former = open();
         if (window_->isVisible()) { // an open one is raised
@@ -656,13 +666,13 @@ private Q_SLOTS:
             window_->move(50, 20);
             Click(button.constData());
             QCOMPARE(open(), former);
-            QTRY_COMPARE(QGuiApplication::focusWindow(), former->windowHandle());
+            SOON_EQUAL(QGuiApplication::focusWindow(), former->windowHandle());
             QCOMPARE(window_->Link().MainLeft, float(window_->x()));
             QCOMPARE(window_->Link().MainTop, float(window_->y()));
         }
         former->close();
-        QTRY_VERIFY(!open());
-        QTRY_VERIFY(window_->isVisible());
+        SOON(!open());
+        SOON(window_->isVisible());
 
         window_->move(60, 10);
         Choose(item.constData());
@@ -695,7 +705,7 @@ private Q_SLOTS:
         QVERIFY(OpenBoxes().constFirst()->text().startsWith(QStringLiteral("Une charge ou une décharge est en cours")));
         AnswerBoxes();
         run.findChild<QPushButton *>(QStringLiteral("CBStop"))->click();
-        QTRY_COMPARE(run.findChild<QLabel *>(QStringLiteral("Label18"))->text(), QStringLiteral("Arret"));
+        SOON_EQUAL(run.findChild<QLabel *>(QStringLiteral("Label18"))->text(), QStringLiteral("Arret"));
         Click("CbMoni");
         QVERIFY(isOpen("Moni"));
     }
@@ -727,19 +737,19 @@ private Q_SLOTS:
             if (widget->objectName() == QLatin1String("Reglage"))
                 menu = widget;
         QVERIFY(menu);
-        QTRY_COMPARE(QGuiApplication::focusWindow(), menu->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), menu->windowHandle());
         window_->showMinimized();
         menu->activateWindow();
-        QTRY_COMPARE(QGuiApplication::focusWindow(), menu->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), menu->windowHandle());
         Settle();
         board_->TakeReceived();
         menu->findChild<QPushButton *>(QStringLiteral("Rquitter"))->click();
-        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), window_->windowHandle());
         QVERIFY(!window_->isMinimized());
         QVERIFY(!menu->isVisible());
         Settle();
         QCOMPARE(board_->Received(), QByteArray());
-        QVERIFY(window_->Port().PortOpen());
+        QVERIFY(window_->SerialPort().PortOpen());
     }
 
     void ReturningFromACalibrationSwitchesTheChargeOff()
@@ -752,16 +762,17 @@ private Q_SLOTS:
         };
         QWidget *menu = named("Reglage");
         menu->findChild<QComboBox *>(QStringLiteral("SelRegl"))->setCurrentIndex(3);
-        QTRY_COMPARE(QGuiApplication::focusWindow(), named("Rcourant")->windowHandle());
-        QTRY_VERIFY(board_->Received().startsWith(Bytes({27, 15, 1, 27, 17, 1})));
+        SOON_EQUAL(QGuiApplication::focusWindow(), named("Rcourant")->windowHandle());
+        SOON(board_->Received().startsWith(Bytes({27, 15, 1, 27, 17, 1})));
         menu->findChild<QPushButton *>(QStringLiteral("Rquitter"))->click();
-        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), window_->windowHandle());
         QVERIFY(!named("Rcourant")->isVisible());
-        // The port is closed and opened again meanwhile: what that cuts off is sent once more.
-        QTRY_VERIFY(board_->Received().endsWith(Bytes({27, 15, 0, 27, 17, 0})));
-        Settle();
-        QVERIFY(board_->Received().endsWith(Bytes({27, 17, 0})));
-        QVERIFY(window_->Port().PortOpen());
+        Settle(); // the port was closed and opened again meanwhile, and nothing was cut off
+        const QByteArray sent = board_->Received();
+        QVERIFY(sent.endsWith(Bytes({27, 15, 0, 27, 17, 0})));
+        QCOMPARE(sent.count(Bytes({27, 15, 0})), 1);
+        QCOMPARE(sent.count(Bytes({27, 17, 0})), 1);
+        QVERIFY(window_->SerialPort().PortOpen());
     }
 
     void MenuResetDoesNothing()
@@ -772,7 +783,7 @@ private Q_SLOTS:
         Settle();
         QCOMPARE(board_->Received(), QByteArray());
         QCOMPARE(Shown(), connectedText);
-        QVERIFY(window_->Port().PortOpen());
+        QVERIFY(window_->SerialPort().PortOpen());
         QVERIFY(OpenBoxes().isEmpty());
     }
 
@@ -781,11 +792,11 @@ private Q_SLOTS:
         LoadAndConnect();
         window_->Link().ReconnectOnActivate = 0;
         Click("cb_chargeur");
-        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->ChargeWindow().windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), window_->ChargeWindow().windowHandle());
         window_->showMinimized();
         window_->ChargeWindow().activateWindow();
         window_->ChargeWindow().close();
-        QTRY_COMPARE(QGuiApplication::focusWindow(), window_->windowHandle());
+        SOON_EQUAL(QGuiApplication::focusWindow(), window_->windowHandle());
         QVERIFY(window_->isVisible());
         QVERIFY(!window_->isMinimized());
     }
@@ -804,10 +815,10 @@ private Q_SLOTS:
         bool done = false;
         Runner runner;
         runner.Start(Send51(&*window_, on, &done));
-        QTRY_COMPARE(board_->Received(), Bytes({27, 51, on ? 1 : 0}));
+        SOON_EQUAL(board_->Received(), Bytes({27, 51, on ? 1 : 0}));
         QVERIFY(!done);
         board_->Send(Bytes({200})); // whatever it says
-        QTRY_VERIFY(done);
+        SOON(done);
     }
 
     // ---- the warning
@@ -844,7 +855,7 @@ private Q_SLOTS:
             Q_EMIT window_->DischargeWindow().Stopped();
         else
             Click("Cb_Reconnect");
-        QTRY_VERIFY(!Warned());
+        SOON(!Warned());
     }
 
     void TheWarningOutlivesTheConnectionThatComesWithLeaving()
@@ -854,15 +865,34 @@ private Q_SLOTS:
         QWidget &charge = window_->ChargeWindow();
         QSignalSpy started(&window_->ChargeWindow(), &RunWindow::Started);
         charge.findChild<QPushButton *>(QStringLiteral("CBstart"))->click();
-        QTRY_COMPARE(started.size(), 1);
+        SOON_EQUAL(started.size(), 1);
         board_->TakeReceived();
-        QSignalSpy connected(&window_->Link(), &Codebas::Connected);
+        QSignalSpy connected(&window_->Link().handshake, &Handshake::Connected);
         charge.close();
-        QTRY_COMPARE(connected.size(), 1);
-        QTRY_VERIFY(Warned());
+        SOON_EQUAL(connected.size(), 1);
+        SOON(Warned());
         Click("Cb_Reconnect");
-        QTRY_COMPARE(connected.size(), 2);
-        QTRY_VERIFY(!Warned());
+        SOON_EQUAL(connected.size(), 2);
+        SOON(!Warned());
+    }
+
+    void AnUnconfirmedStopIsInTheStatusBar()
+    {
+        LoadAndConnect();
+        const auto *bar = Control<QStatusBar>("statusbar");
+        const auto *warning = Control<QLabel>("unconfirmed");
+        QCOMPARE(warning->text(), QStringLiteral("Arrêt non confirmé"));
+        QVERIFY(bar->isAncestorOf(warning));
+        QVERIFY(!warning->isVisible());
+        const QSize size = window_->size();
+        Q_EMIT window_->Link().outputs.UnconfirmedChanged(true);
+        QVERIFY(warning->isVisible());
+        QStatusTipEvent nothing{QString()};
+        QCoreApplication::sendEvent(&*window_, &nothing);
+        QVERIFY(warning->isVisible());
+        QCOMPARE(window_->size(), size);
+        Q_EMIT window_->Link().outputs.UnconfirmedChanged(false);
+        QVERIFY(!warning->isVisible());
     }
 
 private:
@@ -889,24 +919,55 @@ private Q_SLOTS:
     {
         QFETCH(QByteArray, way);
         LoadAndConnect();
-        QTimer::singleShot(0, &*window_, [&] {
+        QTimer::singleShot(0ms, &*window_, [&] {
             if (way == "button")
                 Click("Cb_quitter");
             else if (way == "menu")
                 Choose("Mnuquitter");
             else
                 window_->close();
+            Settle();
         });
         QCOMPARE(QCoreApplication::exec(), 0);
+        QCOMPARE(board_->Received(), QByteArray());
         window_.reset(); // as the program does at its end
         Settle();
         QCOMPARE(board_->Received(), QByteArray());
     }
 
+    void QuittingIsPossibleAtAnyMoment_data()
+    {
+        QTest::addColumn<QByteArray>("moment");
+        for (const char *moment : {"greeting", "second greeting", "loading", "lost port", "refused port"})
+            QTest::newRow(moment) << QByteArray(moment);
+    }
+    void QuittingIsPossibleAtAnyMoment()
+    {
+        QFETCH(QByteArray, moment);
+        if (moment == "loading") {
+            board_->Healthy();
+            board_->On(38, 1, [](const QByteArray &) { return QByteArray(); });
+        }
+        if (moment == "second greeting")
+            board_->greet = [](quint8 greeting) { return greeting == 85 ? Bytes({27}) : QByteArray(); };
+        port_->SetTaken(moment == "refused port");
+        window_->Load();
+        Settle();
+        if (moment == "lost port") {
+            board_->Unplug();
+            SOON(window_->SerialPort().Lost());
+        }
+        QTimer::singleShot(0ms, &*window_, [&] {
+            Click("Cb_quitter");
+            Settle();
+        });
+        QCOMPARE(QCoreApplication::exec(), 0);
+    }
+
     void QuittingInTheMiddleOfEverythingIsClean()
     {
         window_->Load();
-        QTRY_VERIFY(board_->Received().contains(char(85)));
+        SOON(board_->Received().contains(char(85)));
         Click("cb_chargeur");
         window_.reset(); // a sanitizer sees what is left over
         QVERIFY(OpenBoxes().isEmpty());

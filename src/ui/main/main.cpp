@@ -17,6 +17,7 @@ Main::Main(std::unique_ptr<Port> port)
     , link_(com_, timer1_, timer2_)
     , moving_([this](std::exception_ptr thrown) { Failed(thrown); })
     , connecting_([this](std::exception_ptr thrown) { Failed(thrown); })
+    , quitting_([this](std::exception_ptr thrown) { Failed(thrown); })
     , chargeur_(link_)
     , dechargeur_(link_)
     , capacity_(link_)
@@ -30,6 +31,7 @@ Main::Main(std::unique_ptr<Port> port)
     timer2_.SetEnabled(true);
     unwatched_->hide();
     ui_.statusbar->addPermanentWidget(unwatched_, 1); // a passing word, as menus have them, does not hide it
+    ui_.statusbar->addPermanentWidget(UnconfirmedWarning(link_.outputs, this));
 
     connect(&link_.handshake, &Handshake::Display, ui_.TXT_Display, &QPlainTextEdit::setPlainText);
     connect(&link_.handshake, &Handshake::LoadStarted, this, [this](const QString &caption, int maximum) {
@@ -87,7 +89,6 @@ Main::Main(std::unique_ptr<Port> port)
         connect(window, &RunWindow::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
     }
     connect(&capacity_, &MesCapa::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
-    ShowUnconfirmed(link_.outputs, ui_.Info2);
     connect(&chargeur_, &Chargeur::LeftCharging, this, [this] {
         unwatched_->show();
         connectsAfterLeaving_ = link_.ReconnectOnActivate == 1; // coming back here does that, and says nothing new
@@ -103,6 +104,7 @@ Main::Main(std::unique_ptr<Port> port)
 
 Main::~Main()
 {
+    quitting_.Drop();
     moving_.Drop();
     connecting_.Drop(); // what it tells while it ends is still understood here
 }
@@ -205,6 +207,10 @@ void Main::CD_DECONNECT_Click()
 
 Task<void> Main::Disconnect()
 {
+    // At once, so that nothing that comes in between takes the session for one that goes on.
+    ui_.TXT_Display->setPlainText(QStringLiteral("Déconnecté"));
+    link_.ReconnectOnActivate = 1;
+    link_.LinkDropped = true;
     std::optional<PortError> refused;
     try {
         link_.OpenPort();
@@ -217,15 +223,22 @@ Task<void> Main::Disconnect()
     }
     Task<void> closing = link_.ClosePort();
     co_await closing;
-    ui_.TXT_Display->setPlainText(QStringLiteral("Déconnecté"));
-    link_.ReconnectOnActivate = 1;
-    link_.LinkDropped = true;
     if (refused)
         throw *refused;
 }
 
 void Main::Mnuquitter_Click()
 {
+    quitting_.Start(Quit());
+}
+
+/// Nothing is switched here. But a stop that was pressed just before is still told to the board.
+Task<void> Main::Quit()
+{
+    Task<void> settled = link_.outputs.Settled();
+    co_await settled;
+    Task<void> sent = com_.Sent();
+    co_await sent;
     QCoreApplication::exit(0);
 }
 

@@ -64,6 +64,7 @@ private:
     Task<void> Reconnect();
     Task<void> ConnectAgain();
     Task<void> Disconnect();
+    Task<void> Quit();
     void Cb_Reconnect_Click();
     void CD_DECONNECT_Click();
     void CbMoni_Click();
@@ -78,6 +79,7 @@ private:
     Codebas link_;
     Handlers moving_;     ///< opens and closes the port
     Handlers connecting_; ///< greets
+    Handlers quitting_;
     QLabel *unwatched_ = new QLabel(QStringLiteral("Attention : la carte charge sans surveillance"), this);
     bool connectsAfterLeaving_ = false;
     Activation activation_{this};

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "controller.h"
+#include "faults.h"
+#include "line_queue.h"
+#include "options.h"
+
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace Board {
+
+/// The board at its end of a line, whatever that line is made of: bytes in, bytes out, the faults between them, and the
+/// orders of whoever stands at the bench. Moments are real seconds since the start.
+class BoardLine
+{
+public:
+    BoardLine(const Options &options, const Memories::Content &content);
+
+    /// Time that one byte takes on the wire from now on. It counts only on a line that is to be paced.
+    void SetByteSeconds(double seconds) { byteSeconds_ = seconds; }
+
+    /// Bytes that the PC sends at the moment.
+    void Receive(double seconds, const Bytes &bytes);
+    /// Whether the board has still to hear some of them.
+    bool Hearing() const { return !incoming_.Empty(); }
+
+    /// Does all that is due up to the moment.
+    void AdvanceTo(double seconds);
+    /// When AdvanceTo is due next; nothing while the board only waits.
+    std::optional<double> NextMoment() const;
+
+    /// What the board has sent; whoever has the line takes what has arrived.
+    LineQueue &Outgoing() { return outgoing_; }
+    const LineQueue &Outgoing() const { return outgoing_; }
+
+    /// Does what a control line says; false when it is refused.
+    bool Obey(double seconds, std::string_view order);
+    void ToggleButton(int number);
+
+    const Controller &Core() const { return board_; }
+    /// Grows with whatever may have changed the board's true values, but for the passing of time.
+    unsigned long Changes() const { return changes_; }
+
+private:
+    double Simulated(double seconds) const { return seconds * options_.timeScale; }
+    double ByteSeconds() const { return options_.pace ? byteSeconds_ : 0; }
+    double RecordInterval() const { return 1.0 / (options_.streamRate * options_.timeScale); }
+    bool Silent(double seconds) const { return seconds < silentUntil_; }
+    void Hear(std::uint8_t byte, double seconds);
+    void Suffer(double seconds);
+    void SendRecords(double now);
+    void Send(const Bytes &bytes, double seconds);
+
+    const Options options_;
+    Controller board_;
+    Faults faults_;
+    LineQueue incoming_;
+    LineQueue outgoing_;
+    double byteSeconds_ = 0;
+    std::optional<double> nextRecord_;
+    double silentUntil_ = 0;
+    unsigned long changes_ = 0;
+    std::vector<Faults::Delayed> delayed_;
+};
+
+} // namespace Board

@@ -226,6 +226,8 @@ void Exchanges::Settle()
             owed_.pop_front();
         if (owed_.empty())
             company_ = false;
+        if (owed_.empty() && !waiting_.empty())
+            DecideSoon(); // also behind an answer that nobody waited for
         Arm();
         if (done)
             done(true);

@@ -59,7 +59,7 @@ Exchanges::Asker *Exchanges::Newest(bool alsoPatient) const
 
 bool Exchanges::Free() const
 {
-    return state_ == State::Usable && owed_.empty() && !draining_ && !held_;
+    return state_ == State::Usable && owed_.empty() && !draining_ && !held_ && !(debts_ > 0 && answeredSince_);
 }
 
 /// True when the asker need not wait: it was called off, or the port is closed.
@@ -89,11 +89,12 @@ bool Exchanges::Grant(Asker &asker)
         com_.KeepNewest(0); // what waits is nobody's
     if (asker.holds) {
         held_ = true;
+        debts_ = 0; // who holds the line hears them out
         return true;
     }
     if (std::exchange(asker.conversation.drained, false)) {
         waiting_.push_back(&asker);
-        Drain();
+        Drain(quiet);
         return false;
     }
     asker.patient = false;
@@ -111,7 +112,8 @@ void Exchanges::SendQuestion(Asker &asker, const Question &question)
             .done = {},
             .framed = false,
             .data = {},
-            .spare = question.reply.spare},
+            .spare = question.reply.spare,
+            .sent = {}},
            question.request);
 }
 
@@ -120,6 +122,7 @@ void Exchanges::Append(Owed owed, const QByteArray &request)
     owed.framed = !owed.reply.until || (!owed.reply.clearFirst && session_.RxByte == *owed.reply.until);
     if (!owed_.empty())
         company_ = true;
+    owed.sent = Clock::Current().Now();
     owed_.push_back(std::move(owed));
     heard_.Restart();
     com_.Output(request);
@@ -148,7 +151,8 @@ void Exchanges::SendUnanswered(const QByteArray &request, Reply reply, std::func
             .done = std::move(done),
             .framed = false,
             .data = {},
-            .spare = 0},
+            .spare = 0,
+            .sent = {}},
            request);
 }
 
@@ -195,7 +199,7 @@ void Exchanges::Listen()
     if (draining_ && com_.InBufferCount() > 0) {
         com_.KeepNewest(0);
         if (drainBegan_.Elapsed() < longestDrain)
-            quiet_.Start(quiet);
+            quiet_.Start(drainLength_);
     }
     while (!held_ && Oldest() && com_.InputWaits() && ReceiveByte()) {
         Owed &owed = *Oldest();
@@ -243,6 +247,7 @@ void Exchanges::ReleaseAll()
 {
     const std::deque<Owed> complete = std::exchange(owed_, {});
     overtaken_ = company_ = false;
+    answeredSince_ = true;
     std::vector<Asker *> askers;
     for (const Owed &owed : complete)
         if (owed.asker) {
@@ -374,27 +379,43 @@ void Exchanges::VoidAll()
     ++disturbances_;
     std::deque<Owed> voided = std::exchange(owed_, {});
     overtaken_ = company_ = false;
-    for (const Owed &owed : voided)
+    for (const Owed &owed : voided) {
+        if (!owed.Complete() && (debts_++ == 0 || owed.sent < oldestDebt_))
+            oldestDebt_ = owed.sent;
         if (owed.asker) {
             owed.asker->Restart();
             waiting_.push_back(owed.asker);
         }
+    }
+    answeredSince_ = false;
     for (Asker *asker : waiting_)
         asker->patient = false;
     Arm();
     if (state_ == State::Usable)
-        Drain();
+        Drain(quiet);
     for (const Owed &owed : voided)
         if (owed.done)
             owed.done(false);
 }
 
-void Exchanges::Drain()
+void Exchanges::Drain(Clock::Duration length)
 {
     com_.KeepNewest(0);
     draining_ = true;
     drainBegan_.Restart();
-    quiet_.Start(quiet);
+    drainLength_ = length;
+    quiet_.Start(length);
+}
+
+/// What was asked again has its answer, which may have been the one that was given up: then its own is still to come,
+/// and no later than that one was.
+bool Exchanges::DrainsDebts()
+{
+    if (debts_ == 0 || !answeredSince_ || held_ || state_ != State::Usable || !owed_.empty() || draining_)
+        return false;
+    debts_ = 0;
+    Drain(std::clamp<Clock::Duration>(Clock::Current().Now() - oldestDebt_, quiet, longestDrain));
+    return true;
 }
 
 void Exchanges::AskAgain()
@@ -426,7 +447,7 @@ void Exchanges::DecideSoon()
 
 void Exchanges::Decide()
 {
-    if (waiting_.empty())
+    if (waiting_.empty() || DrainsDebts())
         return;
     if (state_ != State::Closed && !Free()) {
         Arm();
@@ -446,8 +467,10 @@ void Exchanges::SetState(State state)
     const bool wasUsable = state_ == State::Usable;
     state_ = state;
     if (state == State::Usable) {
+        if (Clock::Current().Now() - oldestDebt_ > longestDrain)
+            debts_ = 0; // it was closed for so long
         if (!wasUsable && std::exchange(answerDue_, false))
-            Drain();
+            Drain(quiet);
         Q_EMIT Usable();
     } else {
         answerDue_ |= std::exchange(draining_, false);

@@ -27,6 +27,8 @@
 ///    are.
 /// 3. With more than one answer owed and a second without a byte, one was lost: all of it is void, the line is drained
 ///    and whoever is still wanted asks again, the newest first. A single one is waited for without end.
+///    An answer that was given up may have been late, not lost. When what was asked again is answered, another answer
+///    may thus follow, no later than that one was: the line is drained for that long before anything else is asked.
 /// 4. What must not be interrupted is begun with Overtaking::Refused, and keeps the line until it is complete.
 class Exchanges : public QObject
 {
@@ -36,7 +38,7 @@ public:
     // Properties of the wire: none of them is scaled with time.
     static constexpr auto patience = 250ms; ///< a board that is silent for so long may be overtaken
     static constexpr auto lost = 1s;        ///< what has not come after that was lost
-    static constexpr auto quiet = 50ms;     ///< after so much quiet no old answer is on its way any more
+    static constexpr auto quiet = 50ms;     ///< after so much quiet no old answer is on its way any more, as a rule
 
     enum class Overtaking
     {
@@ -222,6 +224,7 @@ private:
         bool framed;
         QByteArray data;
         int spare;
+        Clock::Duration sent;
 
         bool Answered() const { return framed && data.size() >= reply.length; }
         bool Complete() const { return Answered() && spare == 0; }
@@ -246,7 +249,8 @@ private:
     void Overtake();
     void LookForLoss();
     void VoidAll();
-    void Drain();
+    void Drain(Clock::Duration length);
+    bool DrainsDebts();
     void EndHold();
     void Decide();
     void DecideSoon();
@@ -263,10 +267,14 @@ private:
     bool company_ = false;   ///< some request was sent while another answer was owed
     bool draining_ = false;
     bool answerDue_ = false; ///< to what was owed when the port was closed or lost
+    int debts_ = 0; ///< answers that were given up and may still come, behind that of what was asked again
+    Clock::Duration oldestDebt_{}; ///< when the first of these was asked for
+    bool answeredSince_ = false;
     bool deciding_ = false;
     int disturbances_ = 0;
     Stopwatch heard_;
     Stopwatch drainBegan_;
+    Clock::Duration drainLength_ = quiet;
     Alarm silent_{[this] { Look(); }};
     Alarm lost_{[this] { LookForLoss(); }};
     Alarm quiet_;

@@ -7,6 +7,7 @@
 namespace {
 constexpr auto others = 25ms;   // those who may be overtaken have been when the line's patience and this are over
 constexpr auto longest = 300ms; // that anybody waits for what is to be off
+constexpr auto leaving = 3s;    // that an end of the session waits for what is unconfirmed
 constexpr auto again = 1s;      // a board that says nothing is told again...
 constexpr auto seldom = 5s;     // ...and after a while less often
 constexpr int manyTries = 10;
@@ -29,6 +30,12 @@ quint8 CutBit(quint8 reg)
 bool IsSo(const Outputs::Write &write, quint8 lines)
 {
     return ((lines & CutBit(write.reg)) != 0) == (write.value == 0);
+}
+
+/// Whether the switch port shows anything of these.
+bool IsReadable(const Outputs::Writes &writes)
+{
+    return std::ranges::any_of(writes, [](const Outputs::Write &write) { return CutBit(write.reg) != 0; });
 }
 
 std::optional<Question> Once(int number, const Outputs::Write &write)
@@ -100,6 +107,7 @@ Outputs::RunPtr Outputs::Begin(Writes off, const RunPtr &former)
 {
     const auto run = std::make_shared<Run>();
     run->off = std::move(off);
+    run->wanted = run->off;
     if (former) {
         former->superseded = former->over = true;
         run->on = former->on || std::ranges::count(wanted_, former) > 0;
@@ -117,19 +125,23 @@ void Outputs::Note(const RunPtr &run, const Write &write)
         run->on = true;
 }
 
+/// From here on the run switches nothing on, and what others switch is theirs.
+void Outputs::Over(const RunPtr &run)
+{
+    if (std::exchange(run->over, true))
+        return;
+    std::erase_if(over_, [](const std::weak_ptr<Run> &each) { return each.expired(); });
+    over_.push_back(run);
+}
+
 void Outputs::Told(quint8 reg, quint8 value)
 {
     const Write write{reg, value};
-    bool changed = false;
-    for (const RunPtr &run : wanted_)
-        if (Contradicts(write, run->off))
-            changed |= std::erase_if(run->off, [reg](const Write &wanted) { return wanted.reg == reg; }) > 0;
-    if (!changed)
-        return;
-    std::erase_if(wanted_, [](const RunPtr &run) {
-        return std::ranges::none_of(run->off, [](const Write &wanted) { return CutBit(wanted.reg) != 0; });
-    });
-    Q_EMIT UnconfirmedChanged(Unconfirmed());
+    for (const std::weak_ptr<Run> &each : over_)
+        if (const RunPtr run = each.lock(); run && Contradicts(write, run->wanted))
+            std::erase_if(run->wanted, [reg](const Write &wanted) { return wanted.reg == reg; });
+    if (std::erase_if(wanted_, [](const RunPtr &run) { return !IsReadable(run->wanted); }) > 0)
+        Q_EMIT UnconfirmedChanged(Unconfirmed());
 }
 
 Task<void> Outputs::Send(RunPtr run, quint8 reg, quint8 value, std::function<bool()> wanted)
@@ -150,7 +162,7 @@ Task<void> Outputs::Send(RunPtr run, quint8 reg, quint8 value, std::function<boo
 
 Task<void> Outputs::End(RunPtr run, Writes writes)
 {
-    run->over = true;
+    Over(run);
     const auto ending = std::make_shared<Ending>(run, std::move(writes), line_.Disturbances());
     ending->look.emplace([this, weak = std::weak_ptr(ending)] {
         if (const EndingPtr living = weak.lock())
@@ -230,7 +242,7 @@ void Outputs::Insist(const EndingPtr &ending, size_t from)
 
 void Outputs::EndNow(const RunPtr &run, const Writes &writes)
 {
-    run->over = true;
+    Over(run);
     std::erase_if(queue_, [&run](const Queued &queued) { return queued.run == run; });
     SendNow(run, writes);
 }
@@ -278,7 +290,7 @@ void Outputs::Queue(const RunPtr &run, const Writes &writes, std::function<void(
 
 void Outputs::QueueEnd(const RunPtr &run, const Writes &writes)
 {
-    run->over = true;
+    Over(run);
     Push(run, writes, true, {});
 }
 
@@ -318,14 +330,17 @@ Task<void> Outputs::SendQueued(Queued queued, int number)
 {
     Exchanges::Conversation conversation;
     conversation.next = [this, queued, number](int part) -> std::optional<Question> {
-        if (part == 0 && Void(queued.run, queued.write))
+        if (part > 0 || Void(queued.run, queued.write))
             return std::nullopt;
-        if (part == 0 && number == queueBegun_) { // on the line: from here on the board is expected to answer
+        int &newest = newestQueued_[queued.write.reg];
+        if (number < newest)
+            return std::nullopt; // asked again after a newer one: the board keeps that
+        newest = number;
+        if (number == queueBegun_) { // on the line: from here on the board is expected to answer
             queueSilent_.Start(Exchanges::patience);
             queueEnds_ = queued.ends ? queued.run : nullptr;
         }
-        if (part == 0)
-            Note(queued.run, queued.write);
+        Note(queued.run, queued.write);
         return Once(part, queued.write);
     };
     try {
@@ -371,13 +386,27 @@ bool Outputs::Settling() const
     return !endings_.empty() || unacknowledged_ > 0 || queueBusy_;
 }
 
-Task<void> Outputs::Settled()
+Task<void> Outputs::Await(std::function<bool()> pending, Clock::Duration limit)
 {
     const Stopwatch waited;
-    Alarm limit([this] { news_.Wake(); });
-    limit.Start(longest);
-    while (Settling() && line_.IsUsable() && waited.Elapsed() < longest)
+    Alarm end([this] { news_.Wake(); });
+    end.Start(limit);
+    while (pending() && line_.IsUsable() && waited.Elapsed() < limit)
         co_await news_;
+}
+
+Task<void> Outputs::Confirmed()
+{
+    Task<void> settled = Settled();
+    co_await settled;
+    Task<void> confirmed = Await([this] { return Unconfirmed() && !session_.Streaming && !line_.IsHeld(); }, leaving);
+    co_await confirmed;
+}
+
+Task<void> Outputs::Settled()
+{
+    Task<void> settled = Await([this] { return Settling(); }, longest);
+    co_await settled;
     const auto endings = endings_;
     for (const EndingPtr &ending : endings)
         Insist(ending, ending->begun);
@@ -389,8 +418,7 @@ Task<void> Outputs::Settled()
 
 void Outputs::Want(const RunPtr &run)
 {
-    const bool readable = std::ranges::any_of(run->off, [](const Write &write) { return CutBit(write.reg) != 0; });
-    if (run->superseded || !readable)
+    if (run->superseded || !IsReadable(run->wanted))
         return;
     tries_ = 0;
     if (std::ranges::count(wanted_, run) == 0) {
@@ -418,7 +446,7 @@ Task<void> Outputs::Confirm()
                 continue;
             std::erase_if(wanted_, [lines](const RunPtr &run) {
                 const bool off = std::ranges::all_of(
-                    run->off, [lines](const Write &write) { return CutBit(write.reg) == 0 || IsSo(write, lines); });
+                    run->wanted, [lines](const Write &write) { return CutBit(write.reg) == 0 || IsSo(write, lines); });
                 run->on = !off;
                 return off;
             });
@@ -456,7 +484,7 @@ Task<void> Outputs::Acknowledged(Write write)
 {
     Exchanges::Conversation conversation;
     conversation.next = [this, write](int number) -> std::optional<Question> {
-        const auto wants = [&write](const RunPtr &run) { return std::ranges::count(run->off, write) > 0; };
+        const auto wants = [&write](const RunPtr &run) { return std::ranges::count(run->wanted, write) > 0; };
         if (std::ranges::none_of(wanted_, wants))
             return std::nullopt; // it was switched by somebody else meanwhile
         return Once(number, write);
@@ -470,7 +498,7 @@ Outputs::Writes Outputs::Missing(quint8 lines) const
 {
     Writes missing;
     for (const RunPtr &run : wanted_)
-        for (const Write &write : run->off)
+        for (const Write &write : run->wanted)
             if ((CutBit(write.reg) == 0 || !IsSo(write, lines)) && std::ranges::count(missing, write) == 0)
                 missing.push_back(write);
     return missing;
@@ -483,7 +511,7 @@ void Outputs::TellAgain()
     if (session_.Streaming || line_.IsHeld() || !endings_.empty() || line_.Silence() < Exchanges::patience)
         return;
     for (const RunPtr &run : wanted_)
-        for (const Write &write : run->off)
+        for (const Write &write : run->wanted)
             line_.SendUnanswered(Request(write.reg, write.value), Reply::Acknowledge());
     if (!line_.IsUndisturbed())
         line_.AskAgain();

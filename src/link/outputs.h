@@ -9,6 +9,7 @@
 
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -39,6 +40,7 @@ public:
     struct Run
     {
         Writes off;              ///< with these all of it is off
+        Writes wanted;           ///< those of them that nobody has switched otherwise since it was over
         bool on = false;         ///< something was switched on for it and is not known to be off
         bool over = false;       ///< it was ended: nothing is switched on for it any more
         bool superseded = false; ///< another run has taken its place: nothing at all is sent for it any more
@@ -83,6 +85,9 @@ public:
     /// sent unanswered. For whoever takes the line or closes the port.
     Task<void> Settled();
 
+    /// The same for whoever ends the session: waits also, for some seconds, until what is unconfirmed is known to be off.
+    Task<void> Confirmed();
+
 Q_SIGNALS:
     void UnconfirmedChanged(bool unconfirmed);
     /// A write of the queue could not be sent, and why.
@@ -102,6 +107,7 @@ private:
     };
 
     static bool Contradicts(const Write &write, const Writes &off);
+    void Over(const RunPtr &run);
     static bool Void(const RunPtr &run, const Write &write);
     void Note(const RunPtr &run, const Write &write);
 
@@ -117,6 +123,7 @@ private:
     void FlushQueue();
     Task<void> SendQueued(Queued queued, int number);
     bool Settling() const;
+    Task<void> Await(std::function<bool()> pending, Clock::Duration limit);
 
     void Want(const RunPtr &run);
     Task<void> Confirm();
@@ -127,12 +134,14 @@ private:
 
     Exchanges &line_;
     const Session &session_;
+    std::vector<std::weak_ptr<Run>> over_;
     std::vector<RunPtr> wanted_;     ///< ended, and not known to be off
     std::vector<EndingPtr> endings_; ///< under way
     int unacknowledged_ = 0;         ///< writes of ends whose acknowledgement is still to come
     std::deque<Queued> queue_;
     bool queueBusy_ = false;
     int queueBegun_ = 0;
+    std::map<quint8, int> newestQueued_; ///< by register, which of the writes that were begun is the newest
     RunPtr queueEnds_; ///< the run whose end the write under way completes
     bool confirming_ = false;
     int tries_ = 0; ///< of telling a board that says nothing

@@ -113,7 +113,7 @@ Task<void> Moni::SwitchToStream()
         bool &flag;
     } ours(switching_);
     link_.OpenPort();
-    Task<void> settled = link_.outputs.Settled(); // a board that streams does not hear
+    Task<void> settled = link_.outputs.Confirmed(); // a board that streams does not hear
     co_await settled;
     link_.SendByte(27);
     link_.SendByte(command::EndSession);

@@ -217,7 +217,7 @@ Task<void> Main::Disconnect()
     std::optional<PortError> refused;
     try {
         link_.OpenPort();
-        Task<void> settled = link_.outputs.Settled(); // a board that was told to end the session does not hear
+        Task<void> settled = link_.outputs.Confirmed(); // a board that was told to end the session does not hear
         co_await settled;
         link_.SendByte(27);
         link_.SendByte(command::EndSession);

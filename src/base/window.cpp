@@ -1,6 +1,7 @@
 #include "window.h"
 
 #include "messages.h"
+#include "opening.h"
 
 #include <QCheckBox>
 #include <QLabel>
@@ -15,6 +16,8 @@ Window::Window(const QString &name)
             std::rethrow_exception(thrown);
         } catch (const Error &error) {
             Failed(error);
+        } catch (const Opening::Over &) {
+            // it was only to end
         }
     })
 {
@@ -66,4 +69,11 @@ void Window::Centre()
 void Window::Failed(const Error &error)
 {
     messages::Show(this, QMessageBox::Critical, windowTitle(), error.Text());
+}
+
+void Window::EndProgram(const Error &error)
+{
+    DropHandlers();
+    centralWidget()->setEnabled(false);
+    messages::ShowAndEnd(this, windowTitle(), error.Text());
 }

@@ -48,6 +48,9 @@ protected:
                 [this, handler] { Start((static_cast<W *>(this)->*handler)()); });
     }
 
+    /// For a window in which an error ends the program: nothing of it goes on, and the user sees which error it was.
+    void EndProgram(const Error &error);
+
     /// Ends all handlers of this window where they wait.
     void DropHandlers() { handlers_.Drop(); }
 

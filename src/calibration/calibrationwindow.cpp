@@ -45,11 +45,6 @@ void CalibrationWindow::ShowCorrection(QLineEdit *entry, int count, QLineEdit *c
         correction->setText(number::Str(calibration::Correction(count, entered, {})));
 }
 
-std::function<bool()> CalibrationWindow::NewestSet()
-{
-    return [this, set = ++sets_] { return set == sets_; };
-}
-
 Task<void> CalibrationWindow::WriteByte(quint8 command, quint8 address, quint8 value, Reply answer,
                                         std::function<bool()> wanted)
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/newest.h"
 #include "base/window.h"
 #include "link/codebas.h"
 
@@ -34,16 +35,12 @@ protected:
     /// count nothing is shown; a text that is 0 is marked.
     static void ShowCorrection(QLineEdit *entry, int count, QLineEdit *correction);
 
-    /// For the writes of a press of "SET": they are void once the next press has begun, so that words of two presses
-    /// never mix.
-    std::function<bool()> NewestSet();
-
     /// Writes a byte of an EEPROM with command 39 or 40; `answer` is what is waited for then.
     Task<void> WriteByte(quint8 command, quint8 address, quint8 value, Reply answer, std::function<bool()> wanted);
 
     Codebas &link_;
+    Newest sets_; ///< presses of "SET": the writes of one are void once the next has begun, so that words never mix
 
 private:
     QLabel *note_ = nullptr;
-    int sets_ = 0;
 };

@@ -44,10 +44,9 @@ void CurrentWindow::Failed(const Error &error)
         return;
     }
     timer_.SetEnabled(false);
-    DropHandlers();
+    DropHandlers(); // nobody is waited for
     link_.outputs.EndNow(current_, kind_.leaving);
-    centralWidget()->setEnabled(false);
-    messages::ShowAndEnd(this, windowTitle(), error.Text());
+    EndProgram(error);
 }
 
 void CurrentWindow::ShowStored()
@@ -61,8 +60,7 @@ void CurrentWindow::ShowStored()
 Task<void> CurrentWindow::Slider_Change(int value)
 {
     panel_.setting->setText(number::Plain(value));
-    // While the line is busy moves pile up, and the last one goes first: those before it are void then.
-    const measurement::Wanted newest = [this, setting = ++settings_] { return setting == settings_; };
+    const auto newest = settings_.Next();
     co_await measurement::WriteRegister(link_, kind_.settingRegister, static_cast<quint8>(value), newest);
 }
 
@@ -76,7 +74,7 @@ Task<void> CurrentWindow::Setting_Click()
         CalibrationWindow::Failed(error); // nothing is lost: the user types another one
         co_return;
     }
-    const measurement::Wanted newest = [this, setting = ++settings_] { return setting == settings_; };
+    const auto newest = settings_.Next();
     co_await measurement::WriteRegister(link_, kind_.settingRegister, value, newest);
 }
 
@@ -92,7 +90,7 @@ bool CurrentWindow::eventFilter(QObject *watched, QEvent *event)
 
 Task<void> CurrentWindow::Read()
 {
-    const auto open = StillOpen();
+    const auto open = opening_.Lasts();
     const int sum = co_await SumOfCounts();
     if (open())
         panel_.reading->setText(kind_.readingText + number::Str(number::Int(sum / double(samples))));
@@ -101,7 +99,7 @@ Task<void> CurrentWindow::Read()
 /// One after the other with nothing in between. Nobody waits for the byte behind a count but behind the last one.
 Task<int> CurrentWindow::SumOfCounts()
 {
-    const auto open = StillOpen();
+    const auto open = opening_.Lasts();
     constexpr int countBytes = 2;
     Exchanges::Conversation conversation;
     conversation.next = [open, channel = kind_.channel](int number) -> std::optional<Question> {
@@ -113,7 +111,7 @@ Task<int> CurrentWindow::SumOfCounts()
     Exchanges::Answer answer = link_.line.Ask(std::move(conversation));
     const QByteArray counts = co_await answer;
     if (!open())
-        throw WindowClosed();
+        throw Opening::Over();
     int sum = 0;
     for (int i = 0; i < samples * countBytes; i += countBytes)
         sum += measurement::Count(static_cast<quint8>(counts[i]), static_cast<quint8>(counts[i + 1]), kind_.channel);
@@ -156,7 +154,7 @@ Task<void> CurrentWindow::WriteResult(Result result)
     const std::pair<quint8, quint8> writes[] = {{kind_.wordAddress, word.ValHi},
                                                 {static_cast<quint8>(kind_.wordAddress + 1), word.ValLo},
                                                 {kind_.scaleAddress, scale}};
-    const auto newest = NewestSet();
+    const auto newest = sets_.Next();
     Say(QStringLiteral("Écriture…"));
     for (const auto &[address, value] : writes) {
         Task<void> write = WriteByte(command::WriteSlaveEeprom, address, value, Reply::Stored(), newest);

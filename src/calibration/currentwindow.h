@@ -71,5 +71,5 @@ private:
     const Kind kind_;
     Outputs::RunPtr current_; ///< that the window lets flow while it is open
     Panel panel_{};
-    int settings_ = 0; ///< counts the settings that were asked for
+    Newest settings_; ///< that were asked for
 };

@@ -6,12 +6,12 @@
 class ReadingWindow::Pass
 {
 public:
-    explicit Pass(ReadingWindow &window) : window_(window), opening_(window.opening_) { window_.reading_ = true; }
+    explicit Pass(ReadingWindow &window) : window_(window), lasts_(window.opening_.Lasts()) { window_.reading_ = true; }
     Pass(const Pass &) = delete;
     Pass &operator=(const Pass &) = delete;
     ~Pass()
     {
-        if (opening_ != window_.opening_)
+        if (!lasts_())
             return;
         window_.reading_ = false;
         // Later: those who wait must not run in the middle of the reading that ends.
@@ -21,7 +21,7 @@ public:
 
 private:
     ReadingWindow &window_;
-    int opening_;
+    std::function<bool()> lasts_;
 };
 
 ReadingWindow::ReadingWindow(const QString &name, Codebas &link, const QString &timerName, int intervalMs)
@@ -36,8 +36,8 @@ ReadingWindow::ReadingWindow(const QString &name, Codebas &link, const QString &
 void ReadingWindow::Load()
 {
     CalibrationWindow::Load();
-    ++opening_;
-    portClosedSaid_ = false;
+    opening_.Begin();
+    portClosed_.Forget();
     timer_.SetInterval(intervalMs_);
     timer_.SetEnabled(true);
 }
@@ -45,7 +45,7 @@ void ReadingWindow::Load()
 void ReadingWindow::closeEvent(QCloseEvent *event)
 {
     timer_.SetEnabled(false);
-    ++opening_;
+    opening_.End();
     reading_ = false;
     QMetaObject::invokeMethod(this, [this] { readingOver_.Wake(); }, Qt::QueuedConnection);
     event->accept();
@@ -54,35 +54,27 @@ void ReadingWindow::closeEvent(QCloseEvent *event)
 Task<void> ReadingWindow::Tick()
 {
     const Pass pass(*this);
-    const auto open = StillOpen();
+    const auto open = opening_.Lasts();
     std::optional<PortClosed> closed;
     try {
         Task<void> reading = Read();
         co_await reading;
-    } catch (const WindowClosed &) {
-        co_return; // its controls are no longer ours
     } catch (const PortClosed &error) {
         closed = error;
     }
     if (!open())
         co_return;
-    if (closed && !portClosedSaid_)
+    if (portClosed_.Begins(closed.has_value()))
         CalibrationWindow::Failed(*closed);
-    portClosedSaid_ = closed.has_value();
-}
-
-std::function<bool()> ReadingWindow::StillOpen() const
-{
-    return [this, opening = opening_] { return opening == opening_; };
 }
 
 Task<int> ReadingWindow::ReadCount(quint8 channel)
 {
-    const auto open = StillOpen();
+    const auto open = opening_.Lasts();
     Task<QByteArray> exchange = link_.Exchange(Request(channel), Reply::Framed(2), open);
     const QByteArray reply = co_await exchange;
     if (!open())
-        throw WindowClosed();
+        throw Opening::Over();
     co_return static_cast<quint8>(reply.at(0)) * 256 + static_cast<quint8>(reply.at(1));
 }
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "base/flag.h"
+#include "base/onset.h"
+#include "base/opening.h"
 #include "base/timer.h"
 #include "calibrationwindow.h"
 
@@ -18,22 +20,14 @@ protected:
     /// One reading; each tick of the timer makes one, unless the one before is still under way.
     virtual Task<void> Read() = 0;
 
-    /// Thrown where a reading goes on whose window was closed.
-    struct WindowClosed
-    {
-    };
-
-    /// Whether this opening of the window lasts.
-    std::function<bool()> StillOpen() const;
-
-    /// What a channel says, 0 to 65535; throws WindowClosed.
+    /// What a channel says, 0 to 65535; throws Opening::Over.
     Task<int> ReadCount(quint8 channel);
 
     /// Waits until no reading is under way.
     Task<void> ReadingOver();
 
     Timer timer_;
-    int opening_ = 0; ///< counts openings and closings
+    Opening opening_;
 
 private:
     class Pass;
@@ -42,5 +36,5 @@ private:
     const int intervalMs_;
     bool reading_ = false;
     Flag readingOver_;
-    bool portClosedSaid_ = false;
+    Onset portClosed_;
 };

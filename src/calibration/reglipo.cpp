@@ -27,7 +27,7 @@ constexpr quint8 PointAddress(size_t row)
 class RegLIPO::Work
 {
 public:
-    explicit Work(RegLIPO &window) : window_(window), number_(++window.works_) { window_.working_ = true; }
+    explicit Work(RegLIPO &window) : window_(window), lasts_(window.works_.Next()) { window_.working_ = true; }
     Work(const Work &) = delete;
     Work &operator=(const Work &) = delete;
     ~Work()
@@ -36,18 +36,18 @@ public:
             window_.working_ = false;
     }
     /// False once the window was left or another number of cells was chosen.
-    bool Lasts() const { return number_ == window_.works_; }
+    bool Lasts() const { return lasts_(); }
 
 private:
     RegLIPO &window_;
-    int number_;
+    std::function<bool()> lasts_;
 };
 
 /// Keeps TimerLipo stopped until the last of overlapping handlers is done.
 class RegLIPO::Hold
 {
 public:
-    explicit Hold(RegLIPO &window) : window_(window), opening_(window.opening_)
+    explicit Hold(RegLIPO &window) : window_(window), lasts_(window.opening_.Lasts())
     {
         ++window_.holds_;
         window_.timer_.SetEnabled(false);
@@ -56,17 +56,16 @@ public:
     Hold &operator=(const Hold &) = delete;
     ~Hold()
     {
-        if (opening_ == window_.opening_ && --window_.holds_ == 0)
+        if (lasts_() && --window_.holds_ == 0)
             window_.timer_.SetEnabled(true);
     }
 
 private:
     RegLIPO &window_;
-    int opening_;
+    std::function<bool()> lasts_;
 };
 
-RegLIPO::RegLIPO(Codebas &link)
-    : ReadingWindow(QStringLiteral("RegLIPO"), link, QStringLiteral("TimerLipo"), readingMs)
+RegLIPO::RegLIPO(Codebas &link) : ReadingWindow(QStringLiteral("RegLIPO"), link, QStringLiteral("TimerLipo"), readingMs)
 {
     ui_.setupUi(this);
     SetNote(ui_.note);
@@ -101,16 +100,14 @@ void RegLIPO::Load()
     latestCount_ = 0;
     holds_ = 0;
     ui_.List1->setCurrentRow(0);
-    const auto measure = [this, open = StillOpen()] {
+    const auto measure = [this, open = opening_.Lasts()] {
         if (open() && holds_ == 0)
             timer_.SetEnabled(true);
     };
-    link_.outputs.Queue(nullptr,
-                        {{command::CutPower, 0},
-                         {command::CutDischarge, 1},
-                         {command::CutCharge, 0},
-                         {command::GroundBattery, 1}},
-                        measure);
+    link_.outputs.Queue(
+        nullptr,
+        {{command::CutPower, 0}, {command::CutDischarge, 1}, {command::CutCharge, 0}, {command::GroundBattery, 1}},
+        measure);
 }
 
 void RegLIPO::closeEvent(QCloseEvent *event)
@@ -118,10 +115,9 @@ void RegLIPO::closeEvent(QCloseEvent *event)
     ReadingWindow::closeEvent(event);
     link_.line.Reconsider(); // nobody waits for what a silent board owes it
     EndWork();
-    link_.outputs.Queue(nullptr, {{command::CutPower, 0},
-                                  {command::CutDischarge, 1},
-                                  {command::CutCharge, 1},
-                                  {command::GroundBattery, 0}});
+    link_.outputs.Queue(
+        nullptr,
+        {{command::CutPower, 0}, {command::CutDischarge, 1}, {command::CutCharge, 1}, {command::GroundBattery, 0}});
 }
 
 void RegLIPO::ShowStored()
@@ -137,7 +133,7 @@ void RegLIPO::ShowStored()
 /// An action that waits for a measurement ends, and so does what is left of one that writes.
 void RegLIPO::EndWork()
 {
-    ++works_;
+    works_.Next();
     working_ = false;
     freshSample_.Wake();
 }
@@ -178,7 +174,7 @@ Task<void> RegLIPO::MeasurePoint(size_t row)
         co_return;
     rows_[row].measured->setChecked(true);
     Points[row].count = latestCount_;
-    Task<void> writes = WriteWord(PointAddress(row), Points[row].count, NewestSet());
+    Task<void> writes = WriteWord(PointAddress(row), Points[row].count, sets_.Next());
     co_await writes;
     if (!work.Lasts())
         co_return;
@@ -207,7 +203,7 @@ Task<void> RegLIPO::BtnCoef_Click()
     Say(fit ? QStringLiteral("Écriture…")
             : QStringLiteral(
                   "Valeur hors limites (0 à 65535) : la carte n'en garde que les 8 bits bas de chaque octet."));
-    const auto newest = NewestSet();
+    const auto newest = sets_.Next();
     Task<void> gain = WriteWord(gainAddress, coefficients.gain, newest);
     co_await gain;
     Task<void> offset = WriteWord(offsetAddress, coefficients.offset, newest);
@@ -224,7 +220,7 @@ Task<void> RegLIPO::BtnPot_Click()
     ui_.Check6->setChecked(true);
     const auto offset = static_cast<quint8>(ui_.REGOfs->value());
     const auto gain = static_cast<quint8>(ui_.REGDelta->value());
-    const auto newest = NewestSet();
+    const auto newest = sets_.Next();
     Say(QStringLiteral("Écriture…"));
     const Hold hold(*this);
     co_await ReadingOver();
@@ -265,13 +261,11 @@ Task<void> RegLIPO::REGOfs_Change(int value)
     return SendTrim(ui_.REGOfs, command::DeltaGain, value);
 }
 
-/// While the line is busy moves pile up, and the last one goes first: those before it are void then.
 Task<void> RegLIPO::SendTrim(QSlider *slider, quint8 trim, int value)
 {
-    const int move = ++moves_[slider];
+    const auto newest = moves_[slider].Next();
     const Hold hold(*this);
     co_await ReadingOver();
-    const std::function<bool()> newest = [this, slider, move] { return move == moves_[slider]; };
     Task<QByteArray> exchange = link_.Exchange(Request(trim, value), Reply::Acknowledge(), newest);
     co_await exchange;
 }
@@ -288,13 +282,13 @@ Task<void> RegLIPO::Read()
 /// Nothing goes between the samples, and nobody overtakes them while the window is open.
 Task<int> RegLIPO::Lgetsrl()
 {
-    const auto open = StillOpen();
+    const auto open = opening_.Lasts();
     const Reply count = Reply::Framed(2);
     Task<QByteArray> exchange =
         link_.Repeat(samples, Request(command::DeltaVoltage), count, open, Exchanges::Overtaking::Refused);
     const QByteArray counts = co_await exchange;
     if (!open())
-        throw WindowClosed();
+        throw Opening::Over();
     int sum = 0;
     for (qsizetype i = 0; i < counts.size(); i += count.length)
         sum += static_cast<quint8>(counts[i]) * 256 + static_cast<quint8>(counts[i + 1]);

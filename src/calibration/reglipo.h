@@ -53,8 +53,8 @@ private:
 
     int latestCount_ = 0;
     Flag freshSample_;
-    int works_ = 0;              ///< counts the actions of the buttons, and what calls them off
+    Newest works_; ///< the actions of the buttons, and what calls them off
     bool working_ = false;
     int holds_ = 0; ///< handlers that keep TimerLipo stopped
-    std::map<QSlider *, int> moves_;
+    std::map<QSlider *, Newest> moves_;
 };

@@ -62,7 +62,7 @@ Task<void> Temper::Command2_Click()
         {fanAddress, ThresholdByte, WholeNumber(ui_.Text3), ui_.Label4},
         {haltAddress, ThresholdByte, WholeNumber(ui_.Text4), ui_.Label5},
     };
-    const auto newest = NewestSet();
+    const auto newest = sets_.Next();
     Say(QStringLiteral("Écriture…"));
     for (const auto &setting : settings) {
         // A value that does not fit ends it here; what was written before stays.

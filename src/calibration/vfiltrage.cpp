@@ -56,7 +56,7 @@ void Vfiltrage::TxVdbl_Change()
 
 Task<void> Vfiltrage::Cbset_Click()
 {
-    const auto newest = NewestSet();
+    const auto newest = sets_.Next();
     const double supply = number::Val(ui_.TxEEpAlim->text());
     const double doubler = number::Val(ui_.TxEEpDblr->text());
     Say(QStringLiteral("Écriture…"));

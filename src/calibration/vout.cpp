@@ -15,8 +15,7 @@ constexpr quint8 highAddress = 6;
 constexpr quint8 lowAddress = 7;
 } // namespace
 
-Vout::Vout(Codebas &link)
-    : ReadingWindow(QStringLiteral("Vout"), link, QStringLiteral("Timerrtension"), readingMs)
+Vout::Vout(Codebas &link) : ReadingWindow(QStringLiteral("Vout"), link, QStringLiteral("Timerrtension"), readingMs)
 {
     ui_.setupUi(this);
     SetNote(ui_.note);
@@ -30,19 +29,17 @@ void Vout::Load()
 {
     ReadingWindow::Load();
     MeasVout = 0;
-    link_.outputs.Queue(nullptr, {{command::CutPower, 1},
-                                  {command::CutDischarge, 1},
-                                  {command::CutCharge, 0},
-                                  {command::GroundBattery, 1}});
+    link_.outputs.Queue(
+        nullptr,
+        {{command::CutPower, 1}, {command::CutDischarge, 1}, {command::CutCharge, 0}, {command::GroundBattery, 1}});
 }
 
 /// The only way out that sets the switches back.
 void Vout::CBQvout_Click()
 {
-    link_.outputs.Queue(nullptr, {{command::CutPower, 1},
-                                  {command::CutDischarge, 1},
-                                  {command::CutCharge, 1},
-                                  {command::GroundBattery, 0}});
+    link_.outputs.Queue(
+        nullptr,
+        {{command::CutPower, 1}, {command::CutDischarge, 1}, {command::CutCharge, 1}, {command::GroundBattery, 0}});
     close();
 }
 
@@ -75,7 +72,7 @@ Task<void> Vout::CdsetVout_Click()
         messages::Show(this, QMessageBox::Warning, windowTitle(), QStringLiteral("data 0"));
         co_return;
     }
-    const auto newest = NewestSet();
+    const auto newest = sets_.Next();
     const QString where = ui_.Label1->text();
     const double entered = number::Val(ui_.RegVText2->text());
     const double value = calibration::Correction(MeasVout, entered, where);

@@ -26,6 +26,8 @@ constexpr double emptyCellVolts = 0.9;
 const QColor lampOn(0, 255, 0);
 const QColor lampOff(128, 128, 128);
 const QColor lampHot(255, 0, 0);
+
+const Outputs::Writes endSignal = {{command::Beep, 10}}; // the outputs are idle by then
 } // namespace
 
 Task<void> MesCapa::StartCycle(RunPtr run)
@@ -72,7 +74,8 @@ Task<void> MesCapa::StartCycle(RunPtr run)
     if (run->log) // stopped at this very moment, it is closed
         run->log->EndRun();
     run->log.reset();
-    co_await SignalEnd(run);
+    Task<void> ending = Told(run, link_.outputs.End(run->outputs, endSignal));
+    co_await ending;
 }
 
 /// Two minutes in one-second ticks. The tick flag that a charge leaves set makes the first of them end at once.
@@ -361,11 +364,6 @@ Task<void> MesCapa::PhaseReset(RunPtr run)
     co_await exchange;
 }
 
-Task<void> MesCapa::SignalEnd(RunPtr run)
-{
-    co_await WriteOf(run, command::Beep, 10);
-}
-
 /// One line a tick, in both phases, while the result file is open.
 void MesCapa::WriteRecord(Run &run)
 {
@@ -432,7 +430,13 @@ Task<int> MesCapa::ReadCount(RunPtr run, quint8 channel, Reply reply)
 Task<void> MesCapa::WriteOf(RunPtr run, quint8 reg, quint8 value)
 {
     const Wanted wanted = [run] { return run->wanted; };
-    Task<void> sending = link_.outputs.Send(run->outputs, reg, value, wanted);
+    Task<void> sending = Told(run, link_.outputs.Send(run->outputs, reg, value, wanted));
+    co_await sending;
+}
+
+/// Goes on when what is sent for the measurement has reached the board.
+Task<void> MesCapa::Told(RunPtr run, Task<void> sending)
+{
     try {
         co_await sending;
     } catch (const PortClosed &) {

@@ -175,7 +175,7 @@ Task<void> MesCapa::CBStop_Click()
     try {
         co_await SwitchOff(stopWrites);
     } catch (const PortClosed &) {
-        ui_.LbNote->setText(QStringLiteral("Arrêt impossible : port fermé"));
+        ui_.LbNote->setText(QStringLiteral("Port fermé : l'arrêt partira à sa réouverture"));
         throw;
     }
     if (!run_)
@@ -222,7 +222,8 @@ void MesCapa::closeEvent(QCloseEvent *event)
 void MesCapa::Failed(const Error &error)
 {
     if (EndRun()) {
-        SwitchOffUnanswered();
+        if (Switched()->on)
+            SwitchOffUnanswered();
         phaseClock_.reset();
         ui_.LbNote->setText(QStringLiteral("Interrompu par une erreur"));
     }
@@ -316,6 +317,6 @@ void MesCapa::ShowOutputs(const Writes &pattern)
 {
     const QString what = pattern == charge      ? QStringLiteral("charge")
                          : pattern == discharge ? QStringLiteral("décharge")
-                                                       : QStringLiteral("repos");
+                                                : QStringLiteral("repos");
     ui_.LbSorties->setText(QStringLiteral("Sorties : ") + what);
 }

@@ -121,7 +121,6 @@ private:
     Task<void> CheckTemperature(RunPtr run);
     Task<void> SetOutputs(RunPtr run, Writes pattern);
     Task<void> PhaseReset(RunPtr run);
-    Task<void> SignalEnd(RunPtr run);
     void WriteRecord(Run &run);
 
     // Its steps
@@ -130,6 +129,7 @@ private:
     Task<QByteArray> Ask(RunPtr run, QByteArray request, Reply reply, std::function<bool()> valid);
     Task<int> ReadCount(RunPtr run, quint8 channel, Reply reply = Reply::Framed(2));
     Task<void> WriteOf(RunPtr run, quint8 reg, quint8 value);
+    Task<void> Told(RunPtr run, Task<void> sending);
     Task<void> RestoreSetting(RunPtr run, quint8 reg, int slider);
 
     Ui::MesCapa ui_;

@@ -1,6 +1,5 @@
 #include "fetat.h"
 
-#include "base/messages.h"
 #include "base/number.h"
 #include "base/paint.h"
 #include "link/measurement.h"
@@ -42,7 +41,7 @@ void ShowSetting(QLineEdit *box, int value, quint8 scale)
 class FEtat::Hold
 {
 public:
-    explicit Hold(FEtat &window) : window_(window), counts_(window.SameLoad())
+    explicit Hold(FEtat &window) : window_(window), counts_(window.loads_.Present())
     {
         ++window_.holds_;
         window_.tmrEtat_.SetEnabled(false);
@@ -64,12 +63,12 @@ private:
 class FEtat::Pass
 {
 public:
-    explicit Pass(FEtat &window) : window_(window), opening_(window.opening_) { window_.REF = 1; }
+    explicit Pass(FEtat &window) : window_(window), lasts_(window.opening_.Lasts()) { window_.REF = 1; }
     Pass(const Pass &) = delete;
     Pass &operator=(const Pass &) = delete;
     ~Pass()
     {
-        if (opening_ != window_.opening_)
+        if (!lasts_())
             return;
         window_.REF = 0;
         // Later: those who wait must not run in the middle of the refresh that ends.
@@ -79,7 +78,7 @@ public:
 
 private:
     FEtat &window_;
-    int opening_;
+    std::function<bool()> lasts_;
 };
 
 FEtat::FEtat(Codebas &link)
@@ -122,14 +121,14 @@ void FEtat::Load()
     move(static_cast<int>(link_.MainLeft), static_cast<int>(link_.MainTop));
     tmrEtat_.SetInterval(refreshMs);
     tmrEtat_.SetEnabled(false);
-    ++opening_;
-    ++loads_;
+    opening_.Begin();
+    loads_.Next();
     holds_ = 0;
     REF = Autoon = 0;
     CutVdbl = boost = CutPower = Cutchrg = Cutdech = Cutventilo = Gndbat = LedState = 0;
     PotFreq = firstFrequency;
     PotDelta = 0;
-    portClosedSaid_ = false;
+    portClosed_.Forget();
     for (QLabel *indicator : {ui_.Label5, ui_.Label3, ui_.Label21, ui_.Label20, ui_.Label19, ui_.Label18, ui_.Label17,
                               ui_.Label6, ui_.Label7, ui_.Label8, ui_.Label9, ui_.Label10, ui_.Label11})
         paint::Lamp(indicator, unknown);
@@ -139,15 +138,8 @@ void FEtat::Load()
 
 Task<void> FEtat::Form_Load()
 {
-    const measurement::Wanted wanted = [this, opening = opening_] { return opening == opening_; };
-    Task<QByteArray> exchange = link_.Exchange(Request(command::Opening), Reply::Stored(), wanted);
+    Task<QByteArray> exchange = link_.Exchange(Request(command::Opening), Reply::Stored(), opening_.Lasts());
     co_await exchange;
-}
-
-/// False once the window was opened anew: what was pressed before and has not been sent yet is void then.
-std::function<bool()> FEtat::SameLoad() const
-{
-    return [this, load = loads_] { return load == loads_; };
 }
 
 /// Nothing of this opening of the window re-arms the timer, goes on refreshing or waits for a refresh.
@@ -156,7 +148,7 @@ void FEtat::Leave()
     tmrEtat_.SetEnabled(false);
     Autoon = 0;
     REF = 0;
-    ++opening_;
+    opening_.End();
     link_.line.Reconsider(); // nobody waits for what a silent board owes it
     QMetaObject::invokeMethod(this, [this] { passOver_.Wake(); }, Qt::QueuedConnection);
 }
@@ -179,9 +171,7 @@ void FEtat::Failed(const Error &error)
         return;
     }
     Leave();
-    DropHandlers();
-    centralWidget()->setEnabled(false);
-    messages::ShowAndEnd(this, windowTitle(), error.Text());
+    EndProgram(error);
 }
 
 // ---- outputs
@@ -189,7 +179,7 @@ void FEtat::Failed(const Error &error)
 Task<void> FEtat::Toggle(Output output)
 {
     const Hold hold(*this);
-    const auto wanted = SameLoad();
+    const auto wanted = loads_.Present();
     while (wanted() && REF == 1)
         co_await passOver_;
     // The state is looked at when the line is ours, so that presses that follow each other fast take turns.
@@ -247,7 +237,7 @@ Task<void> FEtat::CbCutDBl_Click()
 Task<void> FEtat::CbBeep_Click()
 {
     constexpr quint8 length = 10;
-    const auto wanted = SameLoad();
+    const auto wanted = loads_.Present();
     while (wanted() && REF == 1) // like the others: nothing goes between the readings of a refresh
         co_await passOver_;
     Task<QByteArray> exchange = link_.Exchange(Request(command::Beep, length), Reply::Acknowledge(), wanted);
@@ -277,11 +267,10 @@ QByteArray FEtat::BoosterRequest(quint8 cut) const
     return Request(command::Booster, cut, PotFreq, PotDelta / 256, PotDelta % 256);
 }
 
-/// While the line is busy moves pile up, and the last one goes first: those before it are void then.
 Task<void> FEtat::SendSlider(QSlider *slider, std::function<void()> show, std::function<QByteArray()> request)
 {
-    const auto wanted = [this, slider, move = ++moves_[slider], sameLoad = SameLoad()] {
-        return sameLoad() && move == moves_[slider];
+    const auto wanted = [newest = moves_[slider].Next(), sameLoad = loads_.Present()] {
+        return sameLoad() && newest();
     };
     const Hold hold(*this);
     while (wanted() && REF == 1)
@@ -360,17 +349,16 @@ Task<void> FEtat::TmrEtat_Timer()
     } catch (const PortClosed &error) {
         closed = error;
     }
-    if (closed && !portClosedSaid_)
+    if (portClosed_.Begins(closed.has_value()))
         Window::Failed(*closed);
-    portClosedSaid_ = closed.has_value();
 }
 
 Task<void> FEtat::StRefresh()
 {
-    const int opening = opening_;
-    while (opening == opening_ && REF == 1)
+    const auto open = opening_.Lasts();
+    while (open() && REF == 1)
         co_await passOver_;
-    if (opening != opening_)
+    if (!open())
         co_return;
     const Pass pass(*this);
     try {
@@ -378,21 +366,20 @@ Task<void> FEtat::StRefresh()
         co_await ReadStates();
         co_await ReadClock();
         co_await ReadPushButtons();
-    } catch (const WindowClosed &) {
+    } catch (const Opening::Over &) {
         // its labels are no longer ours
     }
 }
 
 Task<QByteArray> FEtat::Mgetsrl(quint8 command, int dataBytes, bool clearFirst)
 {
-    const int opening = opening_;
-    const std::function<bool()> wanted = [this, opening] { return opening == opening_; };
+    const auto open = opening_.Lasts();
     Reply form = Reply::Framed(dataBytes);
     form.clearFirst = clearFirst;
-    Task<QByteArray> exchange = link_.Exchange(Request(command), form, wanted, Exchanges::Overtaking::Refused);
+    Task<QByteArray> exchange = link_.Exchange(Request(command), form, open, Exchanges::Overtaking::Refused);
     const QByteArray reply = co_await exchange;
-    if (opening != opening_)
-        throw WindowClosed();
+    if (!open())
+        throw Opening::Over();
     co_return reply;
 }
 

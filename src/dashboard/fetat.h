@@ -1,6 +1,8 @@
 #pragma once
 
 #include "base/flag.h"
+#include "base/onset.h"
+#include "base/opening.h"
 #include "base/timer.h"
 #include "base/window.h"
 #include "link/codebas.h"
@@ -44,10 +46,6 @@ protected:
 private:
     class Hold;
     class Pass;
-    /// Thrown where a refresh goes on whose window was closed.
-    struct WindowClosed
-    {
-    };
 
     /// A press of an output button in one of its two states: what is sent and how the indicator looks then.
     struct Change
@@ -98,15 +96,14 @@ private:
 
     void ShowBooster(bool selected);
     void Leave();
-    std::function<bool()> SameLoad() const;
 
     Ui::FEtat ui_;
     Codebas &link_;
     Timer tmrEtat_;
     Flag passOver_;
-    int opening_ = 0; ///< counts openings and closings: what belongs to another one is void
-    int loads_ = 0;
-    int holds_ = 0;               ///< handlers that keep TmrEtat disabled
-    std::map<QSlider *, int> moves_;
-    bool portClosedSaid_ = false;
+    Opening opening_; ///< what is read and shown belongs to it
+    Newest loads_;    ///< what was pressed before the last one and has not been sent yet is void
+    int holds_ = 0;   ///< handlers that keep TmrEtat disabled
+    std::map<QSlider *, Newest> moves_;
+    Onset portClosed_;
 };

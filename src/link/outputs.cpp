@@ -70,7 +70,11 @@ Outputs::Outputs(Exchanges &line, const Session &session)
         }
         news_.Wake();
     });
-    connect(&line_, &Exchanges::Unusable, this, [this] { queueSilent_.Stop(); }); // what was under way goes out again
+    connect(&line_, &Exchanges::Unusable, this, [this] {
+        queueSilent_.Stop(); // what was under way goes out again
+        for (const EndingPtr &ending : endings_)
+            Want(ending->run);
+    });
 }
 
 Outputs::~Outputs()
@@ -154,6 +158,8 @@ Task<void> Outputs::End(RunPtr run, Writes writes)
     });
     endings_.push_back(ending);
     ending->look->Start(Exchanges::patience + others);
+    if (!line_.IsUsable())
+        Want(run); // in doubt until it can be told
     handlers_.Start(SendEnd(ending));
     co_await ending->told;
     if (ending->closed)
@@ -401,7 +407,7 @@ Task<void> Outputs::Confirm()
     again_.Start(again);
     bool written = false;
     while (!wanted_.empty()) {
-        if (!line_.IsUsable() || session_.Streaming) {
+        if (!line_.IsUsable() || session_.Streaming || !endings_.empty()) { // what is still to be told goes first
             co_await news_;
             continue;
         }
@@ -474,7 +480,7 @@ Outputs::Writes Outputs::Missing(quint8 lines) const
 void Outputs::TellAgain()
 {
     again_.Start(++tries_ < manyTries ? again : seldom);
-    if (session_.Streaming || line_.IsHeld() || line_.Silence() < Exchanges::patience)
+    if (session_.Streaming || line_.IsHeld() || !endings_.empty() || line_.Silence() < Exchanges::patience)
         return;
     for (const RunPtr &run : wanted_)
         for (const Write &write : run->off)

@@ -241,7 +241,7 @@ Task<void> Exteepr::Option2_Click()
     ShowNoProfile(sample);
 }
 
-/// One exchange of a transfer, which goes no further once the window is closed or waits are aborted.
+/// One exchange of a transfer, which goes no further once the window is closed.
 Task<QByteArray> Exteepr::Converse(QByteArray request, Reply reply)
 {
     const int opening = opening_;

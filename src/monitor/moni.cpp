@@ -1,7 +1,6 @@
 #include "moni.h"
 
 #include "base/drive.h"
-#include "base/messages.h"
 #include "base/number.h"
 #include "base/wholefile.h"
 #include "link/command.h"
@@ -78,8 +77,7 @@ void Moni::Failed(const Error &error)
     MonitorRunning_ = false;
     EndHandlers();
     log_.reset();
-    centralWidget()->setEnabled(false);
-    messages::ShowAndEnd(this, windowTitle(), error.Text());
+    EndProgram(error);
 }
 
 // ---- opening, activation and closing

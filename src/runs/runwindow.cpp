@@ -39,7 +39,7 @@ void RunWindow::Load()
     StopTimers();
     run_ = nullptr;
     read_ = {};
-    portClosedSaid_ = false;
+    portClosed_.Forget();
     panel_.state->setText(QStringLiteral("Prêt"));
 }
 
@@ -104,8 +104,7 @@ void RunWindow::Failed(const Error &error)
         SwitchOffUnanswered();
     if (run_)
         run_->log.reset();
-    centralWidget()->setEnabled(false);
-    messages::ShowAndEnd(this, windowTitle(), error.Text());
+    EndProgram(error);
 }
 
 void RunWindow::SwitchOffUnanswered()
@@ -185,9 +184,8 @@ Task<bool> RunWindow::NextTick(RunPtr run)
     } catch (const PortClosed &error) {
         closed = error;
     }
-    if (closed && run->phase == Phase::Running && !portClosedSaid_)
+    if (portClosed_.Begins(closed.has_value()) && run->phase == Phase::Running)
         Window::Failed(*closed);
-    portClosedSaid_ = closed.has_value();
 
     if (run->phase == Phase::Running && !closed) {
         WriteRecord(*run);

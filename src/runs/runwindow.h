@@ -2,6 +2,7 @@
 
 #include "awake.h"
 #include "base/flag.h"
+#include "base/onset.h"
 #include "base/timer.h"
 #include "base/window.h"
 #include "link/codebas.h"
@@ -169,7 +170,7 @@ private:
     QString logPath_;
     Outputs::RunPtr switched_;
     Flag tick_;
-    bool portClosedSaid_ = false;
+    Onset portClosed_;
     Awake awake_;
     Watch watch_;
 };

@@ -1,4 +1,5 @@
 #include "base/flag.h"
+#include "base/opening.h"
 #include "base/window.h"
 #include "support/boxes.h"
 #include "support/suite.h"
@@ -35,6 +36,8 @@ public:
     }
 
     using Window::DropHandlers;
+    using Window::EndProgram;
+    using Window::Start;
 
     QLabel *label = new QLabel(QStringLiteral("Tension"));
     QLineEdit *box = new QLineEdit(QStringLiteral("0"));
@@ -179,6 +182,31 @@ private Q_SLOTS:
             window.button->click();
         } // a sanitizer sees it if the handler outlived the window
         QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    void AHandlerWhoseOpeningIsOverEndsWithoutAWord()
+    {
+        Sample window;
+        window.Open();
+        window.Start([]() -> Task<void> {
+            throw Opening::Over();
+            co_return;
+        }());
+        QVERIFY(OpenBoxes().isEmpty());
+    }
+
+    void AnErrorThatEndsTheProgramLeavesNothingToDo()
+    {
+        Sample window;
+        window.Open();
+        window.button->click();
+        window.EndProgram(TypeMismatch(QStringLiteral("essai")));
+        QVERIFY(!window.button->isEnabled());
+        QCOMPARE(BoxTexts(), QStringList(QStringLiteral("Incompatibilité de type : essai")));
+        window.goOn.Set(); // nobody waits for it any more
+        QCOMPARE(OpenBoxes().size(), 1);
+        QMetaObject::invokeMethod(qApp, &AnswerBoxes, Qt::QueuedConnection);
+        QCOMPARE(QCoreApplication::exec(), 1);
     }
 };
 

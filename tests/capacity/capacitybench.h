@@ -4,7 +4,6 @@
 #include "capacity/mescapa.h"
 #include "support/boxes.h"
 #include "support/programlink.h"
-#include "support/scriptedboard.h"
 
 #include <QSignalSpy>
 #include <QTemporaryDir>
@@ -12,9 +11,13 @@
 
 #include <memory>
 
-// As QTRY_..., with patience for a machine under load: a measurement is some hundreds of exchanges.
-#define SOON(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, 30000)
-#define SOON_EQUAL(actual, expected) QTRY_COMPARE_WITH_TIMEOUT(actual, expected, 30000)
+/// As SOON, for what comes after minutes of preparation and pauses.
+#define LATER(condition) QVERIFY(Simulated().RunUntil([&] { return bool(condition); }, 1h))
+#define LATER_EQUAL(actual, expected)                                                                                  \
+    do {                                                                                                               \
+        Simulated().RunUntil([&] { return (actual) == (expected); }, 1h);                                              \
+        QCOMPARE(actual, expected);                                                                                    \
+    } while (false)
 
 /// A capacity window on a connected scripted board, with a drive of its own.
 struct CapacityBench : ProgramLink
@@ -28,29 +31,14 @@ struct CapacityBench : ProgramLink
                  [this](const QByteArray &) { return Reading(volts.isEmpty() ? usualVolts : volts.takeFirst()); });
         board.On(12, 0,
                  [this](const QByteArray &) { return Reading(deltas.isEmpty() ? usualDelta : deltas.takeFirst()); });
-        for (const int reg : {15, 16, 17, 18})
-            board.On(static_cast<quint8>(reg), 1, [this, reg](const QByteArray &value) {
-                outputs[reg] = value[0];
-                return Bytes({6});
-            });
-        com.SetPortName(board.Port());
         link.InitSerialPort();
         link.OpenPort();
-        link.line.SetPatience(2000); // however long the test takes between two of its steps
-        const auto word = [](std::array<quint8, 257> &image, size_t i, int value) {
-            image[i] = static_cast<quint8>(value / 256);
-            image[i + 1] = static_cast<quint8>(value % 256);
-        };
-        word(link.MasterEeprom, 0, 1024); // degrees: 600 - count
-        word(link.MasterEeprom, 2, 600);
-        word(link.MasterEeprom, 9, 600);
-        word(link.MasterEeprom, 11, 400);
-        word(link.SlaveEeprom, 0, 2048); // amperes: count / 200
-        word(link.SlaveEeprom, 2, 2048);
-        word(link.SlaveEeprom, 6, 1200); // 600 counts: 5.12 V
-        link.SlaveEeprom[4] = 80;
+        SetCalibration(link);
+        link.SlaveEeprom[2] = 8; // amperes of the discharge: count / 200
+        link.SlaveEeprom[3] = 0;
         link.SlaveEeprom[5] = 40;
         QObject::connect(&window, &MesCapa::StateShown, &window, [this](const QString &text) { states.append(text); });
+        window.setUpdatesEnabled(false); // nobody looks: painting would take longer than all else
         window.Open();
     }
     ~CapacityBench()
@@ -87,31 +75,37 @@ struct CapacityBench : ProgramLink
         });
     }
     void Start() { Button("CBstart")->click(); }
+    /// Starts, and lets time pass until the charge or the discharge is on and waits for its tick.
+    void StartAndCharge()
+    {
+        Start();
+        LATER(Text("LbEtat") == QLatin1String("Charge") && board.ChargeOn() && link.line.Idle());
+    }
+    void StartAndDischarge()
+    {
+        deltas = {800, 800, 794};
+        Start();
+        LATER(Text("LbEtat") == QLatin1String("Decharge") && board.DischargeOn() && link.line.Idle());
+    }
 
-    bool OutputsOff() const { return outputs.value(15) == 0 && outputs.value(16) == 0 && outputs.value(17) == 0; }
+    bool OutputsOff() { return !board.ChargeOn() && !board.DischargeOn(); }
+    /// Whether the window says that it is not certain that all is off.
+    bool SaysUnconfirmed() { return window.findChild<QLabel *>(QStringLiteral("unconfirmed"))->isVisible(); }
     QByteArray Result()
     {
         QFile file(window.ResultPath());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
     }
-    static QStringList BoxTexts()
-    {
-        QStringList texts;
-        for (const QMessageBox *box : OpenBoxes())
-            texts.append(box->text());
-        return texts;
-    }
 
     QTemporaryDir folder;
-    ScriptedBoard board;
-    MesCapa window{link};
+    ScriptedBoard board{*port};
+    Kept<MesCapa> window{link};
 
     QList<int> volts; ///< counts of the next readings of the battery voltage
     int usualVolts = 600;
     QList<int> deltas; ///< and of the delta voltage
     int usualDelta = 800;
-    QMap<int, int> outputs; ///< lines 15 to 18 as the board has them
-    QStringList states;     ///< texts of the state label, one after the other
+    QStringList states; ///< texts of the state label, one after the other
 };
 
 // What goes over the line, stated here on its own.
@@ -125,6 +119,7 @@ inline const QByteArray endSignalBytes = Bytes({27, 24, 10});
 inline const QByteArray offBytes = Bytes({27, 17, 0, 27, 16, 0, 27, 15, 0, 27, 18, 1});
 inline const QByteArray stopBytes = offBytes + endSignalBytes;
 inline const QByteArray backBytes = offBytes + Bytes({27, 19, 0, 27, 20, 0});
+inline const QByteArray readLinesBytes = Bytes({27, 31, 27, 31}); // whether all is off, asked twice
 inline const QByteArray chargeTickBytes = chargeBytes + readingsBytes + idleBytes + batteryBytes;
 inline const QByteArray dischargeTickBytes = dischargeBytes + readingsBytes + idleBytes + batteryBytes;
 

@@ -16,7 +16,6 @@ class TestMesCapa : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { Timer::SetScale(1000); } // a tick every 2 ms
     void cleanup()
     {
         Timer::SetScale(1);
@@ -108,10 +107,9 @@ private Q_SLOTS:
 
     void TimersHaveTheirIntervals()
     {
-        Timer::SetScale(1);
         CapacityBench bench;
-        QCOMPARE(bench.TimerOf("Timerchargeur")->interval(), 2000);
-        QCOMPARE(bench.TimerOf("Timerch2")->interval(), 100);
+        QCOMPARE(bench.TimerOf("Timerchargeur")->Interval(), 2000);
+        QCOMPARE(bench.TimerOf("Timerch2")->Interval(), 100);
     }
 
     void OpeningIsAnnouncedBeforeTheWindowShows()
@@ -165,8 +163,8 @@ private Q_SLOTS:
         CapacityBench bench;
         bench.link.SlaveEeprom[static_cast<size_t>(scale)] = 0;
         bench.window.findChild<QSlider *>(slider)->setValue(7);
-        QCOMPARE(CapacityBench::BoxTexts().size(), 1);
-        QVERIFY(CapacityBench::BoxTexts()[0].startsWith(QStringLiteral("Division par zéro")));
+        QCOMPARE(BoxTexts().size(), 1);
+        QVERIFY(BoxTexts()[0].startsWith(QStringLiteral("Division par zéro")));
         bench.Button("CBStop")->click();
         SOON_EQUAL(bench.board.Received(), stopBytes); // and nothing of the slider
     }
@@ -199,9 +197,9 @@ private Q_SLOTS:
         ScriptOneCycle(bench);
         QSignalSpy ended(&bench.window, &MesCapa::Ended);
         bench.Start();
-        SOON_EQUAL(ended.size(), 1);
+        LATER_EQUAL(ended.size(), 1);
         QCOMPARE(bench.board.TakeReceived(), OneCycleBytes(100, 50));
-        QVERIFY(CapacityBench::BoxTexts().isEmpty());
+        QVERIFY(BoxTexts().isEmpty());
         QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
 
         QStringList expected = {QStringLiteral("Preparation Ch/Decharge"), QStringLiteral("Reglage Delta"),
@@ -248,7 +246,7 @@ private Q_SLOTS:
         // A new start does it all again.
         ScriptOneCycle(bench);
         bench.Start();
-        SOON_EQUAL(ended.size(), 2);
+        LATER_EQUAL(ended.size(), 2);
         QCOMPARE(bench.board.TakeReceived(), OneCycleBytes(100, 50));
     }
 
@@ -259,7 +257,7 @@ private Q_SLOTS:
         ScriptOneCycle(bench);
         QSignalSpy ended(&bench.window, &MesCapa::Ended);
         bench.Start();
-        SOON_EQUAL(ended.size(), 1);
+        LATER_EQUAL(ended.size(), 1);
         QCOMPARE(bench.Result().split('\n').at(2),
                  QByteArray(" 2 : 25 : 1,5 : 1 : 0 : 2 : 5,12 : 1,28 : 100 : 89 : 2,31481481481481E-05 \r"));
         QCOMPARE(bench.Text("LbIchrg"), QStringLiteral(" 1.5A")); // labels keep the point
@@ -287,12 +285,12 @@ private Q_SLOTS:
         bench.Box("TxNbrCycles")->setText(text);
         QSignalSpy ended(&bench.window, &MesCapa::Ended);
         bench.Start();
-        SOON_EQUAL(ended.size(), 1);
+        LATER_EQUAL(ended.size(), 1);
         QCOMPARE(bench.states.filter(QStringLiteral("Mesure Resistance")).size(), cycles);
         QCOMPARE(bench.states.count(QStringLiteral("Charge")), 1 + cycles);
         // One cycle is in the file, the last one; the line for another has no file to go to, and that is said.
         QCOMPARE(bench.Result().count("\r\n"), 8);
-        const QStringList boxes = CapacityBench::BoxTexts();
+        const QStringList boxes = BoxTexts();
         QCOMPARE(boxes.size(), cycles - 1);
         if (cycles == 2)
             QVERIFY(boxes[0].startsWith(QLatin1String("Erreur de fichier")));
@@ -309,9 +307,9 @@ private Q_SLOTS:
         });
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         bench.Start();
-        SOON_EQUAL(bench.Text("LbEtat"), QStringLiteral("Decharge"));
+        LATER_EQUAL(bench.Text("LbEtat"), QStringLiteral("Decharge"));
         QVERIFY(before);
-        SOON(measured.size() >= 5);
+        LATER(measured.size() >= 5);
         const QString name = QFileInfo(bench.window.ResultPath()).fileName();
         QVERIFY2(name.startsWith(QLatin1String("Capa_Bat_D")), qPrintable(name));
         QCOMPARE(QFileInfo(bench.window.ResultPath()).canonicalPath(),
@@ -331,7 +329,7 @@ private Q_SLOTS:
             return Bytes({27, 7, 12, 0, 0});
         });
         bench.Start();
-        SOON(totals.size() >= 34);
+        LATER(totals.size() >= 34);
         bench.Button("CBStop")->click();
         QCOMPARE(totals[1], QStringLiteral("C  5mAh")); // 12 × 1.5 A
         QCOMPARE(totals[2], QStringLiteral("C  10mAh"));
@@ -349,11 +347,11 @@ private Q_SLOTS:
         CapacityBench bench;
         bench.deltas = {100, 700, 701, 900}; // 700 is not above 700
         bench.Start();
-        SOON(bench.states.contains(QStringLiteral("Charge")));
+        LATER(bench.states.contains(QStringLiteral("Charge")));
         const QByteArray expected = resetBytes + RampBytes() + Bytes({27, 21, 0, 27, 22, 255}) + idleBytes +
                                     batteryBytes + Bytes({27, 21, 10}) + batteryBytes + Bytes({27, 21, 20}) +
                                     batteryBytes + Bytes({27, 21, 30, 27, 19, 0}) + chargeBytes;
-        SOON(bench.board.Received().size() >= expected.size());
+        LATER(bench.board.Received().size() >= expected.size());
         QCOMPARE(bench.board.Received().left(expected.size()), expected);
     }
 
@@ -367,7 +365,7 @@ private Q_SLOTS:
                 shown = bench.Text("LbCadVDelta");
         });
         bench.Start();
-        SOON_EQUAL(shown, QStringLiteral(" 123"));
+        LATER_EQUAL(shown, QStringLiteral(" 123"));
     }
 
     void OffsetIsSearchedDownwardsThen()
@@ -376,13 +374,13 @@ private Q_SLOTS:
         bench.deltas.fill(0, 25);
         bench.deltas += {700, 750};
         bench.Start();
-        SOON(bench.states.contains(QStringLiteral("Charge")));
+        LATER(bench.states.contains(QStringLiteral("Charge")));
         QByteArray expected = resetBytes + RampBytes() + Bytes({27, 21, 0, 27, 22, 255}) + idleBytes;
         for (int offset = 10; offset <= 250; offset += 10)
             expected += batteryBytes + Bytes({27, 21, offset});
         expected += batteryBytes + Bytes({27, 22, 245}) + batteryBytes + Bytes({27, 22, 235}) + Bytes({27, 19, 0}) +
                     chargeBytes;
-        SOON(bench.board.Received().size() >= expected.size());
+        LATER(bench.board.Received().size() >= expected.size());
         QCOMPARE(bench.board.Received().left(expected.size()), expected);
     }
 
@@ -392,29 +390,28 @@ private Q_SLOTS:
         bench.deltas.fill(0, 24);
         bench.deltas += {800, 800};
         bench.Start();
-        SOON(bench.states.contains(QStringLiteral("Charge")));
+        LATER(bench.states.contains(QStringLiteral("Charge")));
         QVERIFY(bench.board.Received().contains(Bytes({27, 21, 250}) + batteryBytes + Bytes({27, 22, 245, 27, 19, 0})));
     }
 
     void NoPlaceIsSaidForATickAndTheCycleGoesOn()
     {
-        Timer::SetScale(100); // a tick is 20 ms
         CapacityBench bench;
         bench.usualDelta = 0;
-        QElapsedTimer watch;
-        qint64 shown = 0;
+        Stopwatch watch;
+        Clock::Duration shown{};
         QByteArray sent;
         connect(&bench.window, &MesCapa::StateShown, this, [&](const QString &text) {
             if (text == QLatin1String("Probleme V Delta")) {
-                watch.start();
+                watch.Restart();
                 sent = bench.board.TakeReceived();
             } else if (text == QLatin1String("Pause")) {
-                shown = watch.elapsed();
+                shown = watch.Elapsed();
             }
         });
         bench.Start();
-        SOON(bench.states.contains(QStringLiteral("Pause")));
-        QVERIFY2(shown >= 18, qPrintable(QString::number(shown)));
+        LATER(bench.states.contains(QStringLiteral("Pause")));
+        QVERIFY(shown == 2s);
         QByteArray search = Bytes({27, 21, 0, 27, 22, 255}) + idleBytes;
         for (int offset = 10; offset <= 250; offset += 10)
             search += batteryBytes + Bytes({27, 21, offset});
@@ -422,10 +419,9 @@ private Q_SLOTS:
             search += batteryBytes + Bytes({27, 22, second});
         QVERIFY(sent.endsWith(search));
         QVERIFY(bench.OutputsOff());
-        Timer::SetScale(1000);
-        SOON(bench.states.contains(QStringLiteral("Decharge")));
+        LATER(bench.states.contains(QStringLiteral("Decharge")));
         const QByteArray discharge = resetBytes + idleBytes + batteryBytes + Bytes({27, 19, 0});
-        SOON(bench.board.Received().size() >= discharge.size());
+        LATER(bench.board.Received().size() >= discharge.size());
         QVERIFY(bench.board.Received().startsWith(discharge));
         QVERIFY(!bench.states.contains(QStringLiteral("Charge")));
     }
@@ -438,7 +434,7 @@ private Q_SLOTS:
         bench.deltas = {800, 820, 815, 830, 825, 824}; // 825 is 5 below, 824 is 6
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         bench.Start();
-        SOON(bench.states.contains(QStringLiteral("Pause")));
+        LATER(bench.states.contains(QStringLiteral("Pause")));
         QCOMPARE(measured.size(), 5);
         QVERIFY(bench.board.Received().endsWith(chargeTickBytes + chargeTickBytes));
     }
@@ -450,7 +446,7 @@ private Q_SLOTS:
         bench.deltas = {0, 0, 800, 1000, 1001, 1001, 940, 934, 933};
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         bench.Start();
-        SOON(bench.states.contains(QStringLiteral("Pause")));
+        LATER(bench.states.contains(QStringLiteral("Pause")));
         QCOMPARE(measured.size(), 5);
         QVERIFY(bench.board.Received().endsWith(chargeTickBytes + chargeTickBytes + Bytes({27, 21, 28}) +
                                                 chargeTickBytes + Bytes({27, 21, 26}) + chargeTickBytes +
@@ -465,14 +461,14 @@ private Q_SLOTS:
         bench.deltas = {800, 1001};
         bench.usualDelta = 1001; // and lowers on and on, with the offset at last at 0
         bench.Start();
-        SOON_EQUAL(bench.Text("LbCadVDelta"), QStringLiteral(" 10"));
-        SOON(bench.board.Received().contains(Bytes({27, 21, 0}) + chargeTickBytes + Bytes({27, 21, 0})));
+        LATER_EQUAL(bench.Text("LbCadVDelta"), QStringLiteral(" 10"));
+        LATER(bench.board.Received().contains(Bytes({27, 21, 0}) + chargeTickBytes + Bytes({27, 21, 0})));
         QCOMPARE(bench.Text("LbEtat"), QStringLiteral("Charge"));
     }
 
     void LongPhaseIsNoted()
     {
-        Timer::SetScale(100000); // sixteen hours in 0.6 s
+        Timer::SetScale(100000); // sixteen hours in some hundred ticks
         CapacityBench bench;
         QString noteOfThePause = QStringLiteral("?");
         connect(&bench.window, &MesCapa::StateShown, this, [&](const QString &text) {
@@ -480,12 +476,12 @@ private Q_SLOTS:
                 QMetaObject::invokeMethod(this, [&] { noteOfThePause = bench.Text("LbNote"); }, Qt::QueuedConnection);
         });
         bench.Start();
-        SOON_EQUAL(bench.Text("LbEtat"), QStringLiteral("Charge"));
-        SOON_EQUAL(bench.Text("LbNote"), QStringLiteral("Cette phase dure depuis plus de 16 heures"));
+        LATER_EQUAL(bench.Text("LbEtat"), QStringLiteral("Charge"));
+        LATER_EQUAL(bench.Text("LbNote"), QStringLiteral("Cette phase dure depuis plus de 16 heures"));
         QVERIFY(bench.Text("LbDuree").startsWith(QStringLiteral("Durée de la phase : ")));
         bench.usualDelta = 700;
-        SOON(bench.states.contains(QStringLiteral("Pause")));
-        SOON_EQUAL(noteOfThePause, QString());
+        LATER(bench.states.contains(QStringLiteral("Pause")));
+        LATER_EQUAL(noteOfThePause, QString());
     }
 
     // ---- discharge
@@ -495,8 +491,8 @@ private Q_SLOTS:
         CapacityBench bench;
         bench.deltas = {800, 800, 794};
         bench.Start();
-        SOON_EQUAL(bench.Text("LbEtat"), QStringLiteral("Decharge"));
-        SOON_EQUAL(bench.Text("LbCadVDelta"), QStringLiteral(" 1.28"));
+        LATER_EQUAL(bench.Text("LbEtat"), QStringLiteral("Decharge"));
+        LATER_EQUAL(bench.Text("LbCadVDelta"), QStringLiteral(" 1.28"));
         QCOMPARE(bench.Text("Label23"), QStringLiteral("VUnité"));
     }
 
@@ -507,7 +503,7 @@ private Q_SLOTS:
         bench.volts = {600, 600, 600, 422}; // 3.6 V: exactly 0.9 V per cell
         QSignalSpy ended(&bench.window, &MesCapa::Ended);
         bench.Start();
-        SOON_EQUAL(ended.size(), 1);
+        LATER_EQUAL(ended.size(), 1);
         QVERIFY(!bench.states.contains(QStringLiteral("Mesure Resistance")));
         const QByteArray discharge = resetBytes + idleBytes + batteryBytes + Bytes({27, 19, 0}) + resetBytes;
         QVERIFY(bench.board.Received().contains(discharge));
@@ -525,7 +521,7 @@ private Q_SLOTS:
                 when.append(measured.size() - 2); // ticks of the discharge that are over
         });
         bench.Start();
-        SOON(when.size() >= 4);
+        LATER(when.size() >= 4);
         QCOMPARE(when.mid(0, 4), QList<qsizetype>({0, 15, 30, 45}));
     }
 
@@ -544,7 +540,7 @@ private Q_SLOTS:
         });
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         bench.Start();
-        SOON(measured.size() >= 4);
+        LATER(measured.size() >= 4);
         // V1 = Int(6914 × 1024 / 10240) / 100 = 6.91, V2 = 0.6; the difference is a little below -6.31 in binary.
         QCOMPARE(measured[3][0].value<CapacityRecord>().Resistance, -6311);
     }
@@ -557,16 +553,16 @@ private Q_SLOTS:
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         const auto ticks = [&](int count) {
             const auto goal = measured.size() + count;
-            return QTest::qWaitFor([&] { return measured.size() >= goal; });
+            return Simulated().RunUntil([&] { return measured.size() >= goal; });
         };
         bench.SetTemperature(50);
         bench.Start();
-        SOON(measured.size() >= 2);
+        LATER(measured.size() >= 2);
         const auto fans = [&] { return bench.board.Received().count(Bytes({27, 25})); };
         QCOMPARE(fans(), 0);
         QCOMPARE(bench.Lamp(), grey);
         bench.SetTemperature(51);
-        SOON_EQUAL(bench.Lamp(), green);
+        LATER_EQUAL(bench.Lamp(), green);
         QVERIFY(ticks(3));
         QCOMPARE(fans(), 1);
         QVERIFY(bench.board.Received().contains(batteryBytes + Bytes({27, 25, 1}) + chargeBytes));
@@ -575,7 +571,7 @@ private Q_SLOTS:
         QCOMPARE(fans(), 1);
         QCOMPARE(bench.Lamp(), green);
         bench.SetTemperature(44);
-        SOON_EQUAL(bench.Lamp(), grey);
+        LATER_EQUAL(bench.Lamp(), grey);
         QVERIFY(ticks(3));
         QCOMPARE(fans(), 2);
         QVERIFY(bench.board.Received().contains(batteryBytes + Bytes({27, 25, 0}) + chargeBytes));
@@ -587,10 +583,10 @@ private Q_SLOTS:
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         bench.SetTemperature(90);
         bench.Start();
-        SOON(measured.size() >= 3);
+        LATER(measured.size() >= 3);
         QVERIFY(!bench.states.contains(QStringLiteral("!! Surchauffe !!")));
         bench.SetTemperature(91);
-        SOON_EQUAL(bench.Text("LbEtat"), QStringLiteral("!! Surchauffe !!"));
+        LATER_EQUAL(bench.Text("LbEtat"), QStringLiteral("!! Surchauffe !!"));
         QCOMPARE(bench.Lamp(), red);
         QVERIFY(bench.OutputsOff());
         // From now on no fourth byte comes, and none is waited for.
@@ -602,15 +598,15 @@ private Q_SLOTS:
                 .chopped(bench.Text("LbEtat") == QLatin1String("!! Surchauffe !!") ? 1 : 0);
         });
         bench.board.TakeReceived();
-        SOON(readings >= 20);
+        LATER(readings >= 20);
         QCOMPARE(bench.Text("LbEtat"), QStringLiteral("!! Surchauffe !!"));
         QCOMPARE(bench.Text("LbTemp"), QStringLiteral(" 86"));
         QCOMPARE(bench.Text("LbCadTemp"), QStringLiteral(" 514"));
         const auto before = measured.size();
         degrees = 85;
-        SOON_EQUAL(bench.Text("LbEtat"), QStringLiteral("Charge"));
+        LATER_EQUAL(bench.Text("LbEtat"), QStringLiteral("Charge"));
         QCOMPARE(bench.Lamp(), red); // until the fan is next switched
-        SOON(measured.size() >= before + 2);
+        LATER(measured.size() >= before + 2);
         QByteArray hold = bench.board.TakeReceived();
         while (hold.startsWith(Bytes({27, 5})))
             hold.remove(0, 2);
@@ -623,11 +619,11 @@ private Q_SLOTS:
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         bench.SetTemperature(95);
         bench.Start();
-        SOON_EQUAL(bench.Text("LbEtat"), QStringLiteral("!! Surchauffe !!"));
+        LATER_EQUAL(bench.Text("LbEtat"), QStringLiteral("!! Surchauffe !!"));
         bench.SetTemperature(60);
-        SOON_EQUAL(bench.Text("LbEtat"), QStringLiteral("Charge"));
+        LATER_EQUAL(bench.Text("LbEtat"), QStringLiteral("Charge"));
         const auto before = measured.size();
-        SOON(measured.size() >= before + 3);
+        LATER(measured.size() >= before + 3);
         QCOMPARE(bench.Text("LbTemp"), QStringLiteral(" 60"));
     }
 
@@ -638,7 +634,7 @@ private Q_SLOTS:
         CapacityBench bench;
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         bench.Start();
-        SOON(measured.size() >= 2);
+        LATER(measured.size() >= 2);
         for (const size_t i : {0, 1, 9, 10, 11, 12})
             bench.link.MasterEeprom[i] = 0;
         for (const size_t i : {0, 1, 2, 3})
@@ -646,7 +642,7 @@ private Q_SLOTS:
         bench.board.channel = {{6, 801}, {7, 901}, {5, 400}, {10, 301}, {11, 201}};
         // The step that is under way may have read some of them before.
         const auto before = measured.size();
-        SOON(measured.size() >= before + 2);
+        LATER(measured.size() >= before + 2);
         QCOMPARE(bench.Text("LbCadIDech"), QStringLiteral(" 201"));
         QCOMPARE(bench.Text("LbIDech"), QStringLiteral(" 1A"));
         QCOMPARE(bench.Text("LbCadAlim"), QStringLiteral(" 801"));
@@ -666,14 +662,14 @@ private Q_SLOTS:
         CapacityBench bench;
         QSignalSpy measured(&bench.window, &MesCapa::Measured);
         bench.Start();
-        SOON(measured.size() >= 2);
+        LATER(measured.size() >= 2);
         QSignalSpy sent(&bench.window, &MesCapa::SettingSent);
         bench.SliderOf("SlIChrg")->setValue(120);
         SOON_EQUAL(sent.size(), 1);
         bench.SliderOf("SlIDech")->setValue(33);
         SOON_EQUAL(sent.size(), 2);
         const auto before = measured.size();
-        SOON(measured.size() >= before + 2);
+        LATER(measured.size() >= before + 2);
         QByteArray bytes = bench.board.Received();
         QCOMPARE(bytes.count(Bytes({27, 19, 120})), 1);
         QCOMPARE(bytes.count(Bytes({27, 20, 33})), 1);
@@ -691,8 +687,8 @@ private Q_SLOTS:
         bench.deltas = {0, 0, 0, 0};
         bench.At(QStringLiteral("Reglage Delta"), [&] { bench.SliderOf("SlIChrg")->setValue(77); });
         bench.Start();
-        SOON(bench.states.contains(QStringLiteral("Charge")));
-        SOON(bench.board.Received().contains(Bytes({27, 19, 77}) + chargeBytes));
+        LATER(bench.states.contains(QStringLiteral("Charge")));
+        LATER(bench.board.Received().contains(Bytes({27, 19, 77}) + chargeBytes));
     }
 
     void MoveThatOvertakesTheChargesSettingIsNotUndone()
@@ -707,8 +703,8 @@ private Q_SLOTS:
             return Bytes({6});
         });
         bench.Start();
-        SOON(bench.states.contains(QStringLiteral("Charge")));
-        SOON(bench.board.Received().contains(Bytes({27, 21, 30, 27, 19, 99, 27, 19, 99}) + chargeBytes));
+        LATER(bench.states.contains(QStringLiteral("Charge")));
+        LATER(bench.board.Received().contains(Bytes({27, 21, 30, 27, 19, 99, 27, 19, 99}) + chargeBytes));
     }
 
     void DischargeRunsAtTheLastSettingAfterAResistance()
@@ -717,8 +713,8 @@ private Q_SLOTS:
         bench.deltas = {800, 800, 794};
         bench.At(QStringLiteral("Mesure Resistance"), [&] { bench.SliderOf("SlIDech")->setValue(44); });
         bench.Start();
-        SOON(bench.states.contains(QStringLiteral("Decharge")));
-        SOON(bench.board.Received().contains(idleBytes + Bytes({27, 20, 44}) + dischargeBytes));
+        LATER(bench.states.contains(QStringLiteral("Decharge")));
+        LATER(bench.board.Received().contains(idleBytes + Bytes({27, 20, 44}) + dischargeBytes));
     }
 };
 

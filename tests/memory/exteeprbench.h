@@ -3,7 +3,6 @@
 #include "memory/exteepr.h"
 #include "support/boxes.h"
 #include "support/linkfixture.h"
-#include "support/rununtil.h"
 
 #include <QtTest>
 
@@ -19,13 +18,9 @@ struct ExteeprBench : LinkFixture
         SetRecord(1, "AA NiMh 2000 x4 ", Bytes({0}) + "004200100131090");
         SetRecord(2, "LiPo 2200 3S    ", Bytes({126}) + "203220220201000");
         SetRecord(3, "NiCd erased flag", Bytes({255}) + "106080040131090");
-        board.On(49, 3, [this](const QByteArray &p) { return ++reads, Bytes({27, Stored(p), 0}); });
-        board.On(50, 4, [this](const QByteArray &p) {
-            chips[static_cast<quint8>(p[0])][Address(p)] = p[3];
-            return ++writes, Bytes({6});
-        });
+        Answer();
         link.OpenPort();
-        link.line.SetPatience(2000); // however long the test takes between two of its steps
+        window.setUpdatesEnabled(false); // nobody looks: painting would take longer than all else
     }
     ~ExteeprBench() { AnswerBoxes(); }
 
@@ -39,6 +34,15 @@ struct ExteeprBench : LinkFixture
         chips[1].replace(number * 32, 32, name + block);
     }
 
+    /// The board answers reads and writes.
+    void Answer()
+    {
+        board.On(49, 3, [this](const QByteArray &p) { return ++reads, Bytes({27, Stored(p), 0}); });
+        board.On(50, 4, [this](const QByteArray &p) {
+            chips[static_cast<quint8>(p[0])][Address(p)] = p[3];
+            return ++writes, Bytes({6});
+        });
+    }
     /// The board takes no notice of reads or writes.
     void Silence(int command)
     {
@@ -56,7 +60,7 @@ struct ExteeprBench : LinkFixture
     /// A transfer comes to its end.
     bool Finished()
     {
-        return RunUntil([this] { return Bar()->isHidden() && link.line.Reader() == 0; });
+        return clock.RunUntil([this, bar = Bar()] { return bar->isHidden() && link.line.Idle(); });
     }
 
     /// Answers the file dialog that is open.
@@ -73,7 +77,7 @@ struct ExteeprBench : LinkFixture
         QVERIFY(QFile::copy(path, copy));
         Button("CBLit")->click();
         Choose(copy);
-        QTRY_COMPARE(Label("Label5"), QStringLiteral("termine"));
+        SOON_EQUAL(Label("Label5"), QStringLiteral("termine"));
     }
     QByteArray SaveFile()
     {
@@ -81,7 +85,7 @@ struct ExteeprBench : LinkFixture
         Button("CbEcrit")->click();
         Choose(saved);
         [[maybe_unused]] const bool done =
-            QTest::qWaitFor([this] { return Status() == QStringLiteral("Fichier \u00E9crit : ") + saved; });
+            clock.RunUntil([this] { return Status() == QStringLiteral("Fichier \u00E9crit : ") + saved; });
         QFile file(saved);
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("no file");
     }
@@ -113,5 +117,5 @@ struct ExteeprBench : LinkFixture
     int reads = 0, writes = 0, files = 0;
     QTemporaryDir folder;
     QString saved; ///< the file that SaveFile wrote last
-    Exteepr window{link};
+    Kept<Exteepr> window{link};
 };

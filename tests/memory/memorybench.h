@@ -3,7 +3,6 @@
 #include "memory/micro.h"
 #include "support/boxes.h"
 #include "support/linkfixture.h"
-#include "support/rununtil.h"
 
 #include <QFileDialog>
 #include <QLabel>
@@ -43,7 +42,6 @@ struct MemoryBench : LinkFixture
         });
         slaveFlash.fill(16383);
         link.OpenPort();
-        link.line.SetPatience(2000); // however long the test takes between two of its steps
     }
 
     static int Byte(const QByteArray &bytes, qsizetype i) { return static_cast<quint8>(bytes[i]); }
@@ -67,7 +65,7 @@ inline void ChooseIn(QFileDialog *dialog, const QString &path)
 }
 
 /// The question that is open, nullptr when there is none or more than one.
-inline QMessageBox *Question()
+inline QMessageBox *OpenQuestion()
 {
     const QList<QMessageBox *> boxes = OpenBoxes();
     return boxes.size() == 1 ? boxes.constFirst() : nullptr;

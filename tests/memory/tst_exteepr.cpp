@@ -152,10 +152,10 @@ private Q_SLOTS:
         QVERIFY(bench.Bar()->isVisible());
         QCOMPARE(bench.Bar()->value(), 0);
         for (int address = 0; address < 3; ++address) {
-            QTRY_COMPARE(bench.board.Received().size(), 5 * (address + 1));
+            SOON_EQUAL(bench.board.Received().size(), 5 * (address + 1));
             bench.board.Send(Bytes({27, 65, 0}));
         }
-        QTRY_COMPARE(bench.Bar()->value(), 2);
+        SOON_EQUAL(bench.Bar()->value(), 2);
         QVERIFY(bench.Bar()->isTextVisible());
         QVERIFY(bench.Bar()->text().endsWith(u'%'));
         QVERIFY(bench.Bar()->maximum() >= 4095);
@@ -168,7 +168,7 @@ private Q_SLOTS:
         bench.window.Open();
         bench.Option(2)->setFocus();
         bench.Option(2)->click();
-        QTRY_COMPARE(bench.board.Received().size(), 5);
+        SOON_EQUAL(bench.board.Received().size(), 5);
         for (const char *name : {"CbSave", "CbEcrit", "CBLit"}) {
             QVERIFY(!bench.Button(name)->isEnabled());
             bench.Button(name)->click();
@@ -218,7 +218,7 @@ private Q_SLOTS:
         QVERIFY(!bench.window.Eeprom2Loaded);
         QCOMPARE(bench.window.ImageTable.Entries()[5], QByteArray("mesg  5"));
         QCOMPARE(bench.window.ProfileTable.Name(1), fresh.toLatin1());
-        QVERIFY(bench.board.Pull().isEmpty());
+        QVERIFY(bench.board.Received().isEmpty());
         // The next time it is connected.
         bench.link.LinkDropped = false;
         bench.Option(2)->click();
@@ -484,7 +484,7 @@ private Q_SLOTS:
         bench.window.activateWindow();
         bench.Slider()->setValue(2);
         bench.Box("Text1")->setFocus();
-        QTRY_COMPARE(bench.Text("Text1"), QStringLiteral("LiPo 2200 3S")); // without the blanks that fill it
+        SOON_EQUAL(bench.Text("Text1"), QStringLiteral("LiPo 2200 3S")); // without the blanks that fill it
         bench.Slider()->setValue(3);
         QCOMPARE(bench.window.ProfileTable.RecordsMemory(), bench.chips[1].mid(32)); // which is no change
         bench.Slider()->setValue(2);
@@ -588,17 +588,17 @@ private Q_SLOTS:
         bench.LoadFile(QStringLiteral(TEST_DATA "/profiles/types.ESV"));
         bench.Silence(50);
         bench.Button("CbSave")->click();
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 50, 1, 0, 0, '0'}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 50, 1, 0, 0, '0'}));
         QCOMPARE(bench.Bar()->value(), 0);
         bench.board.Send(Bytes({0, 27, 5})); // no acknowledgement
-        QTRY_COMPARE(bench.com.InBufferCount(), 0);
+        SOON_EQUAL(bench.com.InBufferCount(), 0);
         QCOMPARE(bench.board.Received().size(), 6);
         bench.board.Send(Bytes({6}));
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 50, 1, 0, 0, '0', 27, 50, 1, 0, 1, '0'}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 50, 1, 0, 0, '0', 27, 50, 1, 0, 1, '0'}));
         bench.board.Send(Bytes({6}));
-        QTRY_COMPARE(bench.board.Received().mid(12), Bytes({27, 50, 1, 0, 2, '6'}));
+        SOON_EQUAL(bench.board.Received().mid(12), Bytes({27, 50, 1, 0, 2, '6'}));
         bench.board.Send(Bytes({6}));
-        QTRY_COMPARE(bench.board.Received().mid(18), Bytes({27, 50, 1, 0, 32, 'A'}));
+        SOON_EQUAL(bench.board.Received().mid(18), Bytes({27, 50, 1, 0, 32, 'A'}));
         QCOMPARE(bench.Bar()->value(), 2);
     }
 
@@ -613,7 +613,7 @@ private Q_SLOTS:
         QCOMPARE(OpenBoxes().constFirst()->text(), QStringLiteral("Impossible D\u00E9connect\u00E9"));
         QCOMPARE(OpenBoxes().constFirst()->icon(), QMessageBox::Warning);
         QVERIFY(bench.Bar()->isHidden());
-        QVERIFY(bench.board.Pull().isEmpty());
+        QVERIFY(bench.board.Received().isEmpty());
     }
 
     void WhatIsNotKnownIsNotWritten_data()
@@ -638,7 +638,7 @@ private Q_SLOTS:
         QCOMPARE(OpenBoxes().size(), 1);
         QVERIFY(OpenBoxes().constFirst()->text().contains(QStringLiteral("EEPROM %1").arg(eeprom == 1 ? 1 : 2)));
         QVERIFY(bench.Bar()->isHidden());
-        QVERIFY(bench.board.Pull().isEmpty());
+        QVERIFY(bench.board.Received().isEmpty());
     }
 
     void OneEepromSaysNothingOfTheOther()
@@ -652,7 +652,7 @@ private Q_SLOTS:
         bench.board.TakeReceived();
         bench.Button("CbSave")->click();
         QCOMPARE(OpenBoxes().size(), 1);
-        QVERIFY(bench.board.Pull().isEmpty());
+        QVERIFY(bench.board.Received().isEmpty());
     }
 
     void AnOverflowStopsBeforeTheFirstByte_data()
@@ -676,7 +676,7 @@ private Q_SLOTS:
         QVERIFY2(text.contains(QStringLiteral("profil 1 (\u00AB AA NiMh 2000 x4 \u00BB)")), qPrintable(text));
         QVERIFY(bench.Bar()->isHidden());
         QVERIFY(bench.Button("CbSave")->isEnabled());
-        QVERIFY(bench.board.Pull().isEmpty());
+        QVERIFY(bench.board.Received().isEmpty());
     }
 
     void TheFileQuestions_data()
@@ -812,7 +812,7 @@ private Q_SLOTS:
         bench.Dialog()->selectFile(file.fileName());
         QVERIFY(file.remove());
         static_cast<QDialog *>(bench.Dialog())->done(QDialog::Accepted);
-        QTRY_COMPARE(OpenBoxes().size(), 1);
+        SOON_EQUAL(OpenBoxes().size(), 1);
         QVERIFY(OpenBoxes().constFirst()->text().contains(file.fileName()));
         QCOMPARE(bench.Label("Label5"), QString());
         QVERIFY(bench.Button("CBLit")->isEnabled());
@@ -834,12 +834,12 @@ private Q_SLOTS:
         bench.Silence(49);
         bench.window.Open();
         bench.Option(2)->click();
-        QTRY_COMPARE(bench.board.Received().size(), 5);
+        SOON_EQUAL(bench.board.Received().size(), 5);
         bench.Button("CbQuit")->click();
         QVERIFY(!bench.window.isVisible());
         bench.board.Send(Bytes({27, 65, 0}));
-        QTRY_COMPARE(bench.link.line.Reader(), HandlerNumber(0)); // the exchange is over, and none follows
-        QCOMPARE(bench.board.Pull().size(), 5);
+        SOON(bench.link.line.Idle()); // the exchange is over, and none follows
+        QCOMPARE(bench.board.Received().size(), 5);
         // The next opening begins afresh.
         bench.window.Open();
         QVERIFY(!bench.window.Eeprom2Loaded);
@@ -853,16 +853,15 @@ private Q_SLOTS:
     void AClosedWindowForgetsASilentBoard()
     {
         ExteeprBench bench;
-        bench.link.line.SetPatience(Line::usualPatience);
         bench.Silence(49);
         bench.window.Open();
         bench.Option(1)->click();
-        QTRY_COMPARE(bench.board.Received().size(), 5);
+        SOON_EQUAL(bench.board.Received().size(), 5);
         bench.window.close();
-        bench.board.On(49, 3, [&](const QByteArray &p) { return Bytes({27, bench.Stored(p), 0}); });
+        bench.Answer();
         bench.window.Open();
         bench.Option(1)->click(); // goes before the one that waits
-        QVERIFY(RunUntil([&] { return bench.window.Eeprom1Loaded; }));
+        QVERIFY(Simulated().RunUntil([&] { return bench.window.Eeprom1Loaded; }));
         QCOMPARE(bench.window.ImageTable.Memory(), bench.chips[0]);
         QVERIFY(bench.Bar()->isHidden());
     }
@@ -874,7 +873,7 @@ private Q_SLOTS:
         bench.LoadFile(QStringLiteral(TEST_DATA "/profiles/types.ESV"));
         bench.Silence(50);
         bench.Button("CbSave")->click();
-        QTRY_COMPARE(bench.board.Received().size(), 6);
+        SOON_EQUAL(bench.board.Received().size(), 6);
         QVERIFY(bench.window.Busy());
         bench.window.close();
         QVERIFY(!bench.window.Busy());
@@ -882,8 +881,8 @@ private Q_SLOTS:
         QVERIFY(OpenBoxes().constFirst()->text().startsWith(QStringLiteral("L'écriture a été interrompue")));
         AnswerBoxes();
         bench.board.Send(Bytes({6}));
-        QTRY_COMPARE(bench.link.line.Reader(), HandlerNumber(0));
-        QCOMPARE(bench.board.Pull().size(), 6);
+        SOON(bench.link.line.Idle());
+        QCOMPARE(bench.board.Received().size(), 6);
         QVERIFY(OpenBoxes().isEmpty());
     }
 
@@ -899,19 +898,20 @@ private Q_SLOTS:
         QVERIFY(OpenBoxes().isEmpty());
     }
 
-    void AbortedWaitsEndATransfer_data()
+    void ATransferIsAskedAgainAfterAReconnection_data()
     {
         QTest::addColumn<int>("command");
-        QTest::addColumn<QByteArray>("received"); // before the wait is aborted
+        QTest::addColumn<QByteArray>("received"); // before the board stops answering
         QTest::newRow("read, no 27") << 49 << QByteArray();
         QTest::newRow("read, no data") << 49 << Bytes({27});
         QTest::newRow("write") << 50 << QByteArray();
     }
-    void AbortedWaitsEndATransfer()
+    void ATransferIsAskedAgainAfterAReconnection()
     {
         QFETCH(int, command);
         QFETCH(QByteArray, received);
         ExteeprBench bench;
+        bench.board.Healthy();
         bench.window.Open();
         bench.Silence(command);
         if (command == 49) {
@@ -920,34 +920,42 @@ private Q_SLOTS:
             bench.LoadFile(QStringLiteral(TEST_DATA "/profiles/types.ESV"));
             bench.Button("CbSave")->click();
         }
-        QTRY_VERIFY(!bench.board.Received().isEmpty());
+        SOON(!bench.board.Received().isEmpty());
         bench.board.Send(received);
-        QTRY_COMPARE(bench.com.InBufferCount(), 0);
-        bench.board.TakeReceived();
-        bench.timer1.SetEnabled(true);
-        QTRY_VERIFY(bench.Bar()->isHidden());
-        bench.timer1.SetEnabled(false);
-        QCOMPARE(bench.link.AbortWait, 1);
-        QCOMPARE(bench.link.line.Reader(), HandlerNumber(0));
-        QCOMPARE(OpenBoxes().size(), 1);
-        QVERIFY(bench.board.Pull().isEmpty());
-        QVERIFY(!bench.window.Eeprom2Loaded);
-        QVERIFY(bench.Option(2)->isEnabled());
-        // A half-read EEPROM can be read again.
-        bench.link.AbortWait = 0;
-        bench.board.On(49, 3, [&](const QByteArray &p) { return Bytes({27, bench.Stored(p), 0}); });
-        bench.Option(2)->click();
+        SOON_EQUAL(bench.com.InBufferCount(), 0);
+        const QByteArray question = bench.board.TakeReceived();
+
+        // The greeting takes the line from an exchange that is not answered, and its timer ends no wait but its own.
+        QSignalSpy ticks(&bench.timer1, &Timer::Tick);
+        bench.runner.Start(bench.link.handshake.ConnectBoard());
+        SOON_EQUAL(bench.link.LinkState, 1);
+        QVERIFY(!ticks.isEmpty());
+        QVERIFY(bench.Bar()->isVisible());
+        bench.Answer();
         QVERIFY(bench.Finished());
-        QVERIFY(bench.window.Eeprom2Loaded);
+        QVERIFY(bench.runner.Idle());
+        QByteArray session = Bytes({27, 1}); // what follows a greeting
+        for (const int image : {37, 38})
+            for (int address = 0; address < 16; ++address)
+                session += Bytes({27, image, address});
+        QVERIFY(bench.board.Received().contains(session + question));
+        QVERIFY(OpenBoxes().isEmpty());
+        if (command == 49) {
+            QVERIFY(bench.window.Eeprom2Loaded);
+            QCOMPARE(bench.window.ProfileTable.RecordsMemory(), bench.chips[1].mid(32));
+        } else {
+            QCOMPARE(bench.Status(), QStringLiteral("EEPROM 2 \u00E9crite"));
+            QCOMPARE(bench.chips[1].mid(32), bench.window.ProfileTable.RecordsMemory());
+        }
     }
 
     void AClosedPortIsTold()
     {
         ExteeprBench bench;
         bench.window.Open();
-        bench.link.ClosePort();
+        bench.ClosePort();
         bench.Option(1)->click();
-        QTRY_COMPARE(OpenBoxes().size(), 1);
+        SOON_EQUAL(OpenBoxes().size(), 1);
         QVERIFY(bench.Bar()->isHidden());
         QVERIFY(!bench.window.Eeprom1Loaded);
         bench.link.OpenPort();
@@ -964,17 +972,18 @@ private Q_SLOTS:
         bool over = false;
         bench.board.On(41, 0, [](const QByteArray &) { return QByteArray(); });
         turn->Start([](Codebas *link, bool *done) -> Task<void> {
-            Task<QByteArray> exchange = link->Exchange(Request(41), Reply::Framed(3), {}, Line::Overtaking::Refused);
+            Task<QByteArray> exchange =
+                link->Exchange(Request(41), Reply::Framed(3), {}, Exchanges::Overtaking::Refused);
             co_await exchange;
             *done = true;
         }(&bench.link, &over));
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 41}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 41}));
         bench.Option(1)->click();
         QVERIFY(bench.Bar()->isVisible());
         bench.link.SendByte(7); // nothing of the transfer goes before it
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 41, 7}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 41, 7}));
         bench.board.Send(Bytes({27, 1, 2, 3, 0}));
-        QTRY_VERIFY(over);
+        SOON(over);
         QVERIFY(bench.Finished());
         QVERIFY(bench.window.Eeprom1Loaded);
     }

@@ -36,7 +36,11 @@ const QByteArray end = ":00000001FF\r\n";
 
 struct Bench : MemoryBench
 {
-    Bench() { window.Open(); }
+    Bench()
+    {
+        window.setUpdatesEnabled(false); // nobody looks: painting would take longer than all else
+        window.Open();
+    }
 
     /// Presses a button and chooses a file of this content in the dialog that opens.
     void Program(const char *button, const QByteArray &content)
@@ -52,8 +56,8 @@ struct Bench : MemoryBench
     }
     void Answer(QMessageBox::StandardButton button)
     {
-        QTRY_VERIFY(Question());
-        Question()->button(button)->click();
+        SOON(OpenQuestion());
+        OpenQuestion()->button(button)->click();
     }
     /// Whether no programming is under way: the editor can be used.
     static bool Idle()
@@ -69,7 +73,7 @@ struct Bench : MemoryBench
     QProgressBar *Bar() { return window.findChild<QProgressBar *>(QStringLiteral("ProgBar1")); }
 
     QTemporaryDir folder;
-    Micro window{link};
+    Kept<Micro> window{link};
     QSignalSpy returning{&window, &Window::Returning};
 };
 } // namespace
@@ -83,7 +87,7 @@ private Q_SLOTS:
     void cleanup()
     {
         AnswerBoxes();
-        QTRY_VERIFY(OpenBoxes().isEmpty());
+        QVERIFY(OpenBoxes().isEmpty());
     }
 
     void Buffers()
@@ -117,7 +121,7 @@ private Q_SLOTS:
         QCOMPARE(dialog->acceptMode(), QFileDialog::AcceptOpen);
         QCOMPARE(bench.link.EepromSel, selected); // the memories are chosen before the file
         dialog->reject();
-        QTRY_VERIFY(bench.Idle());
+        SOON(bench.Idle());
         QVERIFY(bench.board.Received().isEmpty());
         QVERIFY(bench.Text("LBtypest").isEmpty());
         bench.Button(button.constData())->click(); // and once more
@@ -133,7 +137,7 @@ private Q_SLOTS:
         bench.slaveFlash[1] = 0x0102;
         bench.slaveFlash[3] = 0x0FFF;
         bench.Program("CbPgmSlave", SlaveRecord(0, {0x3FFF, 0x0102, 0x1234, 0x001B}) + end);
-        QTRY_VERIFY(Question());
+        SOON(OpenQuestion());
         QCOMPARE(bench.board.TakeReceived(), Reads(4)); // up to LastAddr, which is one more than the last word
         QCOMPARE(bench.window.LastAddr, 4);
         QCOMPARE(bench.Text("LBtypest"), QStringLiteral("Comparaison"));
@@ -143,11 +147,11 @@ private Q_SLOTS:
         QCOMPARE(bench.window.FlashImage[3], quint16(0x001B));
         QCOMPARE(bench.window.FlashChanged[1], false);
         QCOMPARE(bench.window.FlashChanged[2], true);
-        QCOMPARE(Question()->text(), QStringLiteral("Confirmer chargement de 2 octets"));
-        QCOMPARE(Question()->icon(), QMessageBox::Information);
-        QVERIFY(Question()->detailedText().isEmpty());
+        QCOMPARE(OpenQuestion()->text(), QStringLiteral("Confirmer chargement de 2 octets"));
+        QCOMPARE(OpenQuestion()->icon(), QMessageBox::Information);
+        QVERIFY(OpenQuestion()->detailedText().isEmpty());
         bench.Answer(yes);
-        QTRY_VERIFY(bench.Idle());
+        SOON(bench.Idle());
         QCOMPARE(bench.board.TakeReceived(), Bytes({27, 48, 0, 2, 0x12, 0x34, 27, 48, 0, 3, 0, 27}) +
                                                  Bytes({27, 46, 0, 2, 27, 46, 0, 3})); // and reads them back
         QCOMPARE(bench.Text("LBtypest"), QStringLiteral("Chargement de :  2"));
@@ -171,7 +175,7 @@ private Q_SLOTS:
         });
         bench.link.MainTop = 120;
         bench.Program("CbPgmSlave", SlaveRecord(0, {1, 2, 3}));
-        QTRY_VERIFY(Question());
+        SOON(OpenQuestion());
         QCOMPARE(infos,
                  (QStringList{QStringLiteral("Mots restant à lire :  3"), QStringLiteral("Mots restant à lire :  2"),
                               QStringLiteral("Mots restant à lire :  1"), QStringLiteral("Mots restant à lire :  0")}));
@@ -188,7 +192,7 @@ private Q_SLOTS:
             return Bytes({6});
         });
         bench.Answer(yes);
-        QTRY_VERIFY(bench.Idle());
+        SOON(bench.Idle());
         // The word behind the file differs from an erased one too.
         QCOMPARE(infos.first(4),
                  (QStringList{QStringLiteral("Differences =  4"), QStringLiteral("Mots restants pour transfer =  3"),
@@ -203,7 +207,7 @@ private Q_SLOTS:
         Bench bench;
         bench.board.SetSilent(true);
         bench.Program("CbPgmSlave", SlaveRecord(700, {1}));
-        QTRY_COMPARE(bench.board.Received(), Bytes({27, 46, 0, 0}));
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 46, 0, 0}));
         QCOMPARE(bench.Text("LBinfos"), QStringLiteral("Mots restant à lire :  701"));
     }
 
@@ -211,8 +215,8 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Program("CbPgmSlave", SlaveRecord(5, {16383, 16383}));
-        QTRY_COMPARE(bench.Text("LBinfos"), QStringLiteral("Pas de changement détecté"));
-        QTRY_VERIFY(bench.Idle());
+        SOON_EQUAL(bench.Text("LBinfos"), QStringLiteral("Pas de changement détecté"));
+        SOON(bench.Idle());
         QCOMPARE(bench.board.Received(), Reads(7));
         QCOMPARE(bench.Text("LBtypest"), QStringLiteral("Comparaison"));
     }
@@ -222,7 +226,7 @@ private Q_SLOTS:
         Bench bench;
         bench.Program("CbPgmSlave", SlaveRecord(0, {1}));
         bench.Answer(no);
-        QTRY_VERIFY(bench.Idle());
+        SOON(bench.Idle());
         QCOMPARE(bench.board.Received(), Reads(1));
         QCOMPARE(bench.Text("LBinfos"), QStringLiteral("Differences =  1"));
     }
@@ -240,18 +244,18 @@ private Q_SLOTS:
         QFETCH(bool, isProtected);
         Bench bench;
         bench.Program("CbPgmSlave", SlaveRecord(0, {7}) + SlaveRecord(word, {9}));
-        QVERIFY(RunUntil([&] { return Question() != nullptr; }));
+        QVERIFY(Simulated().RunUntil([&] { return OpenQuestion() != nullptr; }));
         if (isProtected) {
-            QCOMPARE(Question()->text(), QStringLiteral(" 1 Changements en Zone Protégée, CONTINUER ??"));
-            QCOMPARE(Question()->windowTitle(), QStringLiteral("ATTENTION !"));
-            QCOMPARE(Question()->icon(), QMessageBox::Critical);
+            QCOMPARE(OpenQuestion()->text(), QStringLiteral(" 1 Changements en Zone Protégée, CONTINUER ??"));
+            QCOMPARE(OpenQuestion()->windowTitle(), QStringLiteral("ATTENTION !"));
+            QCOMPARE(OpenQuestion()->icon(), QMessageBox::Critical);
             bench.Answer(yes);
-            QTRY_VERIFY(Question() && Question()->icon() == QMessageBox::Information);
+            SOON(OpenQuestion() && OpenQuestion()->icon() == QMessageBox::Information);
         }
-        QCOMPARE(Question()->text(), QStringLiteral("Confirmer chargement de 2 octets"));
+        QCOMPARE(OpenQuestion()->text(), QStringLiteral("Confirmer chargement de 2 octets"));
         QCOMPARE(bench.board.TakeReceived(), Reads(word + 1));
         bench.Answer(yes);
-        QTRY_VERIFY(bench.Idle());
+        SOON(bench.Idle());
         QCOMPARE(bench.board.Received(), Bytes({27, 48, 0, 0, 0, 7, 27, 48, word / 256, word % 256, 0, 9}) +
                                              Bytes({27, 46, 0, 0, 27, 46, word / 256, word % 256}));
     }
@@ -260,11 +264,11 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Program("CbPgmSlave", SlaveRecord(6144, {1, 2}));
-        QVERIFY(RunUntil([&] { return Question() != nullptr; }));
-        QCOMPARE(Question()->text(), QStringLiteral(" 2 Changements en Zone Protégée, CONTINUER ??"));
+        QVERIFY(Simulated().RunUntil([&] { return OpenQuestion() != nullptr; }));
+        QCOMPARE(OpenQuestion()->text(), QStringLiteral(" 2 Changements en Zone Protégée, CONTINUER ??"));
         bench.board.TakeReceived();
         bench.Answer(no);
-        QTRY_VERIFY(bench.Idle());
+        SOON(bench.Idle());
         QCOMPARE(bench.Text("LBinfos"), QStringLiteral("Pas de changement détecté"));
         QVERIFY(bench.board.Received().isEmpty());
     }
@@ -280,14 +284,15 @@ private Q_SLOTS:
         bench.slaveFlash[0] = 9;
         bench.slaveFlash[8191] = 9;
         bench.Program("CbPgmSlave", file);
-        QVERIFY(RunUntil([&] { return Question() != nullptr; }));
+        QVERIFY(Simulated().RunUntil([&] { return OpenQuestion() != nullptr; }));
         QCOMPARE(bench.window.LastAddr, 8192);
         QCOMPARE(bench.board.TakeReceived(), Reads(8192)); // the last one is no word of the flash
-        QCOMPARE(Question()->text(), QStringLiteral(" 1 Changements en Zone Protégée, CONTINUER ??"));
+        QCOMPARE(OpenQuestion()->text(), QStringLiteral(" 1 Changements en Zone Protégée, CONTINUER ??"));
         bench.Answer(yes);
-        QTRY_COMPARE(Question() ? Question()->text() : QString(), QStringLiteral("Confirmer chargement de 2 octets"));
+        SOON_EQUAL(OpenQuestion() ? OpenQuestion()->text() : QString(),
+                   QStringLiteral("Confirmer chargement de 2 octets"));
         bench.Answer(yes);
-        QTRY_VERIFY(bench.Idle());
+        SOON(bench.Idle());
         QCOMPARE(bench.board.Received(), Bytes({27, 48, 0, 0, 0, 0, 27, 48, 31, 255, 0, 8}) +
                                              Bytes({27, 46, 0, 0, 27, 46, 31, 255})); // and is never written
         QCOMPARE(bench.slaveFlash[8191], 8);
@@ -297,13 +302,13 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Program("CbPgmSlave", SlaveRecord(40, {16383}));
-        QTRY_COMPARE(bench.Text("LBinfos"), QStringLiteral("Pas de changement détecté"));
+        SOON_EQUAL(bench.Text("LBinfos"), QStringLiteral("Pas de changement détecté"));
         QCOMPARE(bench.board.TakeReceived(), Reads(41));
         bench.window.close();
         bench.window.Open();
         bench.slaveFlash[30] = 5;
         bench.Program("CbPgmSlave", SlaveRecord(2, {16383}));
-        QTRY_VERIFY(Question());
+        SOON(OpenQuestion());
         QCOMPARE(bench.board.TakeReceived(), Reads(41));
         QCOMPARE(bench.Text("LBinfos"),
                  QStringLiteral("Differences =  1")); // what the new file says nothing of is erased
@@ -314,8 +319,8 @@ private Q_SLOTS:
         Bench bench;
         bench.board.On(46, 2, [](const QByteArray &p) { return Bytes({27, p[1] == 1 ? 128 : 0, 0, 0}); });
         bench.Program("CbPgmSlave", SlaveRecord(0, {1, 2, 3}));
-        QTRY_VERIFY(Question());
-        QCOMPARE(Question()->text(),
+        SOON(OpenQuestion());
+        QCOMPARE(OpenQuestion()->text(),
                  QStringLiteral("Dépassement de capacité : mot lu à l'adresse 1 de la mémoire du slave"));
         QCOMPARE(bench.board.Received(), Reads(1));
         QVERIFY(!bench.Bar()->isVisible());
@@ -330,7 +335,7 @@ private Q_SLOTS:
         bench.brokenWord = 2;
         bench.Program("CbPgmSlave", SlaveRecord(0, {1, 2, 3, 4}));
         bench.Answer(yes);
-        QTRY_COMPARE(bench.Status(), QStringLiteral("Vérification : 1 erreur(s), la première à l'adresse 2"));
+        SOON_EQUAL(bench.Status(), QStringLiteral("Vérification : 1 erreur(s), la première à l'adresse 2"));
         QCOMPARE(bench.Text("LBinfos"), QStringLiteral("Mots restants pour transfer =  0"));
     }
 
@@ -338,16 +343,16 @@ private Q_SLOTS:
     {
         Bench bench;
         bench.Program("CbPgmSlave", lowBank + ":0200000001002A\r\n");
-        QTRY_VERIFY(Question());
+        SOON(OpenQuestion());
         const QString told = QStringLiteral("Somme de contrôle fausse : 1 enregistrement(s), le premier à la ligne 2.\n"
                                             "Adresse étendue ou autre type que 00, pris comme données : 1 "
                                             "enregistrement(s), le premier à la ligne 1.");
-        QCOMPARE(Question()->detailedText(), told);
+        QCOMPARE(OpenQuestion()->detailedText(), told);
         bench.Answer(no);
-        QTRY_VERIFY(bench.Idle());
+        SOON(bench.Idle());
         bench.Program("CBMIC1", lowBank + ":0200000001002A\r\n");
-        QTRY_VERIFY(Question());
-        QCOMPARE(Question()->detailedText(), told.section(u'\n', 0, 0));
+        SOON(OpenQuestion());
+        QCOMPARE(OpenQuestion()->detailedText(), told.section(u'\n', 0, 0));
     }
 
     void RefusedSlaveFiles_data()
@@ -376,15 +381,15 @@ private Q_SLOTS:
         QFETCH(QString, told);
         Bench bench;
         bench.Program("CbPgmSlave", content);
-        QTRY_VERIFY(Question());
-        QCOMPARE(Question()->text(), told);
+        SOON(OpenQuestion());
+        QCOMPARE(OpenQuestion()->text(), told);
         QCOMPARE(bench.Text("LBtypest"), QStringLiteral("Chargegment fichier"));
         QCOMPARE(bench.window.LastAddr, 0);
         AnswerBoxes();
-        QTRY_VERIFY(bench.Idle());
-        QVERIFY(bench.board.Pull().isEmpty());
+        SOON(bench.Idle());
+        QVERIFY(bench.board.Received().isEmpty());
         bench.Program("CbPgmSlave", SlaveRecord(0, {16383})); // the next file is as good as ever
-        QTRY_COMPARE(bench.Text("LBinfos"), QStringLiteral("Pas de changement détecté"));
+        SOON_EQUAL(bench.Text("LBinfos"), QStringLiteral("Pas de changement détecté"));
     }
 
     // ---- master
@@ -409,14 +414,14 @@ private Q_SLOTS:
             return Bytes({9, 6});
         });
         bench.Program("CBMIC1", file + end);
-        QTRY_VERIFY(Question());
-        QCOMPARE(Question()->text(), QStringLiteral("Confirmer chargement Flash Master."));
-        QCOMPARE(Question()->icon(), QMessageBox::Information);
+        SOON(OpenQuestion());
+        QCOMPARE(OpenQuestion()->text(), QStringLiteral("Confirmer chargement Flash Master."));
+        QCOMPARE(OpenQuestion()->icon(), QMessageBox::Information);
         QCOMPARE(bench.Text("LBtypest"), QStringLiteral("Chargement fichier"));
         QVERIFY(bench.board.Received().isEmpty());
         QVERIFY(!bench.Bar()->isVisible());
         bench.Answer(yes);
-        QVERIFY(RunUntil([&] { return bench.Idle(); }));
+        QVERIFY(Simulated().RunUntil([&] { return bench.Idle(); }));
         QCOMPARE(bench.board.Received(), Repeat(448, [&](int block) {
                      const int address = 4096 + 64 * block;
                      return Bytes({27, 47, address / 256, address % 256}) + flash.mid(address, 64);
@@ -437,7 +442,7 @@ private Q_SLOTS:
         Bench bench;
         bench.Program("CBMIC1", Record(4096, "abcd") + end);
         bench.Answer(yes);
-        QVERIFY(RunUntil([&] { return bench.Idle(); }));
+        QVERIFY(Simulated().RunUntil([&] { return bench.Idle(); }));
         QCOMPARE(bench.board.Received(), Repeat(448, [](int block) {
                      const int address = 4096 + 64 * block;
                      return Bytes({27, 47, address / 256, address % 256}) + QByteArray(64, '\xFF');
@@ -449,8 +454,8 @@ private Q_SLOTS:
         Bench bench;
         bench.Program("CBMIC1", lowBank + Record(4096, "ab"));
         bench.Answer(no);
-        QTRY_VERIFY(bench.Idle());
-        QVERIFY(bench.board.Pull().isEmpty());
+        SOON(bench.Idle());
+        QVERIFY(bench.board.Received().isEmpty());
         QVERIFY(!bench.Bar()->isVisible());
     }
 
@@ -473,9 +478,9 @@ private Q_SLOTS:
         QFETCH(QString, told);
         Bench bench;
         bench.Program("CBMIC1", content);
-        QTRY_COMPARE(bench.Text("LBtypest"), told);
-        QTRY_VERIFY(bench.Idle());
-        QVERIFY(bench.board.Pull().isEmpty());
+        SOON_EQUAL(bench.Text("LBtypest"), told);
+        SOON(bench.Idle());
+        QVERIFY(bench.board.Received().isEmpty());
         QCOMPARE(std::ranges::count(bench.window.MasterFlash, quint8(255)), 32768); // still erased
     }
 
@@ -488,11 +493,12 @@ private Q_SLOTS:
         const auto remove =
             connect(dialog, &QFileDialog::fileSelected, this, [](const QString &path) { QFile::remove(path); });
         chooseNone("CBMIC1");
-        QTRY_VERIFY(bench.Idle()); // without a message
+        SOON(bench.Idle()); // without a message
         chooseNone("CbPgmSlave");
-        QTRY_VERIFY(Question());
-        QVERIFY2(Question()->text().startsWith(QStringLiteral("Erreur de fichier : ")), qPrintable(Question()->text()));
-        QVERIFY(bench.board.Pull().isEmpty());
+        SOON(OpenQuestion());
+        QVERIFY2(OpenQuestion()->text().startsWith(QStringLiteral("Erreur de fichier : ")),
+                 qPrintable(OpenQuestion()->text()));
+        QVERIFY(bench.board.Received().isEmpty());
         disconnect(remove);
     }
 
@@ -501,11 +507,11 @@ private Q_SLOTS:
         Bench bench;
         bench.Program("CBMIC1", lowBank + Record(4096, "ab") + Record(8190, "abcd"));
         bench.Answer(yes);
-        QVERIFY(RunUntil([&] { return bench.Idle(); }));
+        QVERIFY(Simulated().RunUntil([&] { return bench.Idle(); }));
         bench.board.TakeReceived();
         bench.Program("CbPgmSlave", SlaveRecord(0, {16383, 5}));
         bench.Answer(yes);
-        QTRY_VERIFY(bench.Idle());
+        SOON(bench.Idle());
         QCOMPARE(bench.board.Received(), Reads(2) + Bytes({27, 48, 0, 1, 0, 5, 27, 46, 0, 1}));
     }
 
@@ -530,7 +536,7 @@ private Q_SLOTS:
         const auto waits = [&] {
             return bench.board.Received().contains(button == "CBMIC1" ? "\x1B\x2F" : "\x1B\x30");
         };
-        QTRY_VERIFY(waits());
+        SOON(waits());
         const QByteArray sent = bench.board.Received();
         const int selected = bench.link.EepromSel;
         for (const char *other : {"CBMIC1", "CbPgmSlave", "CBepr", "CbEEprSalave", "CBEtat", "MQuitter"}) {
@@ -547,10 +553,10 @@ private Q_SLOTS:
         QCOMPARE(dashboard.size(), 0);
         QCOMPARE(bench.link.EepromSel, selected);
         QCOMPARE(bench.link.ReconnectOnActivate, 1);
-        QCOMPARE(bench.board.Pull(), sent);
+        QCOMPARE(bench.board.Received(), sent);
         bench.holdBack = false;
         bench.board.Send(Bytes({6}));
-        QVERIFY(RunUntil([&] { return bench.Idle(); }));
+        QVERIFY(Simulated().RunUntil([&] { return bench.Idle(); }));
         bench.Button("MQuitter")->click();
         QVERIFY(!bench.window.isVisible());
         QCOMPARE(bench.link.ReconnectOnActivate, 0);
@@ -566,12 +572,11 @@ private Q_SLOTS:
     {
         QFETCH(bool, button);
         Bench bench;
-        bench.link.line.SetPatience(10);
         bench.holdBack = true;
         bench.Program("CBMIC1", lowBank);
         bench.Answer(yes);
-        QTRY_COMPARE(bench.board.Received().size(), 68);
-        QTRY_VERIFY(bench.link.line.Silence() > 40 * 10);
+        SOON_EQUAL(bench.board.Received().size(), 68);
+        Simulated().Run(10s);
         if (button)
             bench.Button("MQuitter")->click();
         else
@@ -579,38 +584,35 @@ private Q_SLOTS:
         QVERIFY(!bench.window.isVisible());
         QCOMPARE(bench.returning.size(), 1);
         QCOMPARE(bench.link.ReconnectOnActivate, button ? 0 : 1);
-        QTRY_VERIFY(Question());
-        QVERIFY(Question()->text().startsWith(QStringLiteral("La carte ne répond plus")));
+        SOON(OpenQuestion());
+        QVERIFY(OpenQuestion()->text().startsWith(QStringLiteral("La carte ne répond plus")));
         AnswerBoxes();
-        QCOMPARE(bench.link.line.Reader(), HandlerNumber(0)); // the line is everybody's again
+        SOON(bench.link.line.Idle()); // the line is everybody's again
         bench.holdBack = false;
         bench.window.Open();
         bench.Program("CBMIC1", lowBank);
         bench.Answer(yes);
-        QVERIFY(RunUntil([&] { return bench.Idle(); }));
+        QVERIFY(Simulated().RunUntil([&] { return bench.Idle(); }));
         QCOMPARE(bench.board.Received().size(), (1 + 448) * 68);
     }
 
     void ABlockIsNotOvertaken()
     {
         Bench bench;
-        bench.link.line.SetPatience(Line::usualPatience);
         bench.holdBack = true;
         bench.Program("CBMIC1", lowBank);
         bench.Answer(yes);
-        QTRY_COMPARE(bench.board.Received().size(), 68);
+        SOON_EQUAL(bench.board.Received().size(), 68);
         bench.runner.Start([](Codebas *link) -> Task<void> {
             Task<QByteArray> exchange = link->Exchange(Request(41), Reply::Framed(3));
             co_await exchange;
         }(&bench.link));
-        QElapsedTimer silence;
-        silence.start();
-        QTRY_VERIFY(silence.elapsed() > 2 * Line::usualPatience);
+        Simulated().Run(20s);
         QCOMPARE(bench.board.Received().size(), 68);
         bench.holdBack = false;
         bench.board.Send(Bytes({6}));
-        QTRY_VERIFY(bench.runner.Idle());
-        QVERIFY(RunUntil([&] { return bench.Idle(); }));
+        SOON(bench.runner.Idle());
+        QVERIFY(Simulated().RunUntil([&] { return bench.Idle(); }));
         QCOMPARE(bench.board.Received().size(), 448 * 68 + 2);
     }
 
@@ -620,9 +622,9 @@ private Q_SLOTS:
         bench.holdBack = true;
         bench.Program("CBMIC1", lowBank);
         bench.Answer(yes);
-        QTRY_COMPARE(bench.board.Received().size(), 68);
-        bench.link.ClosePort();
-        QTRY_VERIFY(Question()); // says that the port is closed
+        SOON_EQUAL(bench.board.Received().size(), 68);
+        bench.ClosePort();
+        SOON(OpenQuestion()); // says that the port is closed
         QVERIFY(!bench.Bar()->isVisible());
         AnswerBoxes();
         bench.window.close();

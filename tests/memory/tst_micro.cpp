@@ -16,7 +16,7 @@ struct Bench : LinkFixture
 
     QPushButton *Button(const char *name) { return window.findChild<QPushButton *>(QLatin1String(name)); }
 
-    Micro window{link};
+    Kept<Micro> window{link};
     QSignalSpy opened{&window, &Micro::Opened};
     QSignalSpy returning{&window, &Window::Returning};
     QSignalSpy dashboard{&window, &Micro::DashboardWanted};
@@ -104,7 +104,7 @@ private Q_SLOTS:
         QVERIFY(profiles());
         QVERIFY(bench.window.isVisible());
         profiles()->close();
-        QTRY_COMPARE(QGuiApplication::focusWindow(), bench.window.windowHandle()); // in front again
+        SOON_EQUAL(QGuiApplication::focusWindow(), bench.window.windowHandle()); // in front again
     }
 
     void ReturnKeepsTheConnection()
@@ -141,7 +141,7 @@ private Q_SLOTS:
         bench.Button("CBEtat")->click();
         bench.Button("MQuitter")->click();
         bench.link.SendByte(7); // comes after all that the window may have sent
-        QTRY_COMPARE(bench.board.Received(), Bytes({7}));
+        SOON_EQUAL(bench.board.Received(), Bytes({7}));
     }
 };
 

@@ -484,6 +484,33 @@ private Q_SLOTS:
         QVERIFY(BoxTexts().isEmpty());
     }
 
+    void TheMonitorIsNotDisturbedByTheActivationBeforeIt_data()
+    {
+        QTest::addColumn<int>("reconnectOnActivate");
+        QTest::newRow("port reopened") << 0;
+        QTest::newRow("connected anew") << 1;
+    }
+    void TheMonitorIsNotDisturbedByTheActivationBeforeIt()
+    {
+        QFETCH(int, reconnectOnActivate);
+        House house;
+        house.Load();
+        house.main.Link().ReconnectOnActivate = reconnectOnActivate;
+        house.Charge();
+        house.board.SetSilent(true);
+        House::Press(house.main.ChargeWindow(), "CBStop");
+        house.TurnAwayAndBack(); // which waits for the stop
+        house.board.SetSilent(false);
+        house.Press("CbMoni");
+        Simulated().Run(5s);
+        QVERIFY(house.main.Link().Streaming);
+        QCOMPARE(house.board.Speed(), 19200);
+        const QByteArray sent = house.board.Received();
+        QCOMPARE(sent.count(streamRequest), 1);
+        QVERIFY(!sent.mid(sent.indexOf(streamRequest)).contains(char(85)));
+        QVERIFY(BoxTexts().isEmpty());
+    }
+
     void AStopThatWasNotHeardIsToldBeforeTheSessionEnds_data()
     {
         QTest::addColumn<int>("deafMs");
@@ -632,8 +659,7 @@ private Q_SLOTS:
             house.Charge();
         else
             house.Discharge();
-        RunWindow &run =
-            charge ? static_cast<RunWindow &>(house.main.ChargeWindow()) : house.main.DischargeWindow();
+        RunWindow &run = charge ? static_cast<RunWindow &>(house.main.ChargeWindow()) : house.main.DischargeWindow();
         house.board.SetSilent(true);
         Alarm chatter([&] { // a line that is never quiet, and says nothing
             house.board.Send(Bytes({0}));

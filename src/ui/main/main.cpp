@@ -79,7 +79,10 @@ Main::Main(std::unique_ptr<Port> port)
         timer2_.SetEnabled(false);
         hide();
     });
-    connect(&monitor_, &Moni::TakingLine, this, &Main::EndGreeting);
+    connect(&monitor_, &Moni::TakingLine, this, [this] {
+        moving_.Drop(); // the monitor opens the port afresh itself
+        EndGreeting();
+    });
     connect(&tools_, &Micro::Opened, this, &QWidget::hide);
     connect(&tools_, &Micro::DashboardWanted, &dashboard_, &Window::Open);
     for (const RunWindow *window : std::initializer_list<const RunWindow *>{&chargeur_, &dechargeur_}) {

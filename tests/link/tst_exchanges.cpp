@@ -484,12 +484,30 @@ private Q_SLOTS:
         Simulated().Run(patience);
         QCOMPARE(t.board.Received(), Bytes({27, 13, 27, 12}));
         t.Ask(Request(15, 0), acknowledge, third);
-        Simulated().Run(1h); // nor is it given up for lost
+        Simulated().Run(999ms);
         QCOMPARE(t.board.Received(), Bytes({27, 13, 27, 12}));
         t.board.Send(Bytes({27, 1, 2, 0, 27, 3, 4, 0}));
         SOON_EQUAL(t.board.Received(), Bytes({27, 13, 27, 12, 27, 15, 0}));
         QCOMPARE(silent.reply, Bytes({1, 2, 0}));
         QCOMPARE(undisturbed.reply, Bytes({3, 4, 0}));
+    }
+
+    void OneThatWaitsBehindALostAnswerIsAskedAgain()
+    {
+        Talk t;
+        Result older;
+        Result undisturbed;
+        t.Ask(Request(13), channel, older);
+        t.runner.Start(AskUndisturbed(&t.link, Request(12), channel, &undisturbed));
+        Simulated().Run(patience);
+        QCOMPARE(t.Sent(), Bytes({27, 13, 27, 12}));
+        t.board.Healthy();
+        t.board.channel = {{13, 1300}, {12, 1200}};
+        t.board.Send(Bytes({27, 1200 / 256, 1200 % 256, 0})); // that to the younger one: the other was lost
+        SOON(t.runner.Idle());
+        QCOMPARE(t.Sent(), Bytes({27, 12, 27, 13}));
+        QCOMPARE(older.reply, Bytes({1300 / 256, 1300 % 256, 0}));
+        QCOMPARE(undisturbed.reply, Bytes({1200 / 256, 1200 % 256, 0}));
     }
 
     void OneThatIsNotWantedAnyMoreMayBeOvertakenAfterAll()

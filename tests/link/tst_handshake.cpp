@@ -76,7 +76,6 @@ class TestHandshake : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-
     void AHealthyBoardIsConnectedAtTheFirstAttempt()
     {
         Greeting h;

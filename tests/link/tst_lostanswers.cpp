@@ -558,13 +558,13 @@ private Q_SLOTS:
         QCOMPARE(f.link.line.Disturbances(), 0);
     }
 
-    void OneLostAcknowledgementFollowedByAReadHealsWithinAMomentAndAHalf_data()
+    void OneLostAcknowledgementFollowedByAReadHealsWithinASecondAndAHalf_data()
     {
         QTest::addColumn<bool>("awaited");
         QTest::newRow("of a write that somebody waits for") << true;
         QTest::newRow("of a write that nobody waits for") << false;
     }
-    void OneLostAcknowledgementFollowedByAReadHealsWithinAMomentAndAHalf()
+    void OneLostAcknowledgementFollowedByAReadHealsWithinASecondAndAHalf()
     {
         QFETCH(bool, awaited);
         LinkFixture f;

@@ -919,7 +919,7 @@ private Q_SLOTS:
             b.board.lines[charge] = value[0];
             return Bytes({6});
         });
-        SOON(!b.outputs.Unconfirmed());
+        SOON(!b.outputs.Unconfirmed() && b.link.line.Idle());
         QVERIFY(b.Quiet());
     }
 

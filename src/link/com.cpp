@@ -5,7 +5,7 @@
 #include <algorithm>
 
 namespace {
-constexpr auto stuck = 500ms; // what has not left after that does not leave
+constexpr auto stuck = 500ms;   // what has not left after that does not leave
 constexpr int bitsPerByte = 10; // start bit, 8 data bits, stop bit
 } // namespace
 

@@ -89,7 +89,6 @@ bool Exchanges::Grant(Asker &asker)
         com_.KeepNewest(0); // what waits is nobody's
     if (asker.holds) {
         held_ = true;
-        debts_ = 0; // who holds the line hears them out
         return true;
     }
     if (std::exchange(asker.conversation.drained, false)) {
@@ -228,6 +227,7 @@ void Exchanges::Settle()
         const bool complete = front.Complete();
         if (complete)
             owed_.pop_front();
+        answeredSince_ = true;
         if (owed_.empty())
             company_ = false;
         if (owed_.empty() && !waiting_.empty())

@@ -49,14 +49,14 @@ public:
     Exchanges(Com &com, Session &session);
 
     /// What a handler asks for: one request after the other, with nobody's in between. `next` gives request number 0,
-    /// 1, ... when it may go out, and nothing once there are no more, or when they are called off. They begin again at 0
-    /// when an answer was lost or damaged.
+    /// 1, ... when it may go out, and nothing once there are no more, or when they are called off. They begin again at
+    /// 0 when an answer was lost or damaged.
     struct Conversation
     {
         std::function<std::optional<Question>(int number)> next;
         Overtaking overtaking = Overtaking::Allowed;
         std::function<bool()> wanted = {}; ///< while it says no, Overtaking::Refused does not count
-        bool drained = false; ///< begins on a line that was quiet for a moment
+        bool drained = false;              ///< begins on a line that was quiet for a moment
     };
 
 private:
@@ -168,8 +168,8 @@ public:
     bool IsWanted() const { return !waiting_.empty(); }
     bool IsHeld() const { return held_; }
 
-    /// Sends a request whose answer nobody waits for, at once, whoever has the line; its answer is kept apart from those
-    /// of others. `done` is told whether it has come undisturbed. Nothing is sent while the line cannot be used.
+    /// Sends a request whose answer nobody waits for, at once, whoever has the line; its answer is kept apart from
+    /// those of others. `done` is told whether it has come undisturbed. Nothing is sent while the line cannot be used.
     void SendUnanswered(const QByteArray &request, Reply reply, std::function<void(bool answered)> done = {});
 
     /// A usable line takes requests; a lost one keeps everybody waiting; a closed one refuses them with PortClosed.
@@ -185,6 +185,9 @@ public:
 
     /// All that is owed is void and asked again, after what may still come has gone by.
     void AskAgain();
+
+    /// Who holds the line has heard out all that may still have been on its way.
+    void HeardOut() { debts_ = 0; }
 
     /// Something that was wanted may not be any more.
     void Reconsider() { Arm(); }
@@ -267,7 +270,7 @@ private:
     bool company_ = false;   ///< some request was sent while another answer was owed
     bool draining_ = false;
     bool answerDue_ = false; ///< to what was owed when the port was closed or lost
-    int debts_ = 0; ///< answers that were given up and may still come, behind that of what was asked again
+    int debts_ = 0;          ///< answers that were given up and may still come, behind that of what was asked again
     Clock::Duration oldestDebt_{}; ///< when the first of these was asked for
     bool answeredSince_ = false;
     bool deciding_ = false;

@@ -194,6 +194,7 @@ int Handshake::TakeBurst()
 /// What is still on its way when the board has answered must not be taken for the answer to what follows.
 Task<void> Handshake::AwaitQuiet()
 {
+    link_.line.HeardOut();
     link_.com.KeepNewest(0);
     if (unanswered_ == 0)
         co_return;
@@ -256,7 +257,6 @@ Task<void> Handshake::LoadEeproms()
         Task<QByteArray> exchange = link_.Exchange(
             Request(master ? command::ReadMasterEeprom : command::ReadSlaveEeprom, address), Reply::Framed(1));
         const QByteArray reply = co_await exchange;
-        (master ? link_.MasterEeprom : link_.SlaveEeprom)[static_cast<size_t>(address)] =
-            static_cast<quint8>(reply[0]);
+        (master ? link_.MasterEeprom : link_.SlaveEeprom)[static_cast<size_t>(address)] = static_cast<quint8>(reply[0]);
     }
 }

@@ -18,8 +18,8 @@ public:
     /// `timer1` and `timer2` are the main window's: the first paces the attempts, the second limits the wait of one.
     Handshake(Codebas &link, Timer &timer1, Timer &timer2);
 
-    /// Opens the port if need be and connects; without end while the board does not answer. When somebody else wants the
-    /// line, a greeting that has heard nothing for a second begins again behind him. Throws PortError.
+    /// Opens the port if need be and connects; without end while the board does not answer. When somebody else wants
+    /// the line, a greeting that has heard nothing for a second begins again behind him. Throws PortError.
     Task<void> ConnectBoard();
 
 Q_SIGNALS:

@@ -213,8 +213,8 @@ Task<void> Outputs::SendEnd(EndingPtr ending)
     news_.Wake();
 }
 
-/// An end that does not get on is sent without waiting any more: as it is when the line is doubtful or kept by somebody,
-/// all of it once more when its own answer was lost.
+/// An end that does not get on is sent without waiting any more: as it is when the line is doubtful or kept by
+/// somebody, all of it once more when its own answer was lost.
 void Outputs::Look(const EndingPtr &ending)
 {
     if (!line_.IsUsable())
@@ -323,6 +323,7 @@ void Outputs::QueueIsSilent()
 {
     if (queueEnds_)
         Want(queueEnds_);
+    ++queueBegun_;
     NextQueued();
 }
 
@@ -357,12 +358,13 @@ Task<void> Outputs::SendQueued(Queued queued, int number)
     }
     if (queued.done)
         queued.done();
+    if (number != queueBegun_)
+        co_return; // the queue has gone on without this answer, and an end is wanted
     if (queued.ends && queued.disturbances != line_.Disturbances())
         Want(queued.run);
     else if (queued.ends)
         EndedWell(queued.run);
-    if (number == queueBegun_)
-        NextQueued();
+    NextQueued();
 }
 
 /// Somebody takes the line: what is left goes out now.
@@ -378,6 +380,7 @@ void Outputs::FlushQueue()
         if (queued.ends)
             Want(queued.run);
     }
+    ++queueBegun_;
     NextQueued();
 }
 

@@ -56,8 +56,8 @@ public:
     Task<void> Send(RunPtr run, quint8 reg, quint8 value, std::function<bool()> wanted = {});
 
     /// Ends a run with these writes, each with its acknowledgement; goes on when the board was told. When the line is
-    /// kept by others or an answer is missing, what is left goes out at once, unanswered. On a closed port the end stays
-    /// wanted, and PortClosed is thrown.
+    /// kept by others or an answer is missing, what is left goes out at once, unanswered. On a closed port the end
+    /// stays wanted, and PortClosed is thrown.
     Task<void> End(RunPtr run, Writes writes);
 
     /// The same at once, without a wait for anything.
@@ -85,7 +85,8 @@ public:
     /// sent unanswered. For whoever takes the line or closes the port.
     Task<void> Settled();
 
-    /// The same for whoever ends the session: waits also, for some seconds, until what is unconfirmed is known to be off.
+    /// The same for whoever ends the session: waits also, for some seconds, until what is unconfirmed is known to be
+    /// off.
     Task<void> Confirmed();
 
 Q_SIGNALS:
@@ -142,7 +143,7 @@ private:
     bool queueBusy_ = false;
     int queueBegun_ = 0;
     std::map<quint8, int> newestQueued_; ///< by register, which of the writes that were begun is the newest
-    RunPtr queueEnds_; ///< the run whose end the write under way completes
+    RunPtr queueEnds_;                   ///< the run whose end the write under way completes
     bool confirming_ = false;
     int tries_ = 0; ///< of telling a board that says nothing
     Flag news_;

@@ -11,23 +11,21 @@ constexpr quint8 startDischargeSetting = 35;
 } // namespace
 
 Chargeur::Chargeur(Codebas &link)
-    : RunWindow(QStringLiteral("Chargeur"), link,
-                {RunLog::chargePrefix,
-                 RunLog::chargeHeader,
-                 QStringLiteral("CHARGE"),
-                 {{command::GroundBattery, 0},
-                  {command::CutDischarge, 0},
-                  {command::CutPower, 1},
-                  {command::CutCharge, 1},
-                  {command::DischargeSetting, startDischargeSetting}},
-                 {{command::CutPower, 0}, {command::CutCharge, 0}},
-                 {{command::CutCharge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
-                 // The battery is measured over the discharge path, in a step that may be stopped right then.
-                 {{command::CutCharge, 0},
-                  {command::CutPower, 0},
-                  {command::GroundBattery, 1},
-                  {command::CutDischarge, 0}}},
-                settleMs)
+    : RunWindow(
+          QStringLiteral("Chargeur"), link,
+          {RunLog::chargePrefix,
+           RunLog::chargeHeader,
+           QStringLiteral("CHARGE"),
+           {{command::GroundBattery, 0},
+            {command::CutDischarge, 0},
+            {command::CutPower, 1},
+            {command::CutCharge, 1},
+            {command::DischargeSetting, startDischargeSetting}},
+           {{command::CutPower, 0}, {command::CutCharge, 0}},
+           {{command::CutCharge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
+           // The battery is measured over the discharge path, in a step that may be stopped right then.
+           {{command::CutCharge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}, {command::CutDischarge, 0}}},
+          settleMs)
 {
     ui_.setupUi(this);
     SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,

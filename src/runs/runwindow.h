@@ -147,8 +147,8 @@ protected:
     void AddCapacity(Run &run);
     double MilliampereHours(const Run &run) const;
 
-    /// What this window has switched on last, and which may be on still, whatever has become of the run; made when it is
-    /// first asked for.
+    /// What this window has switched on last, and which may be on still, whatever has become of the run; made when it
+    /// is first asked for.
     const Outputs::RunPtr &Switched();
 
     Codebas &link_;

@@ -13,8 +13,8 @@
 #include <cstdio>
 
 namespace {
-constexpr int bySignal = 128;  // as a shell reports a program that a signal ended: this and its number
-constexpr auto answer = 2s;     // how long the board may take to answer "Arret"
+constexpr int bySignal = 128; // as a shell reports a program that a signal ended: this and its number
+constexpr auto answer = 2s;   // how long the board may take to answer "Arret"
 } // namespace
 
 Unattended::Unattended(Window &window)

@@ -4,7 +4,6 @@
 #include "base/interrupt.h"
 #include "base/window.h"
 
-
 /// "--run": works a window's controls as a user would, prints the progress on standard output and ends the program:
 /// status 0 when the run has ended by its rule, 1 after an error, 128 and the number of the signal after one that asks
 /// the program to end, which presses "Arret" first.

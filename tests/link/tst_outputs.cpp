@@ -239,7 +239,7 @@ private Q_SLOTS:
         const auto heardAgain = watch.Elapsed();
         SOON(!b.board.ChargeOn());
         const auto off = watch.Elapsed() - heardAgain;
-        QVERIFY2(off <= (deaf < 10000 ? 1100ms : 5100ms), qPrintable(QString::number(off / 1ms)));
+        QVERIFY2(off <= (deaf < 10000 ? 1200ms : 5200ms), qPrintable(QString::number(off / 1ms)));
         SOON(b.told && !b.outputs.Unconfirmed());
         QVERIFY2(watch.Elapsed() - heardAgain <= 8s, qPrintable(QString::number((watch.Elapsed() - heardAgain) / 1ms)));
         QCOMPARE(b.changes.first(), true);

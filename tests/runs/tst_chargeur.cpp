@@ -557,7 +557,7 @@ private Q_SLOTS:
         QSignalSpy recorded(&bench.window, &RunWindow::Recorded);
         const auto *indicator = bench.window.findChild<QCheckBox *>(QStringLiteral("Check1"));
         bench.Start();
-        bench.board.minutes = 10;                                // late enough for a suspicion
+        bench.board.minutes = 10;                                                     // late enough for a suspicion
         QVERIFY(Simulated().RunUntil([&] { return recorded.size() >= 400; }, 10min)); // eight flat blocks: Int(20 / 8)
         bench.board.channel[13] = 602;                                                // a rise of up to 100 a block
         SOON_EQUAL(indicator->checkState(), Qt::PartiallyChecked);

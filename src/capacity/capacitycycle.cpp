@@ -5,6 +5,7 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "link/measurement.h"
+#include "link/quantity.h"
 #include "mescapa.h"
 
 #include <algorithm>
@@ -276,30 +277,19 @@ Task<void> MesCapa::UpdateReadings(RunPtr run, Refresh mode)
         fields[i]->setText(ClockText(static_cast<quint8>(time[i])));
 
     const int supply = co_await ReadCount(run, command::SupplyVoltage);
-    ui_.LbCadAlim->setText(number::Str(supply));
-    if (SupplyCalibrated(link_))
-        ui_.LbVAlim->setText(number::Str(CadSupplyVolts(link_, supply)) + u'V');
+    Quantity::supply.Show(link_, supply, ui_.LbCadAlim, ui_.LbVAlim);
     const int doubler = co_await ReadCount(run, command::DoublerVoltage);
-    ui_.LbCadDbl->setText(number::Str(doubler));
-    if (DoublerCalibrated(link_))
-        ui_.LbVDbl->setText(number::Str(CadDoublerVolts(link_, doubler)) + u'V');
+    Quantity::doubler.Show(link_, doubler, ui_.LbCadDbl, ui_.LbVDbl);
     const int temperature = co_await ReadCount(run, command::SystemTemperature);
     ShowTemperature(temperature);
 
     const int chargeCount = co_await ReadCount(run, command::ChargeCurrent);
-    ui_.LCadIchrg->setText(number::Str(chargeCount));
-    if (ChargeCurrentCalibrated(link_)) {
-        now_.ICharge = CadChargeAmps(link_, chargeCount);
-        ui_.LbIchrg->setText(number::Str(now_.ICharge) + u'A');
-    }
+    now_.ICharge = Quantity::chargeCurrent.Show(link_, chargeCount, ui_.LCadIchrg, ui_.LbIchrg).value_or(now_.ICharge);
     if (now_.Phase == 1)
         now_.TotalCharge += (mode == InPreparation ? rampFactor : tickSeconds) * now_.ICharge;
     const int dischargeCount = co_await ReadCount(run, command::DischargeCurrent);
-    ui_.LbCadIDech->setText(number::Str(dischargeCount));
-    if (DischargeCurrentCalibrated(link_)) {
-        now_.IDischarge = CadDischargeAmps(link_, dischargeCount);
-        ui_.LbIDech->setText(number::Str(now_.IDischarge) + u'A');
-    }
+    now_.IDischarge =
+        Quantity::dischargeCurrent.Show(link_, dischargeCount, ui_.LbCadIDech, ui_.LbIDech).value_or(now_.IDischarge);
     if (now_.Phase == 2)
         now_.TotalDischarge += tickSeconds * now_.IDischarge;
 
@@ -316,11 +306,7 @@ Task<void> MesCapa::UpdateReadings(RunPtr run, Refresh mode)
 
 void MesCapa::ShowTemperature(int count)
 {
-    ui_.LbCadTemp->setText(number::Str(count));
-    if (!TemperatureCalibrated(link_))
-        return;
-    now_.Temperature = CadTemperature(link_, count);
-    ui_.LbTemp->setText(number::Str(now_.Temperature));
+    now_.Temperature = Quantity::temperature.Show(link_, count, ui_.LbCadTemp, ui_.LbTemp).value_or(now_.Temperature);
 }
 
 /// The fan, and above 90 degrees a hold until the board has cooled down. The outputs are idle meanwhile: whoever calls

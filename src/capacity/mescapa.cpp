@@ -191,8 +191,8 @@ Task<void> MesCapa::CbRetour_Click()
     }
     leaving_ = true;
     EndRun();
-    for (int &move : sliderMoves_)
-        ++move; // a move that still waits for the line is void
+    for (Newest &moves : sliderMoves_)
+        moves.Next(); // a move that still waits for the line is void
     std::optional<PortClosed> closed;
     try {
         co_await SwitchOff(backWrites);
@@ -274,9 +274,8 @@ Task<void> MesCapa::SendSetting(int slider, quint8 reg, int value)
 {
     if (leaving_)
         co_return;
-    const int move = ++sliderMoves_[slider];
+    const Wanted wanted = sliderMoves_[slider].Next();
     // While the line is busy moves pile up, and the last one goes first: those before it are void then.
-    const Wanted wanted = [this, slider, move] { return move == sliderMoves_[slider]; };
     Task<void> exchange = WriteRegister(link_, reg, static_cast<quint8>(value), wanted);
     co_await exchange;
     if (!wanted())

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/flag.h"
+#include "base/newest.h"
 #include "base/timer.h"
 #include "base/window.h"
 #include "capacityfile.h"
@@ -143,7 +144,7 @@ private:
     bool ReadingsDue_ = false;
     bool FanOn_ = false;
     quint8 settings_[2] = {}; ///< last values of SlIChrg and SlIDech that the board has got
-    int sliderMoves_[2] = {};
+    Newest sliderMoves_[2];
     int stopping_ = 0; ///< handlers that are switching the outputs off
     Flag stopNews_;
     Alarm stopPatience_{[this] { stopNews_.Wake(); }};

@@ -394,29 +394,28 @@ Task<int> FEtat::ReadCount(quint8 channel, QLabel *rawLabel)
 
 Task<void> FEtat::ReadAnalogue()
 {
-    const QString volts = QStringLiteral("V");
-    const QString amperes = QStringLiteral("A");
-    int count = co_await ReadCount(command::SystemTemperature, ui_.LbTempcad);
-    if (measurement::TemperatureCalibrated(link_))
-        ShowValue(ui_.LbTemp, measurement::CadTemperature(link_, count));
-    count = co_await ReadCount(command::SupplyVoltage, ui_.LbValimcad);
-    if (measurement::SupplyCalibrated(link_))
-        ShowValue(ui_.LBValim, measurement::CadSupplyVolts(link_, count), volts);
-    count = co_await ReadCount(command::DoublerVoltage, ui_.LBVdblCad);
-    if (measurement::DoublerCalibrated(link_))
-        ShowValue(ui_.LBVdbl, measurement::CadDoublerVolts(link_, count), volts);
-    count = co_await ReadCount(command::InverterState, ui_.LBInvCad);
+    Task<void> temperature = ReadQuantity(Quantity::temperature, ui_.LbTempcad, ui_.LbTemp);
+    co_await temperature;
+    Task<void> supply = ReadQuantity(Quantity::supply, ui_.LbValimcad, ui_.LBValim);
+    co_await supply;
+    Task<void> doubler = ReadQuantity(Quantity::doubler, ui_.LBVdblCad, ui_.LBVdbl);
+    co_await doubler;
+    int count = co_await ReadCount(command::InverterState, ui_.LBInvCad);
     ui_.LBVinv->setText(count < 100 ? QStringLiteral("inv") : QStringLiteral("norm"));
     co_await ReadCount(command::BatteryTemperature, ui_.LBTembatCad);
-    count = co_await ReadCount(command::ChargeCurrent, ui_.LbIchargCad);
-    if (measurement::ChargeCurrentCalibrated(link_))
-        ShowValue(ui_.Icharg, measurement::CadChargeAmps(link_, count), amperes);
-    count = co_await ReadCount(command::DischargeCurrent, ui_.LbIdechCad);
-    if (measurement::DischargeCurrentCalibrated(link_))
-        ShowValue(ui_.LbIDech, measurement::CadDischargeAmps(link_, count), amperes);
+    Task<void> charge = ReadQuantity(Quantity::chargeCurrent, ui_.LbIchargCad, ui_.Icharg);
+    co_await charge;
+    Task<void> discharge = ReadQuantity(Quantity::dischargeCurrent, ui_.LbIdechCad, ui_.LbIDech);
+    co_await discharge;
     co_await ReadCount(command::DeltaVoltage, ui_.LbVdeltaCad);
     count = co_await ReadCount(command::BatteryVoltage, ui_.LbVbatinCad);
-    ShowValue(ui_.LbVbatin, measurement::CadBatteryVolts(link_, count), volts);
+    ui_.LbVbatin->setText(number::Str(measurement::CadBatteryVolts(link_, count)) + u'V');
+}
+
+Task<void> FEtat::ReadQuantity(const Quantity &quantity, QLabel *rawLabel, QLabel *valueLabel)
+{
+    const int count = co_await ReadCount(quantity.channel, rawLabel);
+    quantity.Show(link_, count, rawLabel, valueLabel);
 }
 
 Task<quint8> FEtat::ReadPort(quint8 command, bool clearFirst)

@@ -6,6 +6,7 @@
 #include "base/timer.h"
 #include "base/window.h"
 #include "link/codebas.h"
+#include "link/quantity.h"
 #include "ui_fetat.h"
 
 /// The dashboard: shows the board's readings, ports and clock, and drives each of its outputs by hand.
@@ -89,6 +90,7 @@ private:
 
     Task<int> ReadCount(quint8 channel, QLabel *rawLabel);
     Task<quint8> ReadPort(quint8 command, bool clearFirst = true);
+    Task<void> ReadQuantity(const Quantity &quantity, QLabel *rawLabel, QLabel *valueLabel);
     Task<void> ReadAnalogue();
     Task<void> ReadStates();
     Task<void> ReadClock();

@@ -91,7 +91,7 @@ std::optional<quint8> Entered(const QLineEdit *box)
 class EEprom::Hold
 {
 public:
-    Hold(EEprom &window, Transfer transfer) : window_(window), opening_(window.opening_)
+    Hold(EEprom &window, Transfer transfer) : window_(window), lasts_(window.opening_.Lasts())
     {
         window_.transfer_ = transfer;
         window_.ui_.Bar->setValue(0);
@@ -103,7 +103,7 @@ public:
     Hold &operator=(const Hold &) = delete;
     ~Hold()
     {
-        if (opening_ != window_.opening_)
+        if (!lasts_())
             return;
         window_.transfer_ = Transfer::None;
         window_.ui_.Bar->hide();
@@ -112,7 +112,7 @@ public:
 
 private:
     EEprom &window_;
-    int opening_;
+    std::function<bool()> lasts_;
 };
 
 EEprom::EEprom(Codebas &link) : Window(QStringLiteral("EEprom")), link_(link)
@@ -172,7 +172,7 @@ void EEprom::Load()
     Centre();
     CurRow = 0;
     whole_ = false;
-    ++opening_;
+    opening_.Begin();
     ui_.Bar->hide();
     for (int cell = 0; cell < esvfile::imageSize; ++cell)
         ui_.table->item(cell / rowLength, cell % rowLength)->setText({});
@@ -209,7 +209,7 @@ void EEprom::closeEvent(QCloseEvent *event)
 /// A transfer ends with the exchange that is under way, whose reply is still taken off the line.
 void EEprom::Leave()
 {
-    ++opening_;
+    opening_.End();
     transfer_ = Transfer::None;
     if (commonDialog1_)
         commonDialog1_->reject();
@@ -217,7 +217,7 @@ void EEprom::Leave()
 
 std::function<bool()> EEprom::StillOpen() const
 {
-    return [this, opening = opening_] { return opening == opening_; };
+    return opening_.Lasts();
 }
 
 /// Whether a transfer or the file dialog keeps the window from doing anything else; tells the user so.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/activation.h"
+#include "base/opening.h"
 #include "base/window.h"
 #include "link/codebas.h"
 #include "ui_eeprom.h"
@@ -75,6 +76,6 @@ private:
     Activation activation_{this};
     int side_ = 0;       ///< EepromSel when the window was opened
     bool whole_ = false; ///< the images were read to their ends, or the selected one comes from a whole file
-    int opening_ = 0;    ///< counts openings and closings: what belongs to another one is void
+    Opening opening_;
     Transfer transfer_ = Transfer::None;
 };

@@ -69,7 +69,7 @@ void Highlight(QGroupBox *frame, bool on)
 class Exteepr::Transfer
 {
 public:
-    Transfer(Exteepr &window, const QString &what) : window_(window), opening_(window.opening_)
+    Transfer(Exteepr &window, const QString &what) : window_(window), lasts_(window.opening_.Lasts())
     {
         window_.SetTransferring(true);
         window_.ui_.statusbar->showMessage(what);
@@ -78,7 +78,7 @@ public:
     Transfer &operator=(const Transfer &) = delete;
     ~Transfer()
     {
-        if (opening_ != window_.opening_)
+        if (!lasts_())
             return;
         window_.SetTransferring(false);
         window_.ui_.statusbar->clearMessage();
@@ -86,7 +86,7 @@ public:
 
 private:
     Exteepr &window_;
-    int opening_;
+    std::function<bool()> lasts_;
 };
 
 Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
@@ -140,7 +140,7 @@ Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
 void Exteepr::Load()
 {
     dialog_ = dialogs::CommonDialog(this);
-    ++opening_;
+    opening_.Begin();
     ProfileTable = Profiles();
     ImageTable = Image();
     Eeprom1Loaded = Eeprom2Loaded = false;
@@ -161,7 +161,7 @@ void Exteepr::Load()
 
 void Exteepr::closeEvent(QCloseEvent *event)
 {
-    ++opening_; // an exchange under way still gets its reply, and no other one begins
+    opening_.End(); // an exchange under way still gets its reply, and no other one begins
     if (dialog_)
         dialog_->reject();
     const bool cutShort = std::exchange(writing_, false);
@@ -183,12 +183,6 @@ bool Exteepr::eventFilter(QObject *watched, QEvent *event)
         ui_.Text1->setText(name);
     }
     return Window::eventFilter(watched, event);
-}
-
-void Exteepr::Failed(const Error &error)
-{
-    if (!dynamic_cast<const WindowClosed *>(&error))
-        Window::Failed(error);
 }
 
 // ---- the EEPROMs
@@ -244,12 +238,11 @@ Task<void> Exteepr::Option2_Click()
 /// One exchange of a transfer, which goes no further once the window is closed.
 Task<QByteArray> Exteepr::Converse(QByteArray request, Reply reply)
 {
-    const int opening = opening_;
-    const std::function<bool()> wanted = [this, opening] { return opening == opening_; };
+    const std::function<bool()> wanted = opening_.Lasts();
     Task<QByteArray> exchange = link_.Exchange(request, reply, wanted);
     const QByteArray answer = co_await exchange;
-    if (opening != opening_)
-        throw WindowClosed();
+    if (!wanted())
+        throw Opening::Over();
     co_return answer;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/opening.h"
 #include "base/window.h"
 #include "eepromtable.h"
 #include "link/codebas.h"
@@ -29,18 +30,11 @@ public:
 
 protected:
     void Load() override;
-    void Failed(const Error &error) override;
     void closeEvent(QCloseEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     class Transfer;
-    /// Thrown where a transfer goes on whose window was closed.
-    struct WindowClosed : Error
-    {
-        WindowClosed() : Error({}) {}
-    };
-
     void Option_Click(int eeprom);
     Task<void> Option1_Click();
     Task<void> Option2_Click();
@@ -78,5 +72,5 @@ private:
     QPointer<QWidget> focus_;       ///< had the focus when the transfer began
     bool transferring_ = false;
     bool writing_ = false; ///< what is transferred goes to the board
-    int opening_ = 0;      ///< counts openings and closings: what belongs to another one is void
+    Opening opening_;
 };

@@ -82,14 +82,13 @@ Task<void> Chargeur::Stop_Click()
 
 Task<void> Chargeur::Slider1_Change(int value)
 {
-    const int move = ++sliderMoves_[0];
+    const Wanted wanted = sliderMoves_[0].Next();
     const int scale = link_.SlaveEeprom[4];
     if (scale != 0)
         ui_.Label12->setText(QStringLiteral("COURANT DE CHARGE =") + number::Str(CurrentSettingAmps(value, scale)) +
                              QStringLiteral(" A"));
     ResetPeak();
     // While the line is busy moves pile up, and the last one goes first: those before it are void then.
-    const Wanted wanted = [this, move] { return move == sliderMoves_[0]; };
     co_await WriteRegister(link_, command::ChargeSetting, static_cast<quint8>(value), wanted);
     ResetPeak();
 }
@@ -104,8 +103,7 @@ Task<void> Chargeur::Slider2_Change(int value)
 {
     if (!StopMode_)
         co_return;
-    const int move = ++sliderMoves_[1];
-    const Wanted wanted = [this, move] { return move == sliderMoves_[1]; };
+    const Wanted wanted = sliderMoves_[1].Next();
     co_await WriteRegister(link_, command::DeltaOffset, static_cast<quint8>(value), wanted);
     if (!wanted())
         co_return;
@@ -117,8 +115,7 @@ Task<void> Chargeur::Slider3_Change(int value)
 {
     if (!StopMode_)
         co_return;
-    const int move = ++sliderMoves_[2];
-    const Wanted wanted = [this, move] { return move == sliderMoves_[2]; };
+    const Wanted wanted = sliderMoves_[2].Next();
     co_await WriteRegister(link_, command::DeltaGain, static_cast<quint8>(value), wanted);
     if (wanted())
         co_await StopModeStep();
@@ -144,12 +141,7 @@ Task<bool> Chargeur::Step(RunPtr run)
     co_await ReadElapsed(run);
     co_await ReadSupplies();
 
-    read_.currentCount = co_await ReadChannel(link_, command::ChargeCurrent);
-    ui_.Label10->setText(number::Str(read_.currentCount));
-    if (ChargeCurrentCalibrated(link_)) {
-        read_.amps = CadChargeAmps(link_, read_.currentCount);
-        ui_.Label11->setText(number::Str(read_.amps) + u'A');
-    }
+    co_await ReadCurrent(Quantity::chargeCurrent, ui_.Label10, ui_.Label11);
     AddCapacity(charge);
 
     co_await MeasureBattery(run, charge.RestMode);

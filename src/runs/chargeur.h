@@ -1,6 +1,7 @@
 #pragma once
 
 #include "base/flag.h"
+#include "base/newest.h"
 #include "chargerules.h"
 #include "runwindow.h"
 #include "ui_chargeur.h"
@@ -51,5 +52,5 @@ private:
     Ui::Chargeur ui_;
     Flag settleDone_;
     bool StopMode_ = true; ///< from an opening or "Arret" to the next start: the trims may be moved
-    int sliderMoves_[3] = {};
+    Newest sliderMoves_[3];
 };

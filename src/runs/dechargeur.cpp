@@ -59,12 +59,11 @@ void Dechargeur::Leave(bool)
 
 Task<void> Dechargeur::Slider1_Change(int value)
 {
-    const int move = ++sliderMoves_;
+    const Wanted wanted = sliderMoves_.Next();
     const int scale = link_.SlaveEeprom[5];
     if (scale != 0)
         ui_.Label12->setText(QStringLiteral("COURANT DE DECHARGE =") + number::Str(CurrentSettingAmps(value, scale)) +
                              QStringLiteral(" A"));
-    const Wanted wanted = [this, move] { return move == sliderMoves_; };
     co_await WriteRegister(link_, command::DischargeSetting, static_cast<quint8>(value), wanted);
 }
 
@@ -74,12 +73,7 @@ Task<bool> Dechargeur::Step(RunPtr run)
     co_await ReadElapsed(run);
     co_await ReadSupplies();
 
-    read_.currentCount = co_await ReadChannel(link_, command::DischargeCurrent);
-    ui_.Label10->setText(number::Str(read_.currentCount));
-    if (DischargeCurrentCalibrated(link_)) {
-        read_.amps = CadDischargeAmps(link_, read_.currentCount);
-        ui_.Label11->setText(number::Str(read_.amps) + u'A');
-    }
+    co_await ReadCurrent(Quantity::dischargeCurrent, ui_.Label10, ui_.Label11);
     AddCapacity(discharge);
 
     co_await WriteOf(run, command::CutDischarge, 0);

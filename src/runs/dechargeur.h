@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/newest.h"
 #include "runwindow.h"
 #include "ui_dechargeur.h"
 
@@ -31,5 +32,5 @@ private:
     Task<void> Slider1_Change(int value);
 
     Ui::Dechargeur ui_;
-    int sliderMoves_ = 0;
+    Newest sliderMoves_;
 };

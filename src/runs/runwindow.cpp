@@ -278,24 +278,28 @@ Task<void> RunWindow::ReadElapsed(RunPtr run)
 
 Task<void> RunWindow::ReadSupplies()
 {
-    read_.supplyCount = co_await ReadChannel(link_, command::SupplyVoltage);
-    panel_.supplyCount->setText(number::Str(read_.supplyCount));
-    if (SupplyCalibrated(link_)) {
-        read_.supplyVolts = CadSupplyVolts(link_, read_.supplyCount);
-        panel_.supplyVolts->setText(number::Str(read_.supplyVolts) + u'V');
+    const struct
+    {
+        const Quantity &quantity;
+        int &count;
+        double &value;
+        QLabel *countLabel, *valueLabel;
+    } readings[] = {
+        {Quantity::supply, read_.supplyCount, read_.supplyVolts, panel_.supplyCount, panel_.supplyVolts},
+        {Quantity::doubler, read_.doublerCount, read_.doublerVolts, panel_.doublerCount, panel_.doublerVolts},
+        {Quantity::temperature, read_.temperatureCount, read_.temperature, panel_.temperatureCount, panel_.temperature},
+    };
+    for (const auto &reading : readings) {
+        reading.count = co_await ReadChannel(link_, reading.quantity.channel);
+        reading.value =
+            reading.quantity.Show(link_, reading.count, reading.countLabel, reading.valueLabel).value_or(reading.value);
     }
-    read_.doublerCount = co_await ReadChannel(link_, command::DoublerVoltage);
-    panel_.doublerCount->setText(number::Str(read_.doublerCount));
-    if (DoublerCalibrated(link_)) {
-        read_.doublerVolts = CadDoublerVolts(link_, read_.doublerCount);
-        panel_.doublerVolts->setText(number::Str(read_.doublerVolts) + u'V');
-    }
-    read_.temperatureCount = co_await ReadChannel(link_, command::SystemTemperature);
-    panel_.temperatureCount->setText(number::Str(read_.temperatureCount));
-    if (TemperatureCalibrated(link_)) {
-        read_.temperature = CadTemperature(link_, read_.temperatureCount);
-        panel_.temperature->setText(number::Str(read_.temperature));
-    }
+}
+
+Task<void> RunWindow::ReadCurrent(const Quantity &quantity, QLabel *countLabel, QLabel *valueLabel)
+{
+    read_.currentCount = co_await ReadChannel(link_, quantity.channel);
+    read_.amps = quantity.Show(link_, read_.currentCount, countLabel, valueLabel).value_or(read_.amps);
 }
 
 void RunWindow::AddCapacity(Run &run)

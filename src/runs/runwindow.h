@@ -6,6 +6,7 @@
 #include "base/timer.h"
 #include "base/window.h"
 #include "link/codebas.h"
+#include "link/quantity.h"
 #include "runlog.h"
 #include "watch.h"
 
@@ -143,6 +144,8 @@ protected:
     Task<void> ReadElapsed(RunPtr run);
     /// Reads and shows supply, doubler and temperature.
     Task<void> ReadSupplies();
+    /// Reads and shows the current of the run.
+    Task<void> ReadCurrent(const Quantity &quantity, QLabel *countLabel, QLabel *valueLabel);
     /// Adds what has flowed since the step before, at the amperes just read, and shows the sum.
     void AddCapacity(Run &run);
     double MilliampereHours(const Run &run) const;

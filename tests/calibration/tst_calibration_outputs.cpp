@@ -224,7 +224,13 @@ private Q_SLOTS:
         bench.WindowOf(Charge)->close();
         monitor.Open();
         SOON(bench.link.Streaming);
-        QCOMPARE(bench.board.TakeReceived(), chargeLeaving + Bytes({27, 3}));
+        const QByteArray sent = bench.board.TakeReceived();
+        if (deaf) { // told again for some seconds, and not once the board was told to stream
+            QVERIFY(sent.startsWith(chargeLeaving));
+            QVERIFY(sent.endsWith(Bytes({27, 3})));
+        } else {
+            QCOMPARE(sent, chargeLeaving + Bytes({27, 3}));
+        }
         Simulated().Run(10s);
         QCOMPARE(bench.board.Received(), QByteArray()); // a board that streams does not hear
         QCOMPARE(bench.InDoubt(), deaf);

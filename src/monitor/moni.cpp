@@ -106,20 +106,15 @@ Task<void> Moni::SwitchToStream()
     /// While it lives it is us who close the port.
     const struct Ours
     {
-        explicit Ours(Moni &itsWindow) : window(itsWindow) { window.switching_ = true; }
+        explicit Ours(bool &itsFlag) : flag(itsFlag) { flag = true; }
         Ours(const Ours &) = delete;
         Ours &operator=(const Ours &) = delete;
-        ~Ours()
-        {
-            window.switching_ = false;
-            window.link_.Streaming = window.hasLine_;
-        }
-        Moni &window;
-    } ours(*this);
+        ~Ours() { flag = false; }
+        bool &flag;
+    } ours(switching_);
     link_.OpenPort();
     Task<void> settled = link_.outputs.Confirmed(); // a board that streams does not hear
     co_await settled;
-    link_.Streaming = true; // nobody else is to be heard from here on
     link_.SendByte(27);
     link_.SendByte(command::EndSession);
     speedDue_ = true;

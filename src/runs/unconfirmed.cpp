@@ -17,8 +17,5 @@ void ShowUnconfirmed(Outputs &outputs, const QLabel *state)
 {
     QLabel *warning = UnconfirmedWarning(outputs, state->parentWidget());
     warning->setAlignment(Qt::AlignCenter);
-    QSizePolicy policy = warning->sizePolicy();
-    policy.setRetainSizeWhenHidden(true); // nothing moves when it appears
-    warning->setSizePolicy(policy);
     state->parentWidget()->layout()->addWidget(warning);
 }

@@ -59,11 +59,6 @@ struct CapacityBench : ProgramLink
     QColor Lamp() { return window.findChild<QLabel *>(QStringLiteral("Dspvent"))->palette().color(QPalette::Window); }
     void SetTemperature(int degrees) { board.channel[5] = 600 - degrees; }
 
-    /// Clicks the button in an event of its own once the state label shows the text.
-    void ClickAt(const QString &state, const char *button)
-    {
-        At(state, [this, button] { Button(button)->click(); });
-    }
     /// Does something once the state label shows the text, in an event of its own.
     template <class F>
     void At(const QString &state, F what)

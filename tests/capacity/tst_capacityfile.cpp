@@ -1,6 +1,7 @@
 #include "base/drive.h"
 #include "base/errors.h"
 #include "capacity/capacityfile.h"
+#include "simulation/simulatedclock.h"
 #include "support/suite.h"
 
 #include <QLocale>
@@ -34,14 +35,13 @@ private Q_SLOTS:
 
     void LiesInTheLogFolderWhichIsMade()
     {
-        const QDateTime before = QDateTime::currentDateTime();
+        const SimulatedClock clock;
         const CapacityFile file;
         const QString folder = drive::Folder(QStringLiteral("log"));
         QVERIFY(QFileInfo(folder).isDir());
         QCOMPARE(QDir::current().canonicalPath(), QFileInfo(folder).canonicalFilePath());
         const QStringList there = QDir(folder).entryList(QDir::Files);
-        QCOMPARE(there.size(), 1);
-        QVERIFY(there[0] == CapacityFile::Name(before) || there[0] == CapacityFile::Name(QDateTime::currentDateTime()));
+        QCOMPARE(there, QStringList{CapacityFile::Name(clock.LocalTime())});
         QCOMPARE(QFileInfo(file.Path()).canonicalFilePath(), QFileInfo(QDir(folder), there[0]).canonicalFilePath());
     }
 

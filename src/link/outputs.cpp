@@ -75,7 +75,7 @@ Outputs::Outputs(Exchanges &line, const Session &session)
             ending->waited.Restart();
             ending->look->Start(Exchanges::patience + others);
         }
-        news_.Wake();
+        News();
     });
     connect(&line_, &Exchanges::Unusable, this, [this] {
         queueSilent_.Stop(); // what was under way goes out again
@@ -87,6 +87,12 @@ Outputs::Outputs(Exchanges &line, const Session &session)
 Outputs::~Outputs()
 {
     handlers_.Drop();
+}
+
+/// Those who wait look again; later, because this may be told in the middle of an exchange, and they may close the port.
+void Outputs::News()
+{
+    QMetaObject::invokeMethod(this, [this] { news_.Wake(); }, Qt::QueuedConnection);
 }
 
 // ---- runs
@@ -140,8 +146,10 @@ void Outputs::Told(quint8 reg, quint8 value)
     for (const std::weak_ptr<Run> &each : over_)
         if (const RunPtr run = each.lock(); run && Contradicts(write, run->wanted))
             std::erase_if(run->wanted, [reg](const Write &wanted) { return wanted.reg == reg; });
-    if (std::erase_if(wanted_, [](const RunPtr &run) { return !IsReadable(run->wanted); }) > 0)
+    if (std::erase_if(wanted_, [](const RunPtr &run) { return !IsReadable(run->wanted); }) > 0) {
         Q_EMIT UnconfirmedChanged(Unconfirmed());
+        News();
+    }
 }
 
 Task<void> Outputs::Send(RunPtr run, quint8 reg, quint8 value, std::function<bool()> wanted)
@@ -210,7 +218,7 @@ Task<void> Outputs::SendEnd(EndingPtr ending)
     else if (!ending->insisted) // else it was wanted then, and may be off by now
         EndedWell(ending->run);
     ending->told.Set();
-    news_.Wake();
+    News();
 }
 
 /// An end that does not get on is sent without waiting any more: as it is when the line is doubtful or kept by
@@ -237,7 +245,7 @@ void Outputs::Insist(const EndingPtr &ending, size_t from)
     std::erase(endings_, ending);
     Want(ending->run);
     ending->told.Set();
-    news_.Wake();
+    News();
 }
 
 void Outputs::EndNow(const RunPtr &run, const Writes &writes)
@@ -263,7 +271,7 @@ void Outputs::SendNow(const RunPtr &run, const Writes &writes)
                                      Want(run);
                                  else if (last)
                                      EndedWell(run);
-                                 news_.Wake();
+                                 News();
                              });
     }
 }
@@ -310,7 +318,7 @@ void Outputs::NextQueued()
     queueEnds_ = nullptr;
     queueBusy_ = !queue_.empty();
     if (!queueBusy_) {
-        news_.Wake();
+        News();
         return;
     }
     const Queued next = queue_.front();
@@ -392,7 +400,7 @@ bool Outputs::Settling() const
 Task<void> Outputs::Await(std::function<bool()> pending, Clock::Duration limit)
 {
     const Stopwatch waited;
-    Alarm end([this] { news_.Wake(); });
+    Alarm end([this] { News(); });
     end.Start(limit);
     while (pending() && line_.IsUsable() && waited.Elapsed() < limit)
         co_await news_;
@@ -454,6 +462,7 @@ Task<void> Outputs::Confirm()
                 return off;
             });
             Q_EMIT UnconfirmedChanged(Unconfirmed());
+            News();
             if (std::exchange(written, true) && !wanted_.empty()) { // it does not do as it is told
                 Delay pause(again);
                 co_await pause;

@@ -107,6 +107,7 @@ private:
         std::function<void()> done;
     };
 
+    void News();
     static bool Contradicts(const Write &write, const Writes &off);
     void Over(const RunPtr &run);
     static bool Void(const RunPtr &run, const Write &write);

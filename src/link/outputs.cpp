@@ -89,7 +89,8 @@ Outputs::~Outputs()
     handlers_.Drop();
 }
 
-/// Those who wait look again; later, because this may be told in the middle of an exchange, and they may close the port.
+/// Those who wait look again; later, because this may be told in the middle of an exchange, and they may close the
+/// port.
 void Outputs::News()
 {
     QMetaObject::invokeMethod(this, [this] { news_.Wake(); }, Qt::QueuedConnection);

@@ -20,7 +20,7 @@ struct Quantity
     static const Quantity chargeCurrent;
     static const Quantity dischargeCurrent;
 
-    /// Shows a count and what it means; what that is, or nothing while it is not calibrated: then the label of the value
-    /// keeps its text.
+    /// Shows a count and what it means; what that is, or nothing while it is not calibrated: then the label of the
+    /// value keeps its text.
     std::optional<double> Show(const Codebas &link, int count, QLabel *countLabel, QLabel *valueLabel) const;
 };

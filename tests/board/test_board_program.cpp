@@ -378,7 +378,8 @@ void TestBoardProgram::WaitsWithoutWork()
         QCOMPARE(client.Exchange({85}, 1), Of({27}));
         QCOMPARE(client.Exchange({27, 39, 10, 13}, 1), Of({6}));
     }
-    // Once the files are written nothing is left to do: it waits without an end of its own, with the port closed and open.
+    // Once the files are written nothing is left to do: it waits without an end of its own, with the port closed and
+    // open.
     QTRY_COMPARE_WITH_TIMEOUT(Status(folder.filePath("status")).value("commands"), 1.0, patience);
     QTRY_VERIFY_WITH_TIMEOUT(WaitsForEver(program.Process().processId()), patience);
     Client client(program.Path());

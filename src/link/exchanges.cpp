@@ -5,11 +5,14 @@
 
 namespace {
 constexpr auto longestDrain = 1s; // a board that streams is never quiet
-}
+constexpr int mostTrials = 4;     // of a board that is slow, not late
+} // namespace
 
 Exchanges::Exchanges(Com &com, Session &session)
     : com_(com), session_(session), quiet_([this] {
         draining_ = false;
+        if (std::exchange(clearing_, false) && (prompt_ || ++trials_ == mostTrials))
+            HeardOut();
         Decide();
     })
 {
@@ -59,7 +62,7 @@ Exchanges::Asker *Exchanges::Newest(bool alsoPatient) const
 
 bool Exchanges::Free() const
 {
-    return state_ == State::Usable && owed_.empty() && !draining_ && !held_ && !(debts_ > 0 && answeredSince_);
+    return state_ == State::Usable && owed_.empty() && !draining_ && !held_;
 }
 
 /// True when the asker need not wait: it was called off, or the port is closed.
@@ -107,20 +110,23 @@ bool Exchanges::Grant(Asker &asker)
 void Exchanges::SendQuestion(Asker &asker, const Question &question)
 {
     Append({.asker = &asker,
-            .reply = question.reply,
+            .question = question,
             .done = {},
             .framed = false,
             .data = {},
             .spare = question.reply.spare,
-            .sent = {}},
-           question.request);
+            .sent = {}});
 }
 
-void Exchanges::Append(Owed owed, const QByteArray &request)
+void Exchanges::Append(Owed owed)
 {
-    owed.framed = !owed.reply.until || (!owed.reply.clearFirst && session_.RxByte == *owed.reply.until);
-    if (!owed_.empty())
+    const Reply &reply = owed.question.reply;
+    owed.framed = !reply.until || (!reply.clearFirst && session_.RxByte == *reply.until);
+    const QByteArray request = owed.question.request;
+    if (!owed_.empty()) {
         company_ = true;
+        overtaken_ |= std::ranges::any_of(owed_, &Owed::IsAwaited);
+    }
     owed.sent = Clock::Current().Now();
     owed_.push_back(std::move(owed));
     heard_.Restart();
@@ -136,23 +142,26 @@ void Exchanges::SendUnanswered(const QByteArray &request, Reply reply, std::func
         return;
     }
     if (held_) {
-        com_.Output(request); // who holds the line reads it all
+        com_.Output(request); // who holds the line reads it all, or leaves it to those behind him
+        if (!std::exchange(doubtful_, true))
+            doubtSince_ = Clock::Current().Now();
         if (done)
             done(false);
         return;
     }
+    if (owed_.empty())
+        com_.KeepNewest(0); // what waits is nobody's
     if (std::ranges::any_of(owed_, &Owed::IsAwaited)) {
         overtaken_ = true;
         ++disturbances_;
     }
     Append({.asker = nullptr,
-            .reply = reply,
+            .question = {request, reply},
             .done = std::move(done),
             .framed = false,
             .data = {},
             .spare = 0,
-            .sent = {}},
-           request);
+            .sent = {}});
 }
 
 // ---- answers
@@ -160,8 +169,8 @@ void Exchanges::SendUnanswered(const QByteArray &request, Reply reply, std::func
 void Exchanges::Owed::Take(quint8 byte)
 {
     if (!framed)
-        framed = byte == *reply.until;
-    else if (data.size() < reply.length)
+        framed = byte == *question.reply.until;
+    else if (data.size() < question.reply.length)
         data.append(static_cast<char>(byte));
     else
         --spare;
@@ -200,12 +209,18 @@ void Exchanges::Listen()
         if (drainBegan_.Elapsed() < longestDrain)
             quiet_.Start(drainLength_);
     }
+    if (doubtful_ && !held_ && !owed_.empty() && com_.InputWaits()) {
+        LookAtTrial();
+        return;
+    }
     while (!held_ && Oldest() && com_.InputWaits() && ReceiveByte()) {
         Owed &owed = *Oldest();
         heard_.Restart();
         if (owed.asker)
             owed.asker->touched = true;
         owed.Take(session_.RxByte);
+        if (owed.Answered())
+            prompt_ = Clock::Current().Now() - owed.sent < quiet;
         Settle();
     }
 }
@@ -221,13 +236,14 @@ void Exchanges::Settle()
     while (!owed_.empty() && owed_.front().Answered()) {
         Owed &front = owed_.front();
         Asker *const asker = std::exchange(front.asker, nullptr);
-        if (asker)
+        if (asker) {
             asker->data += front.data;
+            Q_EMIT Answered(front.question, front.data);
+        }
         const auto done = std::exchange(front.done, {});
         const bool complete = front.Complete();
         if (complete)
             owed_.pop_front();
-        answeredSince_ = true;
         if (owed_.empty())
             company_ = false;
         if (owed_.empty() && !waiting_.empty())
@@ -247,13 +263,13 @@ void Exchanges::ReleaseAll()
 {
     const std::deque<Owed> complete = std::exchange(owed_, {});
     overtaken_ = company_ = false;
-    answeredSince_ = true;
     std::vector<Asker *> askers;
     for (const Owed &owed : complete)
         if (owed.asker) {
             owed.asker->data += owed.data;
             owed.asker->answered = true;
             askers.push_back(owed.asker);
+            Q_EMIT Answered(owed.question, owed.data);
         }
     // They wait for that moment among the others, where one that is dropped by another's doing is forgotten.
     waiting_.insert(waiting_.end(), askers.begin(), askers.end());
@@ -373,26 +389,44 @@ void Exchanges::LookForLoss()
         VoidAll();
 }
 
-/// Nobody can tell any more whose the next bytes are.
+/// Nobody can tell any more whose the next bytes are: what was asked for was lost, or is late and still comes.
 void Exchanges::VoidAll()
 {
     ++disturbances_;
-    std::deque<Owed> voided = std::exchange(owed_, {});
+    Doubt();
+    AskLater(quiet);
+}
+
+void Exchanges::Doubt()
+{
+    if (!std::exchange(doubtful_, true))
+        doubtSince_ = owed_.front().sent;
+}
+
+/// The board speaks again. It answers in order, and what follows is no later than this: once it has paused for as long,
+/// everything has come that was late. When it was prompt besides, what comes then answers what is asked then.
+void Exchanges::LookAtTrial()
+{
+    clearing_ = true;
+    prompt_ = Clock::Current().Now() - owed_.front().sent < quiet;
+    AskLater(std::clamp<Clock::Duration>(Clock::Current().Now() - doubtSince_, quiet, longestDrain));
+}
+
+/// Whoever is owed an answer asks again once the line has been quiet for so long.
+void Exchanges::AskLater(Clock::Duration quietFor)
+{
+    const std::deque<Owed> voided = std::exchange(owed_, {});
     overtaken_ = company_ = false;
-    for (const Owed &owed : voided) {
-        if (!owed.Complete() && (debts_++ == 0 || owed.sent < oldestDebt_))
-            oldestDebt_ = owed.sent;
+    for (const Owed &owed : voided)
         if (owed.asker) {
             owed.asker->Restart();
             waiting_.push_back(owed.asker);
         }
-    }
-    answeredSince_ = false;
     for (Asker *asker : waiting_)
         asker->patient = false;
     Arm();
     if (state_ == State::Usable)
-        Drain(quiet);
+        Drain(quietFor);
     for (const Owed &owed : voided)
         if (owed.done)
             owed.done(false);
@@ -405,17 +439,6 @@ void Exchanges::Drain(Clock::Duration length)
     drainBegan_.Restart();
     drainLength_ = length;
     quiet_.Start(length);
-}
-
-/// What was asked again has its answer, which may have been the one that was given up: then its own is still to come,
-/// and no later than that one was.
-bool Exchanges::DrainsDebts()
-{
-    if (debts_ == 0 || !answeredSince_ || held_ || state_ != State::Usable || !owed_.empty() || draining_)
-        return false;
-    debts_ = 0;
-    Drain(std::clamp<Clock::Duration>(Clock::Current().Now() - oldestDebt_, quiet, longestDrain));
-    return true;
 }
 
 void Exchanges::AskAgain()
@@ -447,7 +470,7 @@ void Exchanges::DecideSoon()
 
 void Exchanges::Decide()
 {
-    if (waiting_.empty() || DrainsDebts())
+    if (waiting_.empty())
         return;
     if (state_ != State::Closed && !Free()) {
         Arm();
@@ -467,17 +490,20 @@ void Exchanges::SetState(State state)
     const bool wasUsable = state_ == State::Usable;
     state_ = state;
     if (state == State::Usable) {
-        if (Clock::Current().Now() - oldestDebt_ > longestDrain)
-            debts_ = 0; // it was closed for so long
         if (!wasUsable && std::exchange(answerDue_, false))
             Drain(quiet);
         Q_EMIT Usable();
     } else {
         answerDue_ |= std::exchange(draining_, false);
+        clearing_ = false;
         quiet_.Stop();
         if (!owed_.empty()) {
             answerDue_ = true;
-            VoidAll();
+            ++disturbances_;
+            if (!prompt_ || overtaken_ ||
+                Silence() >= patience) // else the answers are here once the line has been quiet for a moment
+                Doubt();
+            AskLater(quiet);
         }
         Q_EMIT Unusable();
     }

@@ -27,8 +27,8 @@
 ///    are.
 /// 3. With more than one answer owed and a second without a byte, one was lost: all of it is void, the line is drained
 ///    and whoever is still wanted asks again, the newest first. A single one is waited for without end.
-///    An answer that was given up may have been late, not lost. When what was asked again is answered, another answer
-///    may thus follow, no later than that one was: the line is drained for that long before anything else is asked.
+///    An answer that was given up may have been late, not lost, and come before that to what is asked again. So the
+///    first sign of life of the board is thrown away with all that follows it at once, and it is asked once more.
 /// 4. What must not be interrupted is begun with Overtaking::Refused, and keeps the line until it is complete.
 class Exchanges : public QObject
 {
@@ -187,7 +187,11 @@ public:
     void AskAgain();
 
     /// Who holds the line has heard out all that may still have been on its way.
-    void HeardOut() { debts_ = 0; }
+    void HeardOut()
+    {
+        doubtful_ = false;
+        trials_ = 0;
+    }
 
     /// Something that was wanted may not be any more.
     void Reconsider() { Arm(); }
@@ -217,19 +221,21 @@ Q_SIGNALS:
     /// The line can be used, or can no longer.
     void Usable();
     void Unusable();
+    /// Somebody's question is answered with these data bytes.
+    void Answered(const Question &question, const QByteArray &data);
 
 private:
     struct Owed
     {
         Asker *asker; ///< null when nobody waits for it
-        Reply reply;
+        Question question;
         std::function<void(bool)> done;
         bool framed;
         QByteArray data;
         int spare;
         Clock::Duration sent;
 
-        bool Answered() const { return framed && data.size() >= reply.length; }
+        bool Answered() const { return framed && data.size() >= question.reply.length; }
         bool Complete() const { return Answered() && spare == 0; }
         bool IsLeftover() const { return Answered() && spare > 0; }
         bool IsAwaited() const { return asker != nullptr && !Complete(); }
@@ -242,7 +248,7 @@ private:
     Asker *Newest(bool alsoPatient) const;
     bool Grant(Asker &asker);
     void SendQuestion(Asker &asker, const Question &question);
-    void Append(Owed owed, const QByteArray &request);
+    void Append(Owed owed);
     Owed *Oldest();
     void Listen();
     void Settle();
@@ -252,8 +258,10 @@ private:
     void Overtake();
     void LookForLoss();
     void VoidAll();
+    void Doubt();
+    void LookAtTrial();
+    void AskLater(Clock::Duration quietFor);
     void Drain(Clock::Duration length);
-    bool DrainsDebts();
     void EndHold();
     void Decide();
     void DecideSoon();
@@ -270,9 +278,11 @@ private:
     bool company_ = false;   ///< some request was sent while another answer was owed
     bool draining_ = false;
     bool answerDue_ = false; ///< to what was owed when the port was closed or lost
-    int debts_ = 0;          ///< answers that were given up and may still come, behind that of what was asked again
-    Clock::Duration oldestDebt_{}; ///< when the first of these was asked for
-    bool answeredSince_ = false;
+    bool prompt_ = true;     ///< the last answer came at once
+    bool clearing_ = false;  ///< that sign has come, and what follows it is drained
+    int trials_ = 0;
+    Clock::Duration doubtSince_{}; ///< when the first of those was asked for that were given up
+    bool doubtful_ = false; ///< answers that were given up may still come: the next answer is only a sign of life
     bool deciding_ = false;
     int disturbances_ = 0;
     Stopwatch heard_;

@@ -624,8 +624,8 @@ private Q_SLOTS:
         bench.board.On(17, 1, [](const QByteArray &) { return Bytes({6}); });
         bench.Refresh(); // the first byte of its first answer passes for the one that was lost
         SOON(bench.others.Idle());
-        QCOMPARE(bench.board.Received(),
-                 Bytes({27, 17, 0}) + refreshBytes.first(2) + refreshBytes + Bytes({27, 17, 0}));
+        QCOMPARE(bench.board.Received(), Bytes({27, 17, 0}) + refreshBytes.first(2) + refreshBytes.first(2) +
+                                             refreshBytes + Bytes({27, 17, 0}));
         QCOMPARE(bench.Text("LbTempcad"), QStringLiteral(" 575"));
     }
 

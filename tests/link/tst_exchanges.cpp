@@ -505,7 +505,7 @@ private Q_SLOTS:
         t.board.channel = {{13, 1300}, {12, 1200}};
         t.board.Send(Bytes({27, 1200 / 256, 1200 % 256, 0})); // that to the younger one: the other was lost
         SOON(t.runner.Idle());
-        QCOMPARE(t.Sent(), Bytes({27, 12, 27, 13}));
+        QCOMPARE(t.Sent(), Bytes({27, 12, 27, 12, 27, 13})); // the first answer only shows that the board is there
         QCOMPARE(older.reply, Bytes({1300 / 256, 1300 % 256, 0}));
         QCOMPARE(undisturbed.reply, Bytes({1200 / 256, 1200 % 256, 0}));
     }
@@ -669,6 +669,13 @@ private Q_SLOTS:
         for (const char *state : {"asked", "touched", "waiting", "overtaken", "damaged", "draining", "unanswered"})
             QTest::newRow(state) << QString::fromLatin1(state);
     }
+    /// In some of them an answer may have been given up that still comes: then the first answer is only a sign of life.
+    static QByteArray AskedAgain(const QString &state)
+    {
+        static const QStringList doubtful{QStringLiteral("overtaken"), QStringLiteral("damaged"),
+                                          QStringLiteral("draining"), QStringLiteral("unanswered")};
+        return (doubtful.contains(state) ? Request(12) : QByteArray()) + Bytes({27, 12, 27, 13}); // the younger first
+    }
     /// Brings two handlers, who ask for 13 and, younger, for 12, into one of them.
     static void BringTo(const QString &state, Talk &t, Result &older, Result &younger)
     {
@@ -700,7 +707,7 @@ private Q_SLOTS:
         t.board.SetSilent(false);
         SOON(t.runner.Idle());
         QVERIFY(t.runner.ThrewNothing());
-        QCOMPARE(t.Sent(), Bytes({27, 12, 27, 13})); // the younger first
+        QCOMPARE(t.Sent(), AskedAgain(state));
         QCOMPARE(older.reply, Bytes({1300 / 256, 1300 % 256, 0}));
         QCOMPARE(younger.reply, Bytes({1200 / 256, 1200 % 256, 0}));
         QVERIFY(t.link.line.Idle());
@@ -747,7 +754,7 @@ private Q_SLOTS:
         t.board.Plug();
         SOON(t.runner.Idle());
         QVERIFY(t.runner.ThrewNothing());
-        QCOMPARE(t.Sent(), Bytes({27, 12, 27, 13}));
+        QCOMPARE(t.Sent(), AskedAgain(state));
         QCOMPARE(older.reply, Bytes({1300 / 256, 1300 % 256, 0}));
         QCOMPARE(younger.reply, Bytes({1200 / 256, 1200 % 256, 0}));
     }
@@ -890,7 +897,7 @@ private Q_SLOTS:
         t.board.Healthy();
         release.Set();
         SOON(t.runner.Idle());
-        QCOMPARE(t.Sent(), Bytes({27, 12, 27, 13})); // what it cut short is asked again
+        QCOMPARE(t.Sent(), Bytes({27, 12, 27, 12, 27, 13})); // what it cut short is asked again, behind a sign of life
     }
 
     void OneThatComesLastLetsTheOthersGoFirst()

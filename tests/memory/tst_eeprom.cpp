@@ -535,8 +535,10 @@ private Q_SLOTS:
         SOON_EQUAL(bench.link.MasterEeprom[255], quint8(255));
         bench.board.TakeReceived();
         bench.Button("CBUpdate")->click();
-        SOON_EQUAL(bench.board.Received(), WriteRequests(39, [](int address) { return address; }));
+        const QByteArray writes = WriteRequests(39, [](int address) { return address; });
         SOON(!bench.window.Busy());
+        // The first answer may have been the one that was owed when the port was closed.
+        QCOMPARE(bench.board.Received(), writes.first(4) + writes);
     }
 
     void NothingElseWhileUpdating()
@@ -700,8 +702,9 @@ private Q_SLOTS:
         QCOMPARE(bench.returning.size(), 1);
         bench.board.SetSilent(false);
         bench.window.Edit(); // the board is back: reads as ever
-        // Its first answer may be the one that was owed: after a second without the other the byte is read again.
-        const QByteArray expected = Bytes({27, 37, 0}) + wholeRead;
+        // Its first answer may be the one that was owed: after a second without the other the byte is read again, and
+        // once more when the board is known to be there.
+        const QByteArray expected = Bytes({27, 37, 0, 27, 37, 0}) + wholeRead;
         SOON(bench.board.Received().size() >= expected.size() && !bench.window.Busy());
         QCOMPARE(bench.board.Received(), expected);
         QCOMPARE(bench.link.MasterEeprom[255], quint8(255));

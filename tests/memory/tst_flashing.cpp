@@ -593,7 +593,8 @@ private Q_SLOTS:
         bench.Program("CBMIC1", lowBank);
         bench.Answer(yes);
         QVERIFY(Simulated().RunUntil([&] { return bench.Idle(); }));
-        QCOMPARE(bench.board.Received().size(), (1 + 448) * 68);
+        // The first answer may have been the one that was owed: its block is written once more.
+        QCOMPARE(bench.board.Received().size(), (2 + 448) * 68);
     }
 
     void ABlockIsNotOvertaken()

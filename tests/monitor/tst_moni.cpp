@@ -767,7 +767,8 @@ private Q_SLOTS:
         bench.Click("CbQuit");
         SOON(!bench.link.outputs.Unconfirmed());
         const QByteArray looks = Bytes({27, 31, 27, 31});
-        QCOMPARE(bench.board.Received(), looks + stop + looks); // the last word is one that was answered
+        // The first answer only shows that the board is there; the last word is one that was answered.
+        QCOMPARE(bench.board.Received(), looks.first(2) + looks + stop + looks);
     }
 
     void NoRunBeginsOnTheStream()

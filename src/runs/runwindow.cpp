@@ -104,6 +104,7 @@ void RunWindow::Failed(const Error &error)
         SwitchOffUnanswered();
     if (run_)
         run_->log.reset();
+    panel_.state->setText(QStringLiteral("Arret")); // not what was under way
     EndProgram(error);
 }
 

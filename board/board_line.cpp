@@ -86,6 +86,8 @@ void BoardLine::Hear(std::uint8_t byte, double seconds)
         Send(reply, seconds);
         if (board_.Commands() != before) {
             ++changes_;
+            if (listener_)
+                listener_(board_.LastRequest(), reply);
             Suffer(seconds);
         }
     }

@@ -5,6 +5,7 @@
 #include "line_queue.h"
 #include "options.h"
 
+#include <functional>
 #include <optional>
 #include <string_view>
 #include <vector>
@@ -39,6 +40,10 @@ public:
     bool Obey(double seconds, std::string_view order);
     void ToggleButton(int number);
 
+    /// Is told of each command that the board has done, and of what it answers.
+    using Listener = std::function<void(const Bytes &request, const Bytes &reply)>;
+    void SetListener(Listener listener) { listener_ = std::move(listener); }
+
     const Controller &Core() const { return board_; }
     /// Grows with whatever may have changed the board's true values, but for the passing of time.
     unsigned long Changes() const { return changes_; }
@@ -63,6 +68,7 @@ private:
     double silentUntil_ = 0;
     unsigned long changes_ = 0;
     std::vector<Faults::Delayed> delayed_;
+    Listener listener_;
 };
 
 } // namespace Board

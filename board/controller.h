@@ -30,6 +30,7 @@ public:
     void Restart(double seconds);
 
     unsigned long Commands() const { return interpreter_.Commands(); }
+    Bytes LastRequest() const { return interpreter_.LastRequest(); }
     Device &Hardware() { return device_; }
     const Device &Hardware() const { return device_; }
     const Memories &Stored() const { return memories_; }

@@ -88,6 +88,13 @@ void Interpreter::Take(std::uint8_t byte, Bytes &reply)
         Do(reply);
 }
 
+Bytes Interpreter::LastRequest() const
+{
+    Bytes request{escape, command_};
+    request.insert(request.end(), parameters_.begin(), parameters_.begin() + static_cast<std::ptrdiff_t>(taken_));
+    return request;
+}
+
 void Interpreter::TakeBetween(std::uint8_t byte, Bytes &reply)
 {
     const bool greeted = state_ == State::Greeted;

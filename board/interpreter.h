@@ -28,6 +28,8 @@ public:
 
     /// Commands done or ignored since the start.
     unsigned long Commands() const { return commands_; }
+    /// The last of them, from its escape byte on.
+    Bytes LastRequest() const;
 
     /// Forgets everything that has been received, as a board does that was switched off.
     void Restart();

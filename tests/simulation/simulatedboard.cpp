@@ -7,11 +7,27 @@
 namespace {
 constexpr double bitsPerByte = 10; // start bit, 8 data bits, stop bit
 constexpr double latency = 0.001;  // s; what an adapter takes, so that no answer comes in the moment of its request
+
+QByteArray ArrayOf(const Board::Bytes &bytes)
+{
+    return QByteArray(reinterpret_cast<const char *>(bytes.data()), static_cast<qsizetype>(bytes.size()));
+}
 } // namespace
 
-SimulatedBoard::SimulatedBoard(MemoryPort &port) : port_(port)
+SimulatedBoard::SimulatedBoard() = default;
+
+SimulatedBoard::SimulatedBoard(MemoryPort &port)
 {
-    connect(&port_, &MemoryPort::SentByProgram, this, &SimulatedBoard::Take);
+    Attach(&port);
+}
+
+void SimulatedBoard::Attach(MemoryPort *port)
+{
+    if (port_)
+        disconnect(port_, nullptr, this, nullptr);
+    port_ = port;
+    if (port_)
+        connect(port_, &MemoryPort::SentByProgram, this, [this](const QByteArray &bytes) { ToBoard(bytes); });
 }
 
 void SimulatedBoard::SwitchOn(const QStringList &options)
@@ -23,6 +39,9 @@ void SimulatedBoard::SwitchOn(const QStringList &options)
     const Board::Options parsed = Board::ParseOptions(arguments);
     memoryFile_ = parsed.memoryFile;
     line_.emplace(parsed, Board::RememberedContent(memoryFile_, parsed.device.pack));
+    line_->SetListener([this](const Board::Bytes &request, const Board::Bytes &reply) {
+        Q_EMIT Did(ArrayOf(request), ArrayOf(reply));
+    });
     on_.Restart();
 }
 
@@ -48,10 +67,11 @@ double SimulatedBoard::Seconds() const
 /// The program may set the port to another speed at any time.
 void SimulatedBoard::NoteSpeed()
 {
-    line_->SetByteSeconds(bitsPerByte / port_.Settings().baud);
+    if (port_)
+        line_->SetByteSeconds(bitsPerByte / port_->Settings().baud);
 }
 
-void SimulatedBoard::Take(const QByteArray &bytes)
+void SimulatedBoard::ToBoard(const QByteArray &bytes)
 {
     if (!line_)
         return;
@@ -70,8 +90,13 @@ void SimulatedBoard::Work()
     Wait();
     if (arrived.empty())
         return;
-    const QByteArray bytes(reinterpret_cast<const char *>(arrived.data()), static_cast<qsizetype>(arrived.size()));
-    port_.Deliver(bytes);
+    ToProgram(ArrayOf(arrived));
+}
+
+void SimulatedBoard::ToProgram(const QByteArray &bytes)
+{
+    if (port_)
+        port_->Deliver(bytes);
     Q_EMIT Sent(bytes);
 }
 

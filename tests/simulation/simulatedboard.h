@@ -5,6 +5,7 @@
 
 #include "base/clock.h"
 
+#include <QPointer>
 #include <QStringList>
 
 #include <optional>
@@ -17,7 +18,11 @@ class SimulatedBoard : public QObject
 
 public:
     explicit SimulatedBoard(MemoryPort &port);
+    SimulatedBoard();
     ~SimulatedBoard() override { SwitchOff(); }
+
+    /// Plugs the board into a port, out of the one before.
+    void Attach(MemoryPort *port);
 
     /// Puts a board in the place of the one before. The options are those of the executable; the ones about the
     /// operating system (link, trace, status, standard input) mean nothing here. Throws Board::OptionError.
@@ -28,6 +33,7 @@ public:
     /// Does what a control line of the executable says; fails the test's process when it is refused.
     void Tell(const QByteArray &order);
 
+    bool IsOn() const { return line_.has_value(); }
     /// The true state of a board that is on, as it was when something happened last; looking changes nothing.
     const Board::Controller &Core() const { return line_->Core(); }
     const Board::Device &Hardware() const { return Core().Hardware(); }
@@ -35,15 +41,22 @@ public:
 Q_SIGNALS:
     /// Bytes of the board have come to the program's end, whether the port is open or not.
     void Sent(const QByteArray &bytes);
+    /// The board has done a command, and answers so.
+    void Did(const QByteArray &request, const QByteArray &reply);
+
+protected:
+    /// Bytes of the program are at the board.
+    virtual void ToBoard(const QByteArray &bytes);
+    /// Bytes of the board are at the program's end.
+    virtual void ToProgram(const QByteArray &bytes);
 
 private:
     double Seconds() const;
     void NoteSpeed();
-    void Take(const QByteArray &bytes);
     void Work();
     void Wait();
 
-    MemoryPort &port_;
+    QPointer<MemoryPort> port_;
     std::string memoryFile_;
     std::optional<Board::BoardLine> line_;
     Stopwatch on_;

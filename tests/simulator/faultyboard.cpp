@@ -1,0 +1,100 @@
+#include "faultyboard.h"
+
+void FaultyBoard::Trouble()
+{
+    trouble_ = Clock::Current().Now();
+}
+
+void FaultyBoard::Invented()
+{
+    Trouble();
+    invention_ = trouble_;
+    ++inventions_;
+}
+
+void FaultyBoard::BeSilent(Clock::Duration length)
+{
+    silent_ = length == Clock::Duration::zero();
+    silentUntil_ = Clock::Current().Now() + length;
+    Trouble();
+}
+
+bool FaultyBoard::Silent() const
+{
+    return silent_ || Clock::Current().Now() < silentUntil_;
+}
+
+void FaultyBoard::Heal()
+{
+    if (Silent() || !late_.empty())
+        Trouble();
+    toBoard_ = toProgram_ = {};
+    delay_ = {};
+    cut_ = silent_ = false;
+    silentUntil_ = {};
+}
+
+QByteArray FaultyBoard::Strike(InWait &faults, QByteArray bytes)
+{
+    if (std::exchange(faults.lose, false)) {
+        bytes.remove(0, 1);
+        Trouble();
+    }
+    if (!faults.add.isEmpty()) {
+        bytes.prepend(std::exchange(faults.add, {}));
+        Invented();
+    }
+    if (faults.turn && !bytes.isEmpty()) {
+        const int which = *faults.turn;
+        faults.turn.reset();
+        char &byte = bytes[which / 8 % bytes.size()];
+        byte = static_cast<char>(byte ^ 1 << which % 8);
+        Invented();
+    }
+    return bytes;
+}
+
+void FaultyBoard::ToBoard(const QByteArray &bytes)
+{
+    if (Silent()) {
+        Trouble();
+        return;
+    }
+    SimulatedBoard::ToBoard(Strike(toBoard_, bytes));
+}
+
+void FaultyBoard::ToProgram(const QByteArray &bytes)
+{
+    if (Silent()) {
+        Trouble();
+        return;
+    }
+    QByteArray left = Strike(toProgram_, bytes);
+    if (std::exchange(cut_, false)) {
+        left.truncate((left.size() + 1) / 2);
+        Trouble();
+    }
+    const auto now = Clock::Current().Now();
+    const Clock::Duration due = now + std::exchange(delay_, Clock::Duration::zero());
+    if (due == now && late_.empty()) {
+        SimulatedBoard::ToProgram(left);
+        return;
+    }
+    Trouble();
+    late_.emplace_back(late_.empty() ? due : std::max(due, late_.back().first), left);
+    if (!arrival_.IsSet())
+        arrival_.Start(late_.front().first - now);
+}
+
+void FaultyBoard::Deliver()
+{
+    const auto now = Clock::Current().Now();
+    while (!late_.empty() && late_.front().first <= now) {
+        const QByteArray bytes = late_.front().second;
+        late_.pop_front();
+        Trouble();
+        SimulatedBoard::ToProgram(bytes);
+    }
+    if (!late_.empty())
+        arrival_.Start(late_.front().first - now);
+}

@@ -1,0 +1,253 @@
+#include "judge.h"
+
+#include <QFileInfo>
+#include <QLabel>
+
+namespace {
+constexpr auto settled = 2s;     // after that what is off is off
+constexpr auto suspicion = 12s;  // for so long a byte that nobody sent may tell in a reading
+constexpr auto stopShows = 310ms;   // from "Arret" to the word in the window...
+constexpr auto deafShows = 1400ms;  // ...when the board does not answer
+constexpr auto recordsCome = 16s;
+constexpr int logHeaderLines = 2;
+
+/// Bytes of a request behind its command; the program asks nothing else.
+int ParameterCount(quint8 command)
+{
+    if ((command >= 15 && command <= 25) || command == 37 || command == 38)
+        return 1;
+    switch (command) {
+    case 39:
+    case 40:
+    case 45:
+    case 46:
+        return 2;
+    case 42:
+    case 49:
+        return 3;
+    case 48:
+    case 50:
+        return 4;
+    default:
+        return 0;
+    }
+}
+constexpr quint8 flashBlock = 47;
+constexpr quint8 booster = 51; // one parameter, or four
+} // namespace
+
+void Counts::Add(const Counts &other)
+{
+    exchanges += other.exchanges;
+    records += other.records;
+    inventions += other.inventions;
+    believed += other.believed;
+    for (auto fault = other.faults.begin(); fault != other.faults.end(); ++fault)
+        faults[fault.key()] += fault.value();
+}
+
+Judge::Judge(Main &program, MemoryPort &port, FaultyBoard &board, Counts &counts)
+    : program_(program)
+    , port_(port)
+    , board_(board)
+    , counts_(counts)
+    , disturbed_(Clock::Current().Now())
+{
+    const auto stateOf = [](QWidget &window) { return window.findChild<QLabel *>(QStringLiteral("Label18")); };
+    Chargeur &charge = program.ChargeWindow();
+    Dechargeur &discharge = program.DischargeWindow();
+    runs_.push_back({charge, QStringLiteral("CHARGE"), stateOf(charge), Charge | Discharge | Power, Charge | Power});
+    runs_.push_back({discharge, QStringLiteral("DECHARGE"), stateOf(discharge), Discharge, Discharge});
+    connect(&port, &MemoryPort::SentByProgram, this, &Judge::Sent);
+    connect(&board, &SimulatedBoard::Did, this, [this](const QByteArray &request, const QByteArray &reply) {
+        ledger_.Note(request, reply);
+        if (board_.Core().Streaming())
+            streamed_ = Clock::Current().Now();
+    });
+    connect(&program.Link().line, &Exchanges::Answered, this, &Judge::Answered);
+    for (Watched &run : runs_) {
+        connect(&run.window, &RunWindow::Recorded, this, [this, &run] {
+            run.gotOn = Clock::Current().Now();
+            Recorded(run);
+        });
+        connect(&run.window, &RunWindow::Started, this, [this, &run] {
+            run.log = QFileInfo(run.window.LogPath()).absoluteFilePath();
+            records_[run.log] = 0;
+        });
+        // The discharge line is the charge's only while it is on; a stop without a run leaves it alone.
+        const auto over = [this, &run] { Over(run.running ? run.lines : run.lines & run.stops); };
+        connect(&run.window, &RunWindow::Ended, this, over);
+        connect(&run.window, &RunWindow::Stopped, this, over);
+    }
+    for (const auto done : {&MesCapa::Stopped, &MesCapa::Aborted})
+        connect(&program.CapacityWindow(), done, this, [this] {
+            if (measuring_)
+                Over(Charge | Discharge | Power);
+        });
+}
+
+void Judge::Accuse(const QString &name, const QString &detail)
+{
+    if (!verdict_)
+        verdict_ = Violation{name, detail, {}};
+}
+
+void Judge::Note(const Act &act)
+{
+    if (act.verb == QLatin1String("fault")) {
+        ++counts_.faults[act.window];
+        disturbed_ = Clock::Current().Now();
+        diskFault_ |= act.window == QLatin1String("disk") || act.window == QLatin1String("folder");
+    }
+    if (act.target == QLatin1String("SelRegl") || act.target == QLatin1String("CBEtat"))
+        over_ = 0; // windows that switch lines themselves
+    for (Watched &run : runs_)
+        if (act.window == run.window.objectName() && act.target == QLatin1String("CBStop"))
+            run.stopPressed = Clock::Current().Now();
+}
+
+quint8 Judge::InUse() const
+{
+    quint8 lines = program_.CapacityWindow().Running() ? quint8(Charge | Discharge | Power) : quint8(0);
+    for (const Watched &run : runs_)
+        if (run.window.Running())
+            lines |= run.lines;
+    return lines;
+}
+
+/// Whether a window is open in which the user himself switches lines.
+bool Judge::ByHand() const
+{
+    static const QStringList names{QStringLiteral("FEtat"), QStringLiteral("Vfiltrage"), QStringLiteral("Rcourant"),
+                                   QStringLiteral("RglDech"), QStringLiteral("RegLIPO"), QStringLiteral("Vout")};
+    const auto widgets = QApplication::topLevelWidgets();
+    return std::ranges::any_of(
+        widgets, [](const QWidget *widget) { return widget->isVisible() && names.contains(widget->objectName()); });
+}
+
+/// Whether the line has been whole for so long, and the board hears.
+bool Judge::Quiet(Clock::Duration length) const
+{
+    const auto since = std::max({disturbed_, streamed_, board_.LastTrouble()});
+    return port_.IsOpen() && board_.IsOn() && Clock::Current().Now() - since > length;
+}
+
+quint8 Judge::LineBit(quint8 command)
+{
+    return command == 15 ? Charge : command == 16 ? Discharge : command == 17 ? Power : quint8(0);
+}
+
+void Judge::Sent(const QByteArray &bytes)
+{
+    const auto at = [&bytes](qsizetype i) { return static_cast<quint8>(bytes[i]); };
+    if (bytes.size() == 1 && half_.isEmpty() && at(0) == 27) {
+        half_ = bytes;
+        return;
+    }
+    if (!half_.isEmpty()) {
+        half_.clear();
+        if (bytes.size() != 1 || ParameterCount(at(0)) != 0)
+            Accuse(QStringLiteral("torn-request"), QString::fromLatin1(bytes.toHex(' ')));
+        return;
+    }
+    const bool greeting = bytes.size() == 1 && (at(0) == 85 || at(0) == 170);
+    const bool whole = bytes.size() >= 2 && at(0) == 27 &&
+                       (at(1) == flashBlock || at(1) == booster || bytes.size() == 2 + ParameterCount(at(1)));
+    if (!greeting && !whole)
+        Accuse(QStringLiteral("torn-request"), QString::fromLatin1(bytes.toHex(' ')));
+    if (!greeting && bytes.size() == 3 && at(2) == 1 && (LineBit(at(1)) & over_ & ~InUse()) && !ByHand())
+        Accuse(QStringLiteral("switched-on-after-the-end"), QString::fromLatin1(bytes.toHex(' ')));
+}
+
+void Judge::Answered(const Question &question, const QByteArray &data)
+{
+    ++counts_.exchanges;
+    if (ledger_.Claim(question, data))
+        return;
+    if (Clock::Current().Now() - board_.LastInvention() < suspicion)
+        ++counts_.believed;
+    else if (!Streamed())
+        Accuse(QStringLiteral("foreign-answer"),
+               QString::fromLatin1(question.request.toHex(' ') + " was answered by " + data.toHex(' ')));
+}
+
+void Judge::Recorded(const Watched &run)
+{
+    ++counts_.records;
+    ++records_[run.log];
+}
+
+void Judge::CountRecords()
+{
+    if (diskFault_)
+        return;
+    for (auto log = records_.begin(); log != records_.end(); ++log) {
+        QFile file(log.key());
+        const bool there = file.open(QIODevice::ReadOnly);
+        const qsizetype lines = there ? file.readAll().count('\n') : 0;
+        if (lines < log.value() + logHeaderLines)
+            Accuse(QStringLiteral("lost-records"),
+                   QStringLiteral("%1 records, %2 lines in %3").arg(log.value()).arg(lines).arg(log.key()));
+    }
+}
+
+bool Judge::Streamed() const
+{
+    return streamed_ != Clock::Duration::zero() && Clock::Current().Now() - streamed_ < suspicion;
+}
+
+void Judge::Over(quint8 lines)
+{
+    over_ |= static_cast<quint8>(lines & ~InUse());
+    overSince_ = Clock::Current().Now();
+}
+
+void Judge::Look()
+{
+    if (std::exchange(portOpen_, port_.IsOpen()) != portOpen_)
+        disturbed_ = Clock::Current().Now();
+    if (board_.IsOn() && board_.Core().Streaming())
+        streamed_ = Clock::Current().Now();
+    LookAtRuns();
+    LookAtOutputs();
+}
+
+void Judge::LookAtRuns()
+{
+    const auto now = Clock::Current().Now();
+    for (Watched &run : runs_) {
+        const bool running = run.window.Running();
+        if (running && !run.running) {
+            run.gotOn = now;
+            run.stopPressed.reset();
+            over_ &= static_cast<quint8>(~run.lines);
+        }
+        run.running = running;
+        if (run.stopPressed && now - *run.stopPressed > (Quiet(now - *run.stopPressed) ? stopShows : deafShows)) {
+            if (!running && run.window.isVisible() && disturbed_ < *run.stopPressed &&
+                run.state->text() == run.runningText)
+                Accuse(QStringLiteral("stop-not-shown"), run.window.objectName());
+            run.stopPressed.reset();
+        }
+        if (running && Quiet(recordsCome) && now - run.gotOn > recordsCome)
+            Accuse(QStringLiteral("run-without-records"), run.window.objectName());
+    }
+    const bool measuring = program_.CapacityWindow().Running();
+    if (measuring && !measuring_)
+        over_ = 0;
+    measuring_ = measuring;
+}
+
+void Judge::LookAtOutputs()
+{
+    if (ByHand()) {
+        over_ = 0;
+        return;
+    }
+    if (!over_ || !Quiet(settled) || Clock::Current().Now() - overSince_ < settled || program_.Link().outputs.Unconfirmed())
+        return;
+    const Board::Lines &lines = board_.Hardware().Switches();
+    const int on = (lines.charge ? Charge : 0) | (lines.discharge ? Discharge : 0) | (lines.power ? Power : 0);
+    if (on & over_ & ~InUse())
+        Accuse(QStringLiteral("left-on"), QStringLiteral("lines %1").arg(on & over_, 3, 2, QLatin1Char('0')));
+}

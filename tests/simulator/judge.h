@@ -1,0 +1,100 @@
+#pragma once
+
+#include "act.h"
+#include "faultyboard.h"
+#include "ledger.h"
+
+#include "ui/main/main.h"
+
+#include <QHash>
+
+#include <optional>
+
+/// Something has happened that must never happen.
+struct Violation
+{
+    QString name;
+    QString detail;
+    Clock::Duration at{}; ///< since the beginning of the story
+};
+
+/// What was counted in a story.
+struct Counts
+{
+    long exchanges = 0;
+    long records = 0;
+    long inventions = 0; ///< bytes that nobody had sent
+    long believed = 0;   ///< readings that were wrong because of them
+    QHash<QString, long> faults;
+
+    void Add(const Counts &other);
+};
+
+/// Watches one life of the program, from its start to its end, and says what must never happen when it does.
+class Judge : public QObject
+{
+    Q_OBJECT
+
+public:
+    Judge(Main &program, MemoryPort &port, FaultyBoard &board, Counts &counts);
+
+    const std::optional<Violation> &Verdict() const { return verdict_; }
+    void Accuse(const QString &name, const QString &detail);
+
+    /// To be told of what the operator does and what else goes wrong.
+    void Note(const Act &act);
+
+    /// What cannot be tied to an event: to be called every second, and at any other time.
+    void Look();
+
+    /// Whether the board streams, or has just streamed: what it sends then is no answer to anything.
+    bool Streamed() const;
+
+    /// The program has ended, or was killed: its logs hold all that it has recorded.
+    void CountRecords();
+
+private:
+    struct Watched ///< a charge or a discharge
+    {
+        RunWindow &window;
+        QString runningText;
+        QLabel *state;
+        quint8 lines; ///< bits of those that it switches on
+        quint8 stops; ///< of those that a stop switches off
+        bool running = false;
+        QString log{}; ///< its path
+        Clock::Duration gotOn{};
+        std::optional<Clock::Duration> stopPressed{};
+    };
+    static constexpr quint8 Charge = 1;    ///< line 15
+    static constexpr quint8 Discharge = 2; ///< line 16
+    static constexpr quint8 Power = 4;     ///< line 17
+
+    void Sent(const QByteArray &bytes);
+    void Answered(const Question &question, const QByteArray &data);
+    void Recorded(const Watched &run);
+    void Over(quint8 lines);
+    void LookAtRuns();
+    void LookAtOutputs();
+    quint8 InUse() const;
+    bool ByHand() const;
+    bool Quiet(Clock::Duration length) const;
+    static quint8 LineBit(quint8 command);
+
+    Main &program_;
+    MemoryPort &port_;
+    FaultyBoard &board_;
+    Counts &counts_;
+    Ledger ledger_;
+    std::vector<Watched> runs_; ///< stays as it is made
+    bool measuring_ = false;
+    quint8 over_ = 0; ///< lines that the runs which are over have to have switched off
+    Clock::Duration overSince_{};
+    bool portOpen_ = false;
+    Clock::Duration disturbed_{};
+    Clock::Duration streamed_{};
+    bool diskFault_ = false;
+    QHash<QString, int> records_; ///< by log
+    QByteArray half_;             ///< of a request that is sent byte by byte
+    std::optional<Violation> verdict_;
+};

@@ -132,9 +132,21 @@ void Outputs::Note(const RunPtr &run, const Write &write)
         run->on = true;
 }
 
-/// From here on the run switches nothing on, and what others switch is theirs.
-void Outputs::Over(const RunPtr &run)
+/// A window may have asked for it before somebody else was stopped, and it waits still: the stop has the last word.
+bool Outputs::Void(const Queued &queued) const
 {
+    const auto end = ended_.find(queued.write.reg);
+    const bool overruled =
+        end != ended_.end() && end->second.first != queued.write.value && end->second.second > queued.moment;
+    return overruled || Void(queued.run, queued.write);
+}
+
+/// From here on the run switches nothing on, and what others switch is theirs.
+void Outputs::Over(const RunPtr &run, const Writes &writes)
+{
+    ++moment_;
+    for (const Write &write : writes)
+        ended_[write.reg] = {write.value, moment_};
     if (std::exchange(run->over, true))
         return;
     std::erase_if(over_, [](const std::weak_ptr<Run> &each) { return each.expired(); });
@@ -171,7 +183,7 @@ Task<void> Outputs::Send(RunPtr run, quint8 reg, quint8 value, std::function<boo
 
 Task<void> Outputs::End(RunPtr run, Writes writes)
 {
-    Over(run);
+    Over(run, writes);
     const auto ending = std::make_shared<Ending>(run, std::move(writes), line_.Disturbances());
     ending->look.emplace([this, weak = std::weak_ptr(ending)] {
         if (const EndingPtr living = weak.lock())
@@ -251,7 +263,7 @@ void Outputs::Insist(const EndingPtr &ending, size_t from)
 
 void Outputs::EndNow(const RunPtr &run, const Writes &writes)
 {
-    Over(run);
+    Over(run, writes);
     std::erase_if(queue_, [&run](const Queued &queued) { return queued.run == run; });
     SendNow(run, writes);
 }
@@ -299,14 +311,14 @@ void Outputs::Queue(const RunPtr &run, const Writes &writes, std::function<void(
 
 void Outputs::QueueEnd(const RunPtr &run, const Writes &writes)
 {
-    Over(run);
+    Over(run, {}); // its writes have their place among the others
     Push(run, writes, true, {});
 }
 
 void Outputs::Push(const RunPtr &run, const Writes &writes, bool ends, std::function<void()> done)
 {
     for (const Write &write : writes)
-        queue_.push_back({write, run, false, line_.Disturbances(), {}});
+        queue_.push_back({write, run, false, line_.Disturbances(), moment_, {}});
     queue_.back().ends = ends;
     queue_.back().done = std::move(done);
     if (!queueBusy_)
@@ -340,7 +352,7 @@ Task<void> Outputs::SendQueued(Queued queued, int number)
 {
     Exchanges::Conversation conversation;
     conversation.next = [this, queued, number](int part) -> std::optional<Question> {
-        if (part > 0 || Void(queued.run, queued.write))
+        if (part > 0 || Void(queued))
             return std::nullopt;
         int &newest = newestQueued_[queued.write.reg];
         if (number < newest)
@@ -382,7 +394,7 @@ void Outputs::FlushQueue()
     if (queueEnds_)
         Want(queueEnds_); // its last write is out, and its answer may never come
     for (const Queued &queued : std::exchange(queue_, {})) {
-        if (Void(queued.run, queued.write))
+        if (Void(queued))
             continue;
         Note(queued.run, queued.write);
         line_.SendUnanswered(Request(queued.write.reg, queued.write.value), Reply::Acknowledge());

@@ -104,13 +104,15 @@ private:
         RunPtr run;
         bool ends;        ///< it is the last of a run's end
         int disturbances; ///< of the line when it was asked for
+        int moment;       ///< when that was, among the ends
         std::function<void()> done;
     };
 
     void News();
     static bool Contradicts(const Write &write, const Writes &off);
-    void Over(const RunPtr &run);
+    void Over(const RunPtr &run, const Writes &writes);
     static bool Void(const RunPtr &run, const Write &write);
+    bool Void(const Queued &queued) const;
     void Note(const RunPtr &run, const Write &write);
 
     Task<void> SendEnd(EndingPtr ending);
@@ -143,8 +145,10 @@ private:
     std::deque<Queued> queue_;
     bool queueBusy_ = false;
     int queueBegun_ = 0;
-    std::map<quint8, int> newestQueued_; ///< by register, which of the writes that were begun is the newest
-    RunPtr queueEnds_;                   ///< the run whose end the write under way completes
+    int moment_ = 0;                                 ///< grows with each end
+    std::map<quint8, std::pair<quint8, int>> ended_; ///< by register, the value of its newest end and when that was
+    std::map<quint8, int> newestQueued_;             ///< by register, which of the writes that were begun is the newest
+    RunPtr queueEnds_;                               ///< the run whose end the write under way completes
     bool confirming_ = false;
     int tries_ = 0; ///< of telling a board that says nothing
     Flag news_;

@@ -795,6 +795,26 @@ private Q_SLOTS:
         QVERIFY(b.Quiet());
     }
 
+    void WhatAWindowLeftInTheQueueDoesNotUndoALaterStop()
+    {
+        Bench b;
+        b.Charge();
+        const RunPtr other = b.outputs.Begin({{power, 0}});
+        b.board.SetSilent(true);
+        Result reader;
+        b.runner.Start(Ask(&b.link, Request(13), Reply::Framed(2), &reader));
+        Simulated().Run(1ms);
+        b.outputs.Queue(other, {{setting, 7}, {power, 1}, {setting, 8}}); // waits for the line
+        b.End();
+        b.Sent();
+        b.board.SetSilent(false);
+        b.board.Send(Bytes({27, 2, 10, 0}));
+        SOON(b.told);
+        SOON(b.link.line.Idle());
+        QCOMPARE(b.Sent(), BytesOf(b.off) + BytesOf({{setting, 7}, {setting, 8}}));
+        QVERIFY(b.Quiet());
+    }
+
     void AnEndAtOnceDropsWhatTheRunHasInTheQueue()
     {
         Bench b;

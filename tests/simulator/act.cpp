@@ -2,7 +2,9 @@
 
 QString MomentText(Clock::Duration at)
 {
-    return QStringLiteral("%1.%2 s").arg(at.count() / 1'000'000, 8).arg(at.count() % 1'000'000, 6, 10, QLatin1Char('0'));
+    return QStringLiteral("%1.%2 s")
+        .arg(at.count() / 1'000'000, 8)
+        .arg(at.count() % 1'000'000, 6, 10, QLatin1Char('0'));
 }
 
 QString Act::Text() const

@@ -146,7 +146,11 @@ Act Hands::Choose(Dice &dice, const QString &only) const
     if (Box() && dice.Chance(0.5))
         return {{}, QStringLiteral("answer"), {}, {}, QString::number(dice.Below(2))};
     if (FileDialog() && dice.Chance(0.7))
-        return {{}, QStringLiteral("file"), {}, {}, dice.Chance(0.2) ? QString() : dice.Any(std::vector<QString>(files_.begin(), files_.end()))};
+        return {{},
+                QStringLiteral("file"),
+                {},
+                {},
+                dice.Chance(0.2) ? QString() : dice.Any(std::vector<QString>(files_.begin(), files_.end()))};
     QList<QWidget *> windows = Windows();
     if (windows.isEmpty())
         return {{}, QStringLiteral("wait"), {}, {}, {}};
@@ -160,8 +164,11 @@ Act Hands::Choose(Dice &dice, const QString &only) const
                 break;
             next = QLatin1String(way->from);
             if (Visible(next) && dice.Chance(0.9))
-                return {{}, way->item < 0 ? QStringLiteral("click") : QStringLiteral("choose"), next,
-                        QLatin1String(way->control), way->item < 0 ? QString() : QString::number(way->item)};
+                return {{},
+                        way->item < 0 ? QStringLiteral("click") : QStringLiteral("choose"),
+                        next,
+                        QLatin1String(way->control),
+                        way->item < 0 ? QString() : QString::number(way->item)};
         }
         if (QWidget *wanted = Visible(only); wanted && dice.Chance(0.9))
             window = wanted;

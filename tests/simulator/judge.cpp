@@ -4,10 +4,10 @@
 #include <QLabel>
 
 namespace {
-constexpr auto settled = 2s;     // after that what is off is off
-constexpr auto suspicion = 12s;  // for so long a byte that nobody sent may tell in a reading
-constexpr auto stopShows = 310ms;   // from "Arret" to the word in the window...
-constexpr auto deafShows = 1400ms;  // ...when the board does not answer
+constexpr auto settled = 2s;       // after that what is off is off
+constexpr auto suspicion = 12s;    // for so long a byte that nobody sent may tell in a reading
+constexpr auto stopShows = 310ms;  // from "Arret" to the word in the window...
+constexpr auto deafShows = 1400ms; // ...when the board does not answer
 constexpr auto recordsCome = 16s;
 constexpr int logHeaderLines = 2;
 
@@ -47,11 +47,7 @@ void Counts::Add(const Counts &other)
 }
 
 Judge::Judge(Main &program, MemoryPort &port, FaultyBoard &board, Counts &counts)
-    : program_(program)
-    , port_(port)
-    , board_(board)
-    , counts_(counts)
-    , disturbed_(Clock::Current().Now())
+    : program_(program), port_(port), board_(board), counts_(counts), disturbed_(Clock::Current().Now())
 {
     const auto stateOf = [](QWidget &window) { return window.findChild<QLabel *>(QStringLiteral("Label18")); };
     Chargeur &charge = program.ChargeWindow();
@@ -118,8 +114,8 @@ quint8 Judge::InUse() const
 /// Whether a window is open in which the user himself switches lines.
 bool Judge::ByHand() const
 {
-    static const QStringList names{QStringLiteral("FEtat"), QStringLiteral("Vfiltrage"), QStringLiteral("Rcourant"),
-                                   QStringLiteral("RglDech"), QStringLiteral("RegLIPO"), QStringLiteral("Vout")};
+    static const QStringList names{QStringLiteral("FEtat"),   QStringLiteral("Vfiltrage"), QStringLiteral("Rcourant"),
+                                   QStringLiteral("RglDech"), QStringLiteral("RegLIPO"),   QStringLiteral("Vout")};
     const auto widgets = QApplication::topLevelWidgets();
     return std::ranges::any_of(
         widgets, [](const QWidget *widget) { return widget->isVisible() && names.contains(widget->objectName()); });
@@ -196,8 +192,11 @@ bool Judge::Streamed() const
     return streamed_ != Clock::Duration::zero() && Clock::Current().Now() - streamed_ < suspicion;
 }
 
+/// A board that streams hears nothing, which the program does not know until it greets it.
 void Judge::Over(quint8 lines)
 {
+    if (Streamed())
+        return;
     over_ |= static_cast<quint8>(lines & ~InUse());
     overSince_ = Clock::Current().Now();
 }
@@ -244,7 +243,8 @@ void Judge::LookAtOutputs()
         over_ = 0;
         return;
     }
-    if (!over_ || !Quiet(settled) || Clock::Current().Now() - overSince_ < settled || program_.Link().outputs.Unconfirmed())
+    if (!over_ || !Quiet(settled) || Clock::Current().Now() - overSince_ < settled ||
+        program_.Link().outputs.Unconfirmed())
         return;
     const Board::Lines &lines = board_.Hardware().Switches();
     const int on = (lines.charge ? Charge : 0) | (lines.discharge ? Discharge : 0) | (lines.power ? Power : 0);

@@ -19,11 +19,11 @@ struct Options
     bool matrix = false;
 };
 
-const QStringList windowNames{
-    QStringLiteral("Chargeur"),  QStringLiteral("Dechargeur"), QStringLiteral("MesCapa"), QStringLiteral("Moni"),
-    QStringLiteral("FEtat"),     QStringLiteral("Reglage"),    QStringLiteral("Temper"),  QStringLiteral("Vfiltrage"),
-    QStringLiteral("Vout"),      QStringLiteral("Rcourant"),   QStringLiteral("RglDech"), QStringLiteral("RegLIPO"),
-    QStringLiteral("Micro"),     QStringLiteral("EEprom"),     QStringLiteral("Exteepr")};
+const QStringList windowNames{QStringLiteral("Chargeur"), QStringLiteral("Dechargeur"), QStringLiteral("MesCapa"),
+                              QStringLiteral("Moni"),     QStringLiteral("FEtat"),      QStringLiteral("Reglage"),
+                              QStringLiteral("Temper"),   QStringLiteral("Vfiltrage"),  QStringLiteral("Vout"),
+                              QStringLiteral("Rcourant"), QStringLiteral("RglDech"),    QStringLiteral("RegLIPO"),
+                              QStringLiteral("Micro"),    QStringLiteral("EEprom"),     QStringLiteral("Exteepr")};
 
 [[noreturn]] void Usage(int status)
 {
@@ -129,8 +129,8 @@ struct Sum
         kinds.sort();
         for (const QString &kind : kinds)
             std::printf("fault %-12s %12ld\n", qUtf8Printable(kind), counts.faults[kind]);
-        std::printf("bytes invented     %12ld\nreadings believed  %12ld\nviolations         %12ld\n",
-                    counts.inventions, counts.believed, violations);
+        std::printf("bytes invented     %12ld\nreadings believed  %12ld\nviolations         %12ld\n", counts.inventions,
+                    counts.believed, violations);
     }
 };
 

@@ -36,9 +36,9 @@ QStringList MakeFiles(const QString &folder)
 {
     const QDir data(QStringLiteral(TEST_DATA));
     QStringList files;
-    for (const char *name : {"hex/slave-protected.HEX", "hex/master-whole.HEX", "hex/no-end.HEX",
-                             "hex/wrong-checksums.HEX", "profiles/types.ESV", "profiles/types_short.ESV",
-                             "profiles/image.ESV", "profiles/empty.ESV"}) {
+    for (const char *name :
+         {"hex/slave-protected.HEX", "hex/master-whole.HEX", "hex/no-end.HEX", "hex/wrong-checksums.HEX",
+          "profiles/types.ESV", "profiles/types_short.ESV", "profiles/image.ESV", "profiles/empty.ESV"}) {
         const QString copy = folder + u'/' + QString::fromLatin1(name).section(u'/', 1);
         if (!QFile::copy(data.filePath(QLatin1String(name)), copy))
             qFatal("%s is missing", name);
@@ -64,32 +64,33 @@ QString Outcome::Text() const
     for (const Act &act : acts)
         lines.append(act.Text());
     lines << QStringLiteral("the last bytes on the line:") << wire;
-    lines.append(QStringLiteral("%1  the end; digest %2").arg(MomentText(length)).arg(digest, 16, 16, QLatin1Char('0')));
+    lines.append(
+        QStringLiteral("%1  the end; digest %2").arg(MomentText(length)).arg(digest, 16, 16, QLatin1Char('0')));
     if (violation)
-        lines.append(QStringLiteral("%1  VIOLATION %2: %3")
-                         .arg(MomentText(violation->at), violation->name, violation->detail));
+        lines.append(
+            QStringLiteral("%1  VIOLATION %2: %3").arg(MomentText(violation->at), violation->name, violation->detail));
     return lines.join(u'\n');
 }
 
 const QStringList &World::FaultKinds()
 {
-    static const QStringList kinds{
-        QStringLiteral("lost"),   QStringLiteral("added"),   QStringLiteral("changed"), QStringLiteral("late"),
-        QStringLiteral("silent"), QStringLiteral("cut"),     QStringLiteral("noise"),   QStringLiteral("restart"),
-        QStringLiteral("unplug"), QStringLiteral("disk"),    QStringLiteral("folder"),  QStringLiteral("clock"),
-        QStringLiteral("stall"),  QStringLiteral("kill")};
+    static const QStringList kinds{QStringLiteral("lost"),  QStringLiteral("added"),   QStringLiteral("changed"),
+                                   QStringLiteral("late"),  QStringLiteral("silent"),  QStringLiteral("cut"),
+                                   QStringLiteral("noise"), QStringLiteral("restart"), QStringLiteral("unplug"),
+                                   QStringLiteral("disk"),  QStringLiteral("folder"),  QStringLiteral("clock"),
+                                   QStringLiteral("stall"), QStringLiteral("kill")};
     return kinds;
 }
 
-World::World(const Order &order)
-    : order_(order), dice_(order.seed * 2 + 1), hands_(MakeFiles(folder_.path()))
+World::World(const Order &order) : order_(order), dice_(order.seed * 2 + 1), hands_(MakeFiles(folder_.path()))
 {
     std::signal(SIGXFSZ, SIG_IGN); // a full disk is an error of the write
     QDir().mkpath(folder_.filePath(QStringLiteral("work")));
     QDir::setCurrent(folder_.filePath(QStringLiteral("work")));
     drive::SetRoot(folder_.filePath(QStringLiteral("drive")));
     drive::Prepare();
-    QObject::connect(&board_, &SimulatedBoard::Sent, &board_, [this](const QByteArray &bytes) { NoteWire("<", bytes); });
+    QObject::connect(&board_, &SimulatedBoard::Sent, &board_,
+                     [this](const QByteArray &bytes) { NoteWire("<", bytes); });
     board_.SwitchOn({QStringLiteral("--seed"), QString::number(order.seed), QStringLiteral("--memory"),
                      folder_.filePath(QStringLiteral("memory"))});
 }
@@ -171,8 +172,8 @@ Act World::ChooseFault()
     if (fault.window == QLatin1String("added") || fault.window == QLatin1String("changed"))
         fault.value = QString::number(dice_.Below(256));
     if (fault.window == QLatin1String("late"))
-        fault.value = dice_.Any(std::vector<QString>{QStringLiteral("200"), QStringLiteral("1000"),
-                                                     QStringLiteral("10000")});
+        fault.value =
+            dice_.Any(std::vector<QString>{QStringLiteral("200"), QStringLiteral("1000"), QStringLiteral("10000")});
     if (fault.window == QLatin1String("silent"))
         fault.value = dice_.Chance(0.2) ? QStringLiteral("0") : Milliseconds(dice_.Time(50ms, 1min));
     if (fault.window == QLatin1String("noise"))
@@ -211,7 +212,8 @@ void World::Live()
     board_.Attach(port_);
     const auto program = std::make_unique<Main>(std::unique_ptr<Port>(port_));
     program_ = program.get();
-    QObject::connect(port_, &MemoryPort::SentByProgram, port_, [this](const QByteArray &bytes) { NoteWire(">", bytes); });
+    QObject::connect(port_, &MemoryPort::SentByProgram, port_,
+                     [this](const QByteArray &bytes) { NoteWire(">", bytes); });
     if (unplugged_)
         port_->Unplug();
     Judge judge(*program, *port_, board_, outcome_.counts);

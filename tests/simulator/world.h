@@ -29,8 +29,8 @@ struct Outcome
 {
     std::optional<Violation> violation;
     std::vector<Act> acts;
-    QStringList wire;    ///< the last bytes on the line, with their moments
-    quint64 digest = 0;  ///< of all bytes on the line and their moments
+    QStringList wire;   ///< the last bytes on the line, with their moments
+    quint64 digest = 0; ///< of all bytes on the line and their moments
     Clock::Duration length{};
     Counts counts;
 

@@ -143,8 +143,7 @@ void Exchanges::SendUnanswered(const QByteArray &request, Reply reply, std::func
     }
     if (held_) {
         com_.Output(request); // who holds the line reads it all, or leaves it to those behind him
-        if (!std::exchange(doubtful_, true))
-            doubtSince_ = Clock::Current().Now();
+        LeaveDoubt();
         if (done)
             done(false);
         return;
@@ -393,14 +392,14 @@ void Exchanges::LookForLoss()
 void Exchanges::VoidAll()
 {
     ++disturbances_;
-    Doubt();
+    LeaveDoubt();
     AskLater(quiet);
 }
 
-void Exchanges::Doubt()
+void Exchanges::LeaveDoubt()
 {
     if (!std::exchange(doubtful_, true))
-        doubtSince_ = owed_.front().sent;
+        doubtSince_ = owed_.empty() ? Clock::Current().Now() : owed_.front().sent;
 }
 
 /// The board speaks again. It answers in order, and what follows is no later than this: once it has paused for as long,
@@ -502,7 +501,7 @@ void Exchanges::SetState(State state)
             ++disturbances_;
             if (!prompt_ || overtaken_ ||
                 Silence() >= patience) // else the answers are here once the line has been quiet for a moment
-                Doubt();
+                LeaveDoubt();
             AskLater(quiet);
         }
         Q_EMIT Unusable();

@@ -258,7 +258,7 @@ private:
     void Overtake();
     void LookForLoss();
     void VoidAll();
-    void Doubt();
+    void LeaveDoubt();
     void LookAtTrial();
     void AskLater(Clock::Duration quietFor);
     void Drain(Clock::Duration length);

@@ -42,6 +42,7 @@ void Counts::Add(const Counts &other)
     records += other.records;
     inventions += other.inventions;
     believed += other.believed;
+    garbledEnds += other.garbledEnds;
     for (auto fault = other.faults.begin(); fault != other.faults.end(); ++fault)
         faults[fault.key()] += fault.value();
 }
@@ -97,9 +98,14 @@ void Judge::Note(const Act &act)
     }
     if (act.target == QLatin1String("SelRegl") || act.target == QLatin1String("CBEtat"))
         over_ = 0; // windows that switch lines themselves
-    for (Watched &run : runs_)
-        if (act.window == run.window.objectName() && act.target == QLatin1String("CBStop"))
+    for (Watched &run : runs_) {
+        if (act.window != run.window.objectName())
+            continue;
+        if (act.target == QLatin1String("CBStop"))
             run.stopPressed = Clock::Current().Now();
+        if (act.target == QLatin1String("CBstart"))
+            over_ &= static_cast<quint8>(~run.lines); // what a start was left with is its own
+    }
 }
 
 quint8 Judge::InUse() const
@@ -248,6 +254,13 @@ void Judge::LookAtOutputs()
         return;
     const Board::Lines &lines = board_.Hardware().Switches();
     const int on = (lines.charge ? Charge : 0) | (lines.discharge ? Discharge : 0) | (lines.power ? Power : 0);
-    if (on & over_ & ~InUse())
+    if (!(on & over_ & ~InUse()))
+        return;
+    // A write that was garbled on its way and acknowledged leaves no trace: an end that nothing disturbed is not read
+    // back.
+    if (board_.LastInvention() != Clock::Duration::zero() && overSince_ - board_.LastInvention() < settled) {
+        ++counts_.garbledEnds;
+        over_ = 0;
+    } else
         Accuse(QStringLiteral("left-on"), QStringLiteral("lines %1").arg(on & over_, 3, 2, QLatin1Char('0')));
 }

@@ -23,8 +23,9 @@ struct Counts
 {
     long exchanges = 0;
     long records = 0;
-    long inventions = 0; ///< bytes that nobody had sent
-    long believed = 0;   ///< readings that were wrong because of them
+    long inventions = 0;  ///< bytes that nobody had sent
+    long believed = 0;    ///< readings that were wrong because of them
+    long garbledEnds = 0; ///< switch-off writes that the board heard otherwise, and acknowledged
     QHash<QString, long> faults;
 
     void Add(const Counts &other);

@@ -7,7 +7,7 @@
 #include "monitor/monitorlog.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 #include <map>
 #include <optional>
 #include <string>
@@ -53,22 +53,8 @@ struct Place
     size_t at; ///< from the line feed
     size_t length;
 };
-constexpr std::array<Place, 16> places = {{{1, 1},
-                                           {2, 2},
-                                           {4, 3},
-                                           {7, 1},
-                                           {8, 2},
-                                           {10, 2},
-                                           {12, 2},
-                                           {14, 2},
-                                           {16, 2},
-                                           {18, 2},
-                                           {20, 1},
-                                           {21, 1},
-                                           {22, 2},
-                                           {24, 2},
-                                           {26, 2},
-                                           {28, 2}}};
+constexpr Place places[] = {{1, 1},  {2, 2},  {4, 3},  {7, 1},  {8, 2},  {10, 2}, {12, 2}, {14, 2},
+                            {16, 2}, {18, 2}, {20, 1}, {21, 1}, {22, 2}, {24, 2}, {26, 2}, {28, 2}};
 constexpr size_t wholeLength = 30;
 constexpr size_t vbat = 4, cour = 5, temper = 6, capacity = 9, type = 10, vmoy = 14;
 
@@ -91,7 +77,7 @@ Contents ByPosition(const uint8_t *data, size_t size)
                              : place.length == 2 ? field[0] * 256 + field[1]
                                                  : field[0] * 3600 + field[1] * 60 + field[2]);
         }
-        if (values.size() < places.size())
+        if (values.size() < std::size(places))
             break;
         begin = static_cast<size_t>(std::find(data + begin + wholeLength, data + size, 10) - data);
     }

@@ -184,7 +184,8 @@ private:
             const Subject subject{kind, Name(), 0};
             const Wanted wanted(wanted_, subject.name);
             ++unanswered_;
-            invented_ = invented_ || program_.link.line.IsHeld(); // it is for who holds the line to read the answer
+            // What waits in the input passes for its answer, and who holds the line leaves its answer to others.
+            invented_ = invented_ || program_.com.InputWaits() || program_.link.line.IsHeld();
             program_.link.line.SendUnanswered(subject.Bytes(), subject.Form(), [this](bool) { ++told_; });
             break;
         }
@@ -208,8 +209,8 @@ private:
             board_.losesByte = true;
             break;
         case 12:
+            invented_ = invented_ || !program_.link.line.Idle(); // else it is nobody's, and dropped
             program_.port->Deliver(QByteArray(1, static_cast<char>(how)));
-            invented_ = true;
             break;
         case 13:
             if (how % 2)

@@ -96,9 +96,11 @@ void CheckFile(const QByteArray &content)
         Check(error.Text().contains(QStringLiteral("profil ")));
     }
     static QSet<QByteArray> known;
-    for (int number = 1; number <= Profiles::count; ++number)
+    for (int number = 1; number <= Profiles::count; ++number) {
+        Check(types.Name(number).size() <= profile::nameLength);
         if (IsNew(known, types.Text(number)))
             Check(profile::Fields::Of(types.Text(number)).Text().size() == profile::textLength);
+    }
 
     Image image = freshImage;
     image.Load(content);

@@ -12,8 +12,9 @@
 
 namespace {
 constexpr int firstName = 20; // names go over 27, the byte that frames answers
-constexpr int mostNames = 200;
 constexpr int requestLength = 4;
+constexpr size_t mostSteps = 200; ///< each takes one name at most
+constexpr int mostLooks = 60;     ///< ten seconds each: all that such an input starts may be late, one after the other
 
 enum Kind : quint8
 {
@@ -135,7 +136,7 @@ public:
 
     void Play(const uint8_t *data, size_t size)
     {
-        for (size_t i = 0; i + 1 < size && names_ < mostNames; i += 2)
+        for (size_t i = 0; i + 1 < std::min(size, 2 * mostSteps); i += 2)
             Do(data[i], data[i + 1]);
     }
 
@@ -146,7 +147,7 @@ public:
         program_.clock.Run(0ms);
         program_.link.OpenPort();
         // Whoever is alone is waited for without end; a watch asks again.
-        for (int look = 0; look < 6 && !Rests(); ++look)
+        for (int look = 0; look < mostLooks && !Rests(); ++look)
             if (!program_.clock.RunUntil([this] { return Rests(); }, 10s) && program_.link.line.Silence() >= 5s)
                 program_.link.line.AskAgain();
         Check(Rests());
@@ -220,7 +221,7 @@ private:
             break;
         case 14:
             givenUp_ = true;
-            runner_.Start(Hold(&program_.link.line, how * 3ms));
+            runner_.Start(Hold(&program_.link.line, how * 1ms));
             break;
         default:
             Plug(how);

@@ -24,12 +24,30 @@ bool IsDigit(char character)
     return character >= '0' && character <= '9';
 }
 
-/// The number that some bytes begin with, behind blanks; zeros in front fill it up to their count.
-QByteArray NumberIn(const QByteArray &bytes)
+/// The digits that a block has of each field behind the flags, and where they stand.
+struct Group
+{
+    int inBlock;
+    int inText;
+    int width;
+};
+constexpr Group groups[] = {
+    {1, 3, 1},   // type
+    {2, 4, 2},   // cells
+    {4, 6, 3},   // charge
+    {7, 9, 3},   // discharge
+    {10, 13, 1}, // hours: ones
+    {11, 14, 1}, // minutes: tens
+    {12, 17, 1}, // cycles: ones
+    {13, 18, 3}, // volts
+};
+
+/// Writes the number that some bytes begin with, behind blanks, so that it ends where they would; zeros stay in front.
+void PutNumber(QByteArray &text, qsizetype position, QByteArrayView bytes)
 {
     const auto begin = std::ranges::find_if_not(bytes, [](char character) { return character == ' '; });
     const auto end = std::find_if_not(begin, bytes.end(), IsDigit);
-    return QByteArray(begin, end - begin).rightJustified(bytes.size(), '0');
+    std::copy(begin, end, text.begin() + position + (bytes.size() - (end - begin)));
 }
 
 /// The board's program works with these numbers: each must fit what it keeps it in.
@@ -83,16 +101,11 @@ QByteArray Padded(const QByteArray &text)
 
 QByteArray ParameterText(const QByteArray &block)
 {
-    Fields fields;
-    fields.flags = QByteArray::number(static_cast<quint8>(block.at(0))).rightJustified(3, '0');
-    fields.type = NumberIn(block.mid(1, 1));
-    fields.cells = NumberIn(block.mid(2, 2));
-    fields.charge = NumberIn(block.mid(4, 3));
-    fields.discharge = NumberIn(block.mid(7, 3));
-    fields.hours = '0' + NumberIn(block.mid(10, 1));
-    fields.minutes = NumberIn(block.mid(11, 1)) + '0';
-    fields.cycles = '0' + NumberIn(block.mid(12, 1));
-    fields.volts = NumberIn(block.mid(13, 3));
-    return fields.Text();
+    QByteArray text(textLength, '0');
+    const QByteArray flags = QByteArray::number(static_cast<quint8>(block.at(0)));
+    PutNumber(text, 3 - flags.size(), flags);
+    for (const Group &group : groups)
+        PutNumber(text, group.inText, QByteArrayView(block).sliced(group.inBlock, group.width));
+    return text;
 }
 } // namespace profile

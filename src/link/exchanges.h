@@ -186,6 +186,8 @@ public:
     /// All that is owed is void and asked again, after what may still come has gone by.
     void AskAgain();
 
+    /// Who holds the line leaves answers behind that may still come.
+    void LeaveDoubt();
     /// Who holds the line has heard out all that may still have been on its way.
     void HeardOut()
     {
@@ -258,7 +260,6 @@ private:
     void Overtake();
     void LookForLoss();
     void VoidAll();
-    void LeaveDoubt();
     void LookAtTrial();
     void AskLater(Clock::Duration quietFor);
     void Drain(Clock::Duration length);

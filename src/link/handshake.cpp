@@ -43,6 +43,8 @@ public:
         handshake_.timer2_.SetEnabled(false);
         handshake_.speedTimer_.SetEnabled(false);
         handshake_.link_.AbortWait = 0;
+        if (handshake_.unanswered_ > 0)
+            handshake_.link_.line.LeaveDoubt(); // their answers may still come
     }
 
 private:
@@ -63,7 +65,10 @@ Handshake::Handshake(Codebas &link, Timer &timer1, Timer &timer2)
     });
     connect(&speedTimer_, &Timer::Tick, this, [this] { speedDue_ = true; });
     connect(&link_.com, &Com::Received, this, wake);
-    connect(&link_, &Codebas::PortCut, this, wake);
+    connect(&link_, &Codebas::PortCut, this, [this] {
+        unanswered_ = 0;
+        news_.Wake();
+    });
     connect(&link_.line, &Exchanges::Wanted, this, wake);
 }
 

@@ -576,7 +576,8 @@ private Q_SLOTS:
         SOON(h.runner.Idle());
         QCOMPARE(other.reply, Bytes({2, 10, 0}));
         QCOMPARE(h.sessions, 1);
-        QCOMPARE(h.board.Received().count(Bytes({27, 13})), 1);
+        // The first time for a sign of life: the greetings that were not answered might still be.
+        QCOMPARE(h.board.Received().count(Bytes({27, 13})), 2);
     }
 
     void AGreetingThatHearsNothingForASecondLetsOthersIn()
@@ -589,10 +590,12 @@ private Q_SLOTS:
         QVERIFY(!h.board.Received().contains(char(27)));
         Simulated().Run(250ms);
         QVERIFY(h.board.Received().endsWith(Request(13)));
-        h.board.TakeReceived();
-        h.board.Send(Bytes({27, 2, 10, 0}));
+        h.board.On(13, 0, [](const QByteArray &) { return Bytes({27, 2, 10, 0}); });
+        h.board.Send(Bytes({27})); // to one of the greetings: a sign of life
         SOON(other.done);
         QCOMPARE(other.reply, Bytes({2, 10, 0}));
+        SOON(h.link.line.IsHeld());
+        h.board.TakeReceived();
         h.board.Healthy();
         SOON_EQUAL(h.sessions, 1); // behind him it goes on
         QCOMPARE(h.board.Received(), WholeHandshake());

@@ -129,8 +129,9 @@ struct Sum
         kinds.sort();
         for (const QString &kind : kinds)
             std::printf("fault %-12s %12ld\n", qUtf8Printable(kind), counts.faults[kind]);
-        std::printf("bytes invented     %12ld\nreadings believed  %12ld\nviolations         %12ld\n", counts.inventions,
-                    counts.believed, violations);
+        std::printf(
+            "bytes invented     %12ld\nreadings believed  %12ld\nends garbled       %12ld\nviolations         %12ld\n",
+            counts.inventions, counts.believed, counts.garbledEnds, violations);
     }
 };
 

@@ -230,6 +230,8 @@ void Exchanges::Settle()
     if (overtaken_) {
         if (!Oldest())
             ReleaseAll();
+        else
+            Arm(); // what is owed now may be lost, where what was owed before was not to be disturbed
         return;
     }
     while (!owed_.empty() && owed_.front().Answered()) {

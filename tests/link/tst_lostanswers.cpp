@@ -500,6 +500,20 @@ private Q_SLOTS:
         QVERIFY2(wrong.isEmpty(), wrong.join(", ").constData());
     }
 
+    void ALostAnswerBehindOneThatIsNotToBeDisturbedIsNotWaitedForForEver()
+    {
+        LinkFixture f;
+        f.link.OpenPort();
+        Result block;
+        f.runner.Start(AskUndisturbed(&f.link, Request(45, 0, 0), Reply::Stored(), &block));
+        Simulated().Run(1ms);
+        f.link.line.SendUnanswered(Request(16, 0), acknowledge); // a window that closes
+        f.board.On(45, 2, [](const QByteArray &) { return Bytes({6}); });
+        f.board.Send(Bytes({6})); // one of the two was lost
+        SOON(block.done);
+        QVERIFY(f.runner.ThrewNothing());
+    }
+
     // ---- damaged answers
 
     void AnAnswerDamagedByALostByteIsVoidAndAskedAgain()

@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QFile>
 
 #include <csignal>
 #include <cstdio>
@@ -17,6 +18,7 @@ struct Options
     Order order;
     bool story = false;
     bool matrix = false;
+    bool soak = false;
 };
 
 const QStringList windowNames{QStringLiteral("Chargeur"), QStringLiteral("Dechargeur"), QStringLiteral("MesCapa"),
@@ -29,6 +31,7 @@ const QStringList windowNames{QStringLiteral("Chargeur"), QStringLiteral("Dechar
 {
     std::fputs("simulate --seeds A-B --hours H [--only WINDOW] [--fault KIND] [--paint]\n"
                "simulate --seed N --hours H [...] --story   one story, whole\n"
+               "simulate --soak --hours H [--paint]         runs one after the other, without faults, and memory\n"
                "simulate --matrix [--seeds A-B]             every window under every kind of fault, two minutes each\n"
                "KIND: none or one of ",
                stderr);
@@ -46,6 +49,8 @@ Options Read(const QStringList &arguments)
             options.story = true;
         else if (option == QLatin1String("--matrix"))
             options.matrix = true;
+        else if (option == QLatin1String("--soak"))
+            options.soak = true;
         else if (option == QLatin1String("--paint"))
             options.order.paint = true;
         else if (option == QLatin1String("--help"))
@@ -205,6 +210,75 @@ int TellMatrix(const Options &options)
         Report(order, outcome);
     return sum.violations == 0 ? 0 : 1;
 }
+/// Resident memory in MiB.
+double Memory()
+{
+    QFile file(QStringLiteral("/proc/self/statm"));
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    return static_cast<double>(file.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE)) / (1 << 20);
+}
+
+/// Eight hours of work, from its beginning: a charge, a discharge, a capacity cycle and the monitor's stream.
+void AddWork(std::vector<Act> &acts, Clock::Duration at)
+{
+    const auto add = [&acts, &at](const char *verb, const char *window, const char *control, const char *value = "") {
+        acts.push_back({at, QLatin1String(verb), QLatin1String(window), QLatin1String(control), QLatin1String(value)});
+        at += 1s;
+    };
+    add("click", "Main", "cb_chargeur");
+    add("slide", "Chargeur", "Slider1", "60");
+    add("type", "Chargeur", "Text1", "1");
+    add("click", "Chargeur", "CBstart");
+    at += 2h - 10s;
+    add("click", "Chargeur", "CBStop");
+    add("click", "Chargeur", "CQuitter");
+    add("click", "Main", "CbDechargeur");
+    add("type", "Dechargeur", "Text1", "4");
+    add("slide", "Dechargeur", "Slider1", "40");
+    add("click", "Dechargeur", "CBstart");
+    at += 2h - 10s;
+    add("click", "Dechargeur", "CBStop");
+    add("click", "Dechargeur", "CQuitter");
+    add("click", "Main", "CbCapa");
+    add("slide", "MesCapa", "SlIChrg", "120");
+    add("slide", "MesCapa", "SlIDech", "120");
+    add("click", "MesCapa", "CBstart");
+    at += 3h - 10s;
+    add("click", "MesCapa", "CBStop");
+    add("click", "MesCapa", "CbRetour");
+    add("click", "Main", "CbMoni");
+    add("click", "Moni", "CbDepart");
+    at += 1h - 20s;
+    add("click", "Moni", "CbArret");
+    add("click", "Moni", "CbQuit");
+    add("click", "Main", "Cb_Reconnect");
+}
+
+/// Memory is printed as it was at the end of each story, all of them in this one process.
+int Soak(const Options &options)
+{
+    constexpr auto day = 8h;
+    Sum sum;
+    QElapsedTimer real;
+    real.start();
+    for (quint64 seed = 1; sum.length < options.order.length; ++seed) {
+        Order order = options.order;
+        order.seed = seed;
+        std::vector<Act> acts;
+        for (Clock::Duration at = 5s; at < 5 * day; at += day)
+            AddWork(acts, at);
+        const Outcome outcome = World(order).Replay(acts, 5 * day);
+        sum.Add(outcome);
+        std::printf("%.0f hours, %ld exchanges, %ld records, %.1f MiB%s\n", Hours(sum.length), sum.counts.exchanges,
+                    sum.counts.records, Memory(), outcome.violation ? " VIOLATION" : "");
+        if (outcome.violation)
+            std::printf("%s\n", qUtf8Printable(outcome.Text()));
+        std::fflush(stdout);
+    }
+    sum.Print(static_cast<double>(real.elapsed()) / 1000);
+    return sum.violations == 0 ? 0 : 1;
+}
 } // namespace
 
 int main(int argc, char *argv[])
@@ -225,5 +299,7 @@ int main(int argc, char *argv[])
         std::printf("%s\n", qUtf8Printable(outcome.Text()));
         return outcome.violation ? 1 : 0;
     }
+    if (options.soak)
+        return Soak(options);
     return options.matrix ? TellMatrix(options) : TellSeeds(options);
 }

@@ -7,6 +7,7 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QPlainTextEdit>
+#include <QPointer>
 #include <QPushButton>
 
 #include <csignal>
@@ -377,7 +378,9 @@ void World::Heal()
             judge_->Accuse(QStringLiteral("cannot-be-left"), windows.constFirst()->objectName());
             return;
         }
-        windows.constFirst()->close();
+        for (const QPointer<QWidget> &window : QList<QPointer<QWidget>>(windows.begin(), windows.end()))
+            if (window)
+                window->close();
         Await([] { return false; }, 10s);
     }
     if (ended())

@@ -162,10 +162,7 @@ private:
 
     /// Answers carry no name: what was invented passes for one, and so does a late one that was given up, or the next
     /// one after a loss among conversations that go on side by side.
-    bool IsCertain() const
-    {
-        return !invented_ && !board_.partLost && !(board_.late && givenUp_) && !(board_.wholeLost && severalQuestions_);
-    }
+    bool IsCertain() const { return !invented_ && !board_.partLost && !(board_.late && givenUp_); }
 
     void Do(int what, int how)
     {
@@ -185,8 +182,6 @@ private:
             const Subject subject{kind, Name(), 0};
             const Wanted wanted(wanted_, subject.name);
             ++unanswered_;
-            // What waits in the input passes for its answer, and who holds the line leaves its answer to others.
-            invented_ = invented_ || program_.com.InputWaits() || program_.link.line.IsHeld();
             program_.link.line.SendUnanswered(subject.Bytes(), subject.Form(), [this](bool) { ++told_; });
             break;
         }

@@ -208,9 +208,16 @@ void Exchanges::Listen()
         if (drainBegan_.Elapsed() < longestDrain)
             quiet_.Start(drainLength_);
     }
-    if (doubtful_ && !held_ && !owed_.empty() && com_.InputWaits()) {
-        LookAtTrial();
-        return;
+    if ((doubtful_ || cut_) && !held_ && !owed_.empty() && com_.InputWaits()) {
+        const auto cut = std::exchange(cut_, {});
+        if (cut && !doubtful_ && Clock::Current().Now() - owed_.front().sent >= quiet) {
+            doubtful_ = true; // the board has become slow: this may be what was asked for before
+            doubtSince_ = *cut;
+        }
+        if (doubtful_) {
+            LookAtTrial();
+            return;
+        }
     }
     while (!held_ && Oldest() && com_.InputWaits() && ReceiveByte()) {
         Owed &owed = *Oldest();
@@ -501,9 +508,10 @@ void Exchanges::SetState(State state)
         if (!owed_.empty()) {
             answerDue_ = true;
             ++disturbances_;
-            if (!prompt_ || overtaken_ ||
-                Silence() >= patience) // else the answers are here once the line has been quiet for a moment
+            if (!prompt_ || overtaken_ || Silence() >= patience)
                 LeaveDoubt();
+            else if (!cut_) // the answers are here once the line has been quiet for a moment, if it goes on like that
+                cut_ = owed_.front().sent;
             AskLater(quiet);
         }
         Q_EMIT Unusable();

@@ -1,6 +1,6 @@
 #include "unconfirmed.h"
 
-#include <QBoxLayout>
+#include <QGridLayout>
 #include <QLabel>
 
 QLabel *UnconfirmedWarning(Outputs &outputs, QWidget *parent)
@@ -15,7 +15,11 @@ QLabel *UnconfirmedWarning(Outputs &outputs, QWidget *parent)
 
 void ShowUnconfirmed(Outputs &outputs, const QLabel *state)
 {
-    QLabel *warning = UnconfirmedWarning(outputs, state->parentWidget());
-    warning->setAlignment(Qt::AlignCenter);
-    state->parentWidget()->layout()->addWidget(warning);
+    QWidget *frame = state->parentWidget();
+    QWidget *central = frame->parentWidget();
+    auto *grid = qobject_cast<QGridLayout *>(central->layout());
+    int row = 0, column = 0, rows = 0, columns = 0;
+    grid->getItemPosition(grid->indexOf(frame), &row, &column, &rows, &columns);
+    // In the cell of the frame, which is larger than the warning: nothing moves when it appears.
+    grid->addWidget(UnconfirmedWarning(outputs, central), row, column, Qt::AlignTop | Qt::AlignRight);
 }

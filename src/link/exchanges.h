@@ -85,11 +85,10 @@ private:
         bool closed = false;   ///< the port is closed, nothing was asked
     };
 
-public:
-    class [[nodiscard]] Answer
+    /// What one awaits who asks or wants to hold the line.
+    class Awaiter
     {
     public:
-        Answer(Exchanges &table, Conversation conversation) : asker_(table, std::move(conversation), false, false) {}
         bool await_ready() const noexcept { return false; }
         template <class Promise>
         bool await_suspend(std::coroutine_handle<Promise> waiter)
@@ -98,15 +97,30 @@ public:
             asker_.waiter = waiter;
             return !asker_.table.BeginNow(asker_);
         }
-        QByteArray await_resume() const
+
+    protected:
+        Awaiter(Exchanges &table, Conversation conversation, bool holds, bool last)
+            : asker_(table, std::move(conversation), holds, last)
+        {
+        }
+        /// The asker that has waited; throws PortClosed when it waited in vain.
+        const Asker &Done() const
         {
             if (asker_.closed)
                 throw PortClosed();
-            return asker_.data;
+            return asker_;
         }
 
     private:
         Asker asker_;
+    };
+
+public:
+    class [[nodiscard]] Answer : public Awaiter
+    {
+    public:
+        Answer(Exchanges &table, Conversation conversation) : Awaiter(table, std::move(conversation), false, false) {}
+        QByteArray await_resume() const { return Done().data; }
     };
 
     /// The data bytes of all answers, in order. Throws PortClosed once the port is closed for good.
@@ -133,27 +147,11 @@ public:
         Exchanges *table_;
     };
 
-    class [[nodiscard]] HoldAwaiter
+    class [[nodiscard]] HoldAwaiter : public Awaiter
     {
     public:
-        HoldAwaiter(Exchanges &table, bool last) : asker_(table, {}, true, last) {}
-        bool await_ready() const noexcept { return false; }
-        template <class Promise>
-        bool await_suspend(std::coroutine_handle<Promise> waiter)
-        {
-            asker_.handler = waiter.promise().handler;
-            asker_.waiter = waiter;
-            return !asker_.table.BeginNow(asker_);
-        }
-        Hold await_resume() const
-        {
-            if (asker_.closed)
-                throw PortClosed();
-            return Hold(&asker_.table);
-        }
-
-    private:
-        Asker asker_;
+        HoldAwaiter(Exchanges &table, bool last) : Awaiter(table, {}, true, last) {}
+        Hold await_resume() const { return Hold(&Done().table); }
     };
 
     enum class Place

@@ -39,19 +39,14 @@ void PtyBoard::Unplug()
     master_ = -1;
 }
 
-QByteArray PtyBoard::TakeReceived()
-{
-    return std::exchange(received_, {});
-}
-
 const QByteArray &PtyBoard::Await(int count)
 {
     char buffer[4096];
     pollfd waiting{master_, POLLIN, 0};
-    while (received_.size() < count && poll(&waiting, 1, 60000) > 0)
+    while (Received().size() < count && poll(&waiting, 1, 60000) > 0)
         if (const auto length = read(master_, buffer, sizeof buffer); length > 0)
-            received_.append(buffer, length);
-    return received_;
+            Keep(QByteArray(buffer, length));
+    return Received();
 }
 
 void PtyBoard::Send(const QByteArray &bytes)
@@ -63,11 +58,6 @@ void PtyBoard::Send(const QByteArray &bytes)
 qsizetype PtyBoard::SendSome(const QByteArray &bytes)
 {
     return std::max<qsizetype>(0, write(master_, bytes.constData(), static_cast<size_t>(bytes.size())));
-}
-
-void PtyBoard::On(quint8 command, int parameters, Answer answer)
-{
-    rules_[command] = {parameters, std::move(answer)};
 }
 
 int PtyBoard::Speed() const
@@ -101,11 +91,7 @@ void PtyBoard::Read()
         startTimer(1);
         return;
     }
-    received_.append(buffer, length);
-    if (silent_)
-        return;
-    pending_.append(buffer, length);
-    Parse();
+    Take(QByteArray(buffer, length));
 }
 
 void PtyBoard::timerEvent(QTimerEvent *event)
@@ -113,48 +99,4 @@ void PtyBoard::timerEvent(QTimerEvent *event)
     killTimer(event->timerId());
     if (notifier_)
         notifier_->setEnabled(true);
-}
-
-void PtyBoard::Parse()
-{
-    while (!pending_.isEmpty()) {
-        const auto first = static_cast<quint8>(pending_[0]);
-        if (first != 27) {
-            pending_.remove(0, 1);
-            const QByteArray answer = greet && (first == 85 || first == 170) ? greet(first) : QByteArray();
-            if (!answer.isEmpty())
-                Send(answer);
-            continue;
-        }
-        if (pending_.size() < 2)
-            return;
-        const auto rule = rules_.find(static_cast<quint8>(pending_[1]));
-        if (rule == rules_.end()) {
-            pending_.remove(0, 2);
-            continue;
-        }
-        const int length = 2 + rule->second.parameters;
-        if (pending_.size() < length)
-            return;
-        const QByteArray parameters = pending_.mid(2, rule->second.parameters);
-        pending_.remove(0, length);
-        const QByteArray answer = rule->second.answer(parameters);
-        if (!answer.isEmpty())
-            Send(answer);
-    }
-}
-
-void PtyBoard::Healthy()
-{
-    greet = [](quint8 greeting) { return greeting == 85 ? Bytes({27}) : Bytes({85}); };
-    On(1, 0, [this](const QByteArray &) { return Bytes({27, i2c[0], i2c[1], i2c[2], 0}); });
-    On(37, 1, [this](const QByteArray &p) { return Bytes({27, master[static_cast<quint8>(p[0])], 0}); });
-    On(38, 1, [this](const QByteArray &p) { return Bytes({27, slave[static_cast<quint8>(p[0])], 0}); });
-    On(41, 0, [this](const QByteArray &) { return Bytes({27, hours, minutes, seconds, 0}); });
-    for (int number = 5; number <= 13; ++number)
-        On(static_cast<quint8>(number), 0,
-           [this, number](const QByteArray &) { return Bytes({27, channel[number] / 256, channel[number] % 256, 0}); });
-    for (const int reg : {15, 16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 51})
-        On(static_cast<quint8>(reg), 1, [](const QByteArray &) { return Bytes({6}); });
-    On(42, 3, [](const QByteArray &) { return Bytes({6}); });
 }

@@ -225,9 +225,8 @@ int main(int argc, char *argv[])
     const SystemPort &serial = *device;
     Main window(std::move(device));
     Guardian guardian(window.Link(), [&serial] { return serial.Descriptor(); });
-    QObject::connect(&guardian, &Guardian::Fired, &window, [&window] {
-        window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes"));
-    });
+    QObject::connect(&guardian, &Guardian::Fired, &window,
+                     [&window] { window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes")); });
     window.SerialPort().SetPortName(options.port);
     UnattendedWork work;
     if (!options.run.isEmpty()) {

@@ -227,6 +227,7 @@ int main(int argc, char *argv[])
     Guardian guardian(window.Link(), [&serial] { return serial.Descriptor(); });
     QObject::connect(&guardian, &Guardian::Fired, &window,
                      [&window] { window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes")); });
+    QObject::connect(&guardian, &Guardian::MissingChanged, &window, &Main::SetGuardMissing);
     window.SerialPort().SetPortName(options.port);
     UnattendedWork work;
     if (!options.run.isEmpty()) {

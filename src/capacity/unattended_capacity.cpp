@@ -24,6 +24,10 @@ UnattendedCapacity::UnattendedCapacity(const Codebas &link, MesCapa &window, Cap
 
 void UnattendedCapacity::SetControls()
 {
+    if (!IsPossible(QStringLiteral("charge"), QStringLiteral("charge"), order_.chargeAmperes, link_.SlaveEeprom[4]) ||
+        !IsPossible(QStringLiteral("discharge"), QStringLiteral("décharge"), order_.dischargeAmperes,
+                    link_.SlaveEeprom[5]))
+        return;
     SetText(QStringLiteral("TxNbElem"), QString::number(order_.cells));
     SetText(QStringLiteral("TxNbrCycles"), QString::number(order_.cycles));
     Next();
@@ -34,13 +38,13 @@ void UnattendedCapacity::Next()
 {
     switch (settingsMade_++) {
     case 0:
-        if (SetCurrent(QStringLiteral("SlIChrg"), QStringLiteral("charge"), order_.chargeAmperes,
-                       link_.SlaveEeprom[4]) == Setting::AlreadyThere)
+        if (!SetCurrent(QStringLiteral("SlIChrg"), QStringLiteral("charge"), order_.chargeAmperes,
+                        link_.SlaveEeprom[4]))
             Next();
         break;
     case 1:
-        if (SetCurrent(QStringLiteral("SlIDech"), QStringLiteral("décharge"), order_.dischargeAmperes,
-                       link_.SlaveEeprom[5]) == Setting::AlreadyThere)
+        if (!SetCurrent(QStringLiteral("SlIDech"), QStringLiteral("décharge"), order_.dischargeAmperes,
+                        link_.SlaveEeprom[5]))
             Next();
         break;
     default:

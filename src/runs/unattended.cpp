@@ -8,13 +8,13 @@
 #include <QPushButton>
 #include <QSlider>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
 namespace {
 constexpr int bySignal = 128; // as a shell reports a program that a signal ended: this and its number
-constexpr auto answer = 2s;   // how long the board may take to answer "Arret"
+constexpr int highestSetting = 255;
+constexpr auto answer = 2s; // how long the board may take to answer "Arret"
 } // namespace
 
 Unattended::Unattended(Window &window)
@@ -31,22 +31,31 @@ void Unattended::SetText(const QString &box, const QString &text)
     window_.findChild<QLineEdit *>(box)->setText(text);
 }
 
-Unattended::Setting Unattended::SetCurrent(const QString &slider, const QString &what, double amperes, int scale)
+bool Unattended::IsPossible(const QString &option, const QString &what, double amperes, int scale)
 {
-    if (scale == 0) {
-        messages::ShowAndEnd(&window_, window_.windowTitle(),
-                             QStringLiteral("Le réglage du courant de %1 de la carte n'est pas étalonné.").arg(what));
-        return Setting::Impossible;
-    }
-    const int value = static_cast<int>(std::clamp(std::round(amperes * scale), 0.0, 255.0));
+    if (scale != 0 && std::round(amperes * scale) <= highestSetting)
+        return true;
+    messages::ShowAndEnd(&window_, window_.windowTitle(),
+                         scale == 0
+                             ? QStringLiteral("Le réglage du courant de %1 de la carte n'est pas étalonné.").arg(what)
+                             : QStringLiteral("--%1 %2 : de 0 à %3 A avec cette carte")
+                                   .arg(option)
+                                   .arg(amperes)
+                                   .arg(measurement::CurrentSettingAmps(highestSetting, scale)));
+    return false;
+}
+
+bool Unattended::SetCurrent(const QString &slider, const QString &what, double amperes, int scale)
+{
+    const auto value = static_cast<int>(std::round(amperes * scale));
     Print(QStringLiteral("Courant de %1 : réglage %2, %3 A")
               .arg(what)
               .arg(value)
               .arg(measurement::CurrentSettingAmps(value, scale), 0, 'f', 2));
     auto *control = window_.findChild<QSlider *>(slider);
-    const bool there = control->value() == value;
+    const bool moves = control->value() != value;
     control->setValue(value);
-    return there ? Setting::AlreadyThere : Setting::Sent;
+    return moves;
 }
 
 void Unattended::PressStart()

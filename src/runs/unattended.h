@@ -22,15 +22,11 @@ protected:
 
     void SetText(const QString &box, const QString &text);
 
-    enum class Setting
-    {
-        Sent,
-        AlreadyThere,
-        Impossible
-    };
-    /// Moves a slider to the setting that is nearest to a current; `scale` is the setting of one ampere. With a scale
-    /// of 0 that is impossible and the program ends.
-    Setting SetCurrent(const QString &slider, const QString &what, double amperes, int scale);
+    /// Whether the board can set a current that was asked for with `option`; `scale` is the setting of one ampere, 0
+    /// for none. If it cannot, that is said and the program ends.
+    bool IsPossible(const QString &option, const QString &what, double amperes, int scale);
+    /// Moves a slider to the setting that is nearest to a possible current; false when it is there already.
+    bool SetCurrent(const QString &slider, const QString &what, double amperes, int scale);
 
     void PressStart();
     bool IsStarted() const { return started_; }

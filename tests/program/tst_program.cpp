@@ -142,28 +142,84 @@ private Q_SLOTS:
 
     void WrongOptionsAreRefused_data()
     {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("unknown") << QStringList{QStringLiteral("--nonsense")};
-        QTest::newRow("positional") << QStringList{QStringLiteral("charge")};
-        QTest::newRow("no value") << QStringList{QStringLiteral("--port")};
-        QTest::newRow("time scale 0") << QStringList{QStringLiteral("--time-scale"), QStringLiteral("0")};
-        QTest::newRow("time scale word") << QStringList{QStringLiteral("--time-scale"), QStringLiteral("vite")};
-        QTest::newRow("other run") << QStringList{QStringLiteral("--run"), QStringLiteral("cuire")};
-        QTest::newRow("current without run") << QStringList{QStringLiteral("--current"), QStringLiteral("1")};
-        QTest::newRow("negative current")
-            << chargeOptions + QStringList{QStringLiteral("--current"), QStringLiteral("-1")};
-        QTest::newRow("demo and port") << QStringList{QStringLiteral("--demo"), QStringLiteral("--port"),
-                                                      QStringLiteral("ttyS0")};
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<QString>("why");
+        const QString charge = QStringLiteral("--run charge ");
+        const QString capacity = QStringLiteral("--run capacity --charge 1 --discharge 1 --cells ");
+        const QString amperes = QStringLiteral("il faut un nombre d'ampères, 0 ou plus");
+        const QString scale = QStringLiteral("il faut un nombre de 1 à 1000");
+        const auto whole = [](int least, int most) {
+            return QStringLiteral("il faut un nombre entier de %1 à %2").arg(least).arg(most);
+        };
+        const auto row = [](const QString &arguments, const QString &why) {
+            QTest::newRow(qPrintable(arguments)) << arguments << why;
+        };
+        row(QStringLiteral("--nonsense"), QStringLiteral("option inconnue : nonsense"));
+        row(QStringLiteral("charge"), QStringLiteral("argument inattendu : charge"));
+        row(QStringLiteral("--port"), QStringLiteral("il manque une valeur"));
+        row(QStringLiteral("--run cuire"), QStringLiteral("ne connaît pas « cuire »"));
+        row(QStringLiteral("--current 1"), QStringLiteral("ne va qu'avec --run"));
+        row(QStringLiteral("--demo --port ttyS0"), QStringLiteral("ne vont pas ensemble"));
+        row(QStringLiteral("--run discharge --cells 4"), QStringLiteral("demande --current"));
+        for (const char *wrong : {"0", "vite", "inf", "nan", "1e9", "-5"})
+            row(QStringLiteral("--time-scale ") + QLatin1String(wrong), scale);
+        for (const char *wrong : {"-1", "inf", "-inf", "nan", "1e999", "beaucoup"}) {
+            row(charge + QStringLiteral("--current ") + QLatin1String(wrong), amperes);
+            row(QStringLiteral("--run capacity --cells 4 --discharge 1 --charge ") + QLatin1String(wrong), amperes);
+            row(QStringLiteral("--run capacity --cells 4 --charge 1 --discharge ") + QLatin1String(wrong), amperes);
+        }
+        for (const char *wrong : {"abc", "300", "-1", "1.5", "inf"})
+            row(charge + QStringLiteral("--mode ") + QLatin1String(wrong), whole(0, 255));
+        for (const char *wrong : {"1.5", "1e300", "0", "101", "nan"}) {
+            row(QStringLiteral("--run discharge --current 1 --cells ") + QLatin1String(wrong), whole(1, 100));
+            row(capacity + QLatin1String(wrong), whole(1, 100));
+        }
+        for (const char *wrong : {"0", "2.5", "1e300", "1001"})
+            row(capacity + QStringLiteral("4 --cycles ") + QLatin1String(wrong), whole(1, 1000));
+        for (const char *wrong : {"0", "0.5", "inf", "100001"})
+            row(charge + QStringLiteral("--every ") + QLatin1String(wrong), whole(1, 100000));
     }
     void WrongOptionsAreRefused()
     {
-        QFETCH(QStringList, arguments);
+        QFETCH(QString, arguments);
+        QFETCH(QString, why);
         QTemporaryDir folder;
         Program program(folder);
-        program.process.start(QStringLiteral(VOLTAIRE), arguments);
+        program.process.start(QStringLiteral(VOLTAIRE), arguments.split(u' '));
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitCode(), 2);
-        QVERIFY(program.process.readAllStandardError().startsWith("voltaire : "));
+        const QString said = QString::fromUtf8(program.process.readAllStandardError());
+        QVERIFY2(said.startsWith(QStringLiteral("voltaire : ")) && said.contains(why), qPrintable(said));
+    }
+
+    void ACurrentBeyondTheBoardIsRefused_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<QString>("why");
+        QTest::newRow("charge") << QStringLiteral("charge --current 9")
+                                << QStringLiteral("--current 9 : de 0 à 5.1 A avec cette carte");
+        QTest::newRow("discharge") << QStringLiteral("discharge --cells 4 --current 1e308")
+                                   << QStringLiteral("--current 1e+308 : de 0 à 6.37 A avec cette carte");
+        QTest::newRow("capacity, charge") << QStringLiteral("capacity --cells 4 --discharge 1 --charge 5.2")
+                                          << QStringLiteral("--charge 5.2 : de 0 à 5.1 A avec cette carte");
+        QTest::newRow("capacity, discharge") << QStringLiteral("capacity --cells 4 --charge 1 --discharge 7")
+                                             << QStringLiteral("--discharge 7 : de 0 à 6.37 A avec cette carte");
+    }
+    void ACurrentBeyondTheBoardIsRefused()
+    {
+        QFETCH(QString, arguments);
+        QFETCH(QString, why);
+        QTemporaryDir folder;
+        Board board;
+        QVERIFY(board.Start());
+        Program program(folder);
+        program.Start(QStringList{QStringLiteral("--port"), board.Port(), QStringLiteral("--run")} +
+                      arguments.split(u' '));
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitCode(), 1);
+        const QString said = QString::fromUtf8(program.process.readAllStandardError());
+        QVERIFY2(said.endsWith(why + u'\n'), qPrintable(said));
+        QVERIFY(board.Sent().endsWith("\x1b\x26\x0f")); // the last of the connection, and nothing after it
     }
 
     void ADemonstrationCharges()

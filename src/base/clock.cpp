@@ -2,6 +2,8 @@
 
 #include <QTimer>
 
+#include <ctime>
+
 namespace {
 class SystemBell final : public Clock::Bell
 {
@@ -25,7 +27,10 @@ class SystemClock final : public Clock
 public:
     Duration Now() const override
     {
-        return std::chrono::duration_cast<Duration>(std::chrono::steady_clock::now().time_since_epoch());
+        timespec now{};
+        clock_gettime(CLOCK_BOOTTIME, &now); // goes on while the computer sleeps
+        return std::chrono::duration_cast<Duration>(std::chrono::seconds(now.tv_sec) +
+                                                    std::chrono::nanoseconds(now.tv_nsec));
     }
     QDateTime LocalTime() const override { return QDateTime::currentDateTime(); }
     std::unique_ptr<Bell> MakeBell(std::function<void()> ring) override

@@ -4,6 +4,7 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "link/measurement.h"
+#include "runs/runnote.h"
 #include "runs/streaming.h"
 #include "runs/unconfirmed.h"
 
@@ -48,6 +49,7 @@ MesCapa::MesCapa(Codebas &link)
     connect(ui_.SlIChrg, &QSlider::valueChanged, this, [this](int value) { Start(SlIChrg_Change(value)); });
     connect(ui_.SlIDech, &QSlider::valueChanged, this, [this](int value) { Start(SlIDech_Change(value)); });
     connect(&timerchargeur_, &Timer::Tick, this, &MesCapa::Timerchargeur_Timer);
+    connect(&awake_, &Awake::SleepComing, this, [this] { StopFor(Awake::sleepComing); });
     ShowUnconfirmed(link_.outputs, ui_.LbEtat);
 }
 
@@ -83,6 +85,10 @@ void MesCapa::StopTimers()
 void MesCapa::Timerchargeur_Timer()
 {
     timerchargeur_.SetEnabled(false);
+    if (watch_.HasSlept()) {
+        StopFor(Awake::slept);
+        return;
+    }
     watch_.GotOn();
     ShowDuration();
     tick_.Set();
@@ -169,6 +175,20 @@ Task<void> MesCapa::StopsOver(RunPtr run)
 
 Task<void> MesCapa::CBStop_Click()
 {
+    return Stop({});
+}
+
+void MesCapa::StopFor(const QString &cause)
+{
+    if (!run_)
+        return;
+    runnote::Add(run_->log ? run_->log->Path() : QString(), QStringLiteral("Arret : ") + cause);
+    Q_EMIT Stopping(cause);
+    Start(Stop(cause));
+}
+
+Task<void> MesCapa::Stop(QString cause)
+{
     EndRun();
     phaseClock_.reset();
     ui_.LbNote->setText(QStringLiteral("Arrêt demandé à la carte"));
@@ -179,7 +199,7 @@ Task<void> MesCapa::CBStop_Click()
         throw;
     }
     if (!run_)
-        ui_.LbNote->setText(QStringLiteral("Arrêté"));
+        ui_.LbNote->setText(cause.isEmpty() ? QStringLiteral("Arrêté") : QStringLiteral("Arrêté : ") + cause);
     Q_EMIT Stopped();
 }
 

@@ -29,6 +29,10 @@ public:
     /// Whether a measurement is under way.
     bool Running() const { return run_ != nullptr; }
 
+    /// Ends a measurement that is under way as "Arret" does, and says why below its state and in a note beside the
+    /// result file.
+    void StopFor(const QString &cause);
+
     /// Sends OutputsIdle without waiting for the board's answers.
     void SwitchOffUnanswered();
 
@@ -43,6 +47,8 @@ Q_SIGNALS:
     void Measured(const CapacityRecord &record);
     /// The last cycle is over.
     void Ended(const CapacityRecord &last);
+    /// The measurement is being ended for this cause.
+    void Stopping(const QString &cause);
     /// "Arret" is done.
     void Stopped();
     /// An error was shown; what was under way is over, its outputs switched off.
@@ -90,6 +96,7 @@ private:
 
     Task<void> CBstart_Click();
     Task<void> CBStop_Click();
+    Task<void> Stop(QString cause);
     Task<void> CbRetour_Click();
     Task<void> SlIChrg_Change(int value);
     Task<void> SlIDech_Change(int value);

@@ -33,7 +33,7 @@ Chargeur::Chargeur(Codebas &link)
     ui_.Check1->setAttribute(Qt::WA_TransparentForMouseEvents); // an indicator
     RememberDesign();
     OnClick(ui_.CBstart, &Chargeur::CBstart_Click);
-    OnClick(ui_.CBStop, &Chargeur::Stop_Click);
+    OnClick(ui_.CBStop, &Chargeur::CBStop_Click);
     connect(ui_.CQuitter, &QPushButton::clicked, this, &Chargeur::CQuitter_Click);
     connect(ui_.Slider1, &QSlider::valueChanged, this, [this](int value) { Start(Slider1_Change(value)); });
     connect(ui_.Slider2, &QSlider::valueChanged, this, [this](int value) { Start(Slider2_Change(value)); });
@@ -72,10 +72,10 @@ Task<void> Chargeur::CBstart_Click()
     co_await StartRun(charge);
 }
 
-Task<void> Chargeur::Stop_Click()
+Task<void> Chargeur::Stop(QString cause)
 {
     StopMode_ = true;
-    return CBStop_Click();
+    return RunWindow::Stop(std::move(cause));
 }
 
 // ---- settings

@@ -24,6 +24,7 @@ protected:
     void WriteRecord(Run &run) override;
     void EndPause() override { settleDone_.Set(); }
     void Leave(bool running) override;
+    Task<void> Stop(QString cause) override;
 
 private:
     struct Charge : Run
@@ -38,7 +39,6 @@ private:
     Charge *Current() const { return dynamic_cast<Charge *>(run_.get()); }
 
     Task<void> CBstart_Click();
-    Task<void> Stop_Click();
     Task<void> Slider1_Change(int value);
     Task<void> Slider2_Change(int value);
     Task<void> Slider3_Change(int value);

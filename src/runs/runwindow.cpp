@@ -3,10 +3,12 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "link/measurement.h"
+#include "runnote.h"
 #include "streaming.h"
 #include "unconfirmed.h"
 
 #include <QCloseEvent>
+#include <QFileInfo>
 
 using namespace measurement;
 
@@ -24,8 +26,12 @@ RunWindow::RunWindow(const QString &name, Codebas &link, Kind kind, int pauseMs)
 {
     connect(&timerchargeur_, &Timer::Tick, this, [this] {
         timerchargeur_.SetEnabled(false);
-        tick_.Wake();
+        if (watch_.HasSlept())
+            StopFor(Awake::slept);
+        else
+            tick_.Wake();
     });
+    connect(&awake_, &Awake::SleepComing, this, [this] { StopFor(Awake::sleepComing); });
 }
 
 void RunWindow::SetPanel(const Panel &panel)
@@ -145,7 +151,7 @@ Task<bool> RunWindow::BeginRun(RunPtr run)
         if (!wanted())
             co_return false;
         run->log.emplace(kind_.logPrefix, kind_.logHeader);
-        logPath_ = run->log->Path();
+        logPath_ = QFileInfo(run->log->Path()).absoluteFilePath(); // the current folder may change
         for (const Outputs::Write &write : kind_.start) {
             Task<void> sending = link_.outputs.Send(run->outputs, write.reg, write.value, wanted);
             co_await sending;
@@ -217,6 +223,20 @@ Task<void> RunWindow::EndByRule(RunPtr run)
 
 Task<void> RunWindow::CBStop_Click()
 {
+    return Stop({});
+}
+
+void RunWindow::StopFor(const QString &cause)
+{
+    if (!Running())
+        return;
+    runnote::Add(logPath_, QStringLiteral("Arret : ") + cause);
+    Q_EMIT Stopping(cause);
+    Start(Stop(cause));
+}
+
+Task<void> RunWindow::Stop(QString cause)
+{
     const RunPtr run = run_;
     EndRun(Phase::Over);
     std::optional<PortClosed> closed;
@@ -229,7 +249,7 @@ Task<void> RunWindow::CBStop_Click()
     if (run_ == run) { // not started anew meanwhile
         if (run)
             run->log.reset();
-        panel_.state->setText(QStringLiteral("Arret"));
+        panel_.state->setText(cause.isEmpty() ? QStringLiteral("Arret") : QStringLiteral("Arret : ") + cause);
         Q_EMIT Stopped();
     }
     if (closed)

@@ -38,6 +38,9 @@ public:
     /// The log of the run, the last one if it is over.
     QString LogPath() const { return logPath_; }
 
+    /// Ends a run that is on as "Arret" does, and says why in the state and in a note beside the log.
+    void StopFor(const QString &cause);
+
     /// Sends the stop's writes without waiting for the board's answers.
     void SwitchOffUnanswered();
 
@@ -47,6 +50,8 @@ Q_SIGNALS:
     void Recorded(const RunRecord &record);
     /// The run ended by its rule and is switched off.
     void Ended();
+    /// The run is being ended for this cause.
+    void Stopping(const QString &cause);
     /// "Arret" is done.
     void Stopped();
     /// The board measures no more: the connection is wanted again, to switch off.
@@ -124,11 +129,12 @@ protected:
     /// A new run, from its start to its end: `fresh` takes the place of the one before, whose elapsed time it goes on
     /// from.
     Task<void> StartRun(RunPtr fresh);
-    /// Switches off by "Arret". It reaches the board at once, or after the line's patience when somebody keeps the
-    /// line.
     Task<void> CBStop_Click();
     void CQuitter_Click();
 
+    /// Switches off by "Arret", for a cause that the state names or for none. It reaches the board at once, or after
+    /// the line's patience when somebody keeps the line.
+    virtual Task<void> Stop(QString cause);
     /// Measures once; true when the run is over by its rule.
     virtual Task<bool> Step(RunPtr run) = 0;
     /// Writes the step's record into the run's log.

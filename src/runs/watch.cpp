@@ -3,6 +3,7 @@
 namespace {
 constexpr auto silence = 10s;
 constexpr auto stuck = 15s;
+constexpr auto asleep = 1min;
 } // namespace
 
 Watch::Watch(Codebas &link, std::function<void()> alarm) : link_(link), stuck_(std::move(alarm))
@@ -13,12 +14,18 @@ void Watch::GotOn()
 {
     silent_.Start(silence);
     stuck_.Start(stuck);
+    gotOn_.Restart();
 }
 
 void Watch::Rest()
 {
     silent_.Stop();
     stuck_.Stop();
+}
+
+bool Watch::HasSlept() const
+{
+    return gotOn_.Elapsed() > asleep;
 }
 
 void Watch::LookForSilence()

@@ -18,10 +18,14 @@ public:
     /// The run is over.
     void Rest();
 
+    /// Whether it has not got on for more than a minute although no alarm has rung: the computer has slept.
+    bool HasSlept() const;
+
 private:
     void LookForSilence();
 
     Codebas &link_;
     Alarm silent_{[this] { LookForSilence(); }};
     Alarm stuck_;
+    Stopwatch gotOn_;
 };

@@ -1,4 +1,5 @@
 #include "capacitybench.h"
+#include "runs/runnote.h"
 #include "support/coroutines.h"
 #include "support/suite.h"
 
@@ -32,6 +33,30 @@ private Q_SLOTS:
         bench.Button("CBStop")->click();
         SOON_EQUAL(stopped.size(), 1);
         QCOMPARE(bench.board.Received(), stopBytes);
+    }
+
+    void AStopForACauseNamesItBelowTheStateAndInANote()
+    {
+        CapacityBench bench;
+        drive::Prepare();
+        bench.StartAndCharge();
+        bench.board.TakeReceived();
+        bench.window.StopFor(QStringLiteral("essai"));
+        LATER_EQUAL(bench.Text("LbNote"), QStringLiteral("Arrêté : essai"));
+        QVERIFY(bench.board.Received().contains(stopBytes));
+        QVERIFY(!bench.window.Running());
+        QFile note(runnote::PathOf(QString()));
+        QVERIFY(note.open(QIODevice::ReadOnly));
+        QVERIFY(note.readAll().endsWith("  Arret : essai\n"));
+    }
+
+    void AComputerThatHasSleptEndsTheMeasurement()
+    {
+        CapacityBench bench;
+        bench.StartAndCharge();
+        Simulated().Stall(8h);
+        LATER_EQUAL(bench.Text("LbNote"), QStringLiteral("Arrêté : retour de veille"));
+        QVERIFY(!bench.board.ChargeOn());
     }
 
     void BackWithoutAMeasurement()

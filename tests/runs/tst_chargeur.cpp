@@ -1,5 +1,6 @@
 #include "runbench.h"
 #include "runs/chargeur.h"
+#include "runs/runnote.h"
 #include "support/controls.h"
 #include "support/suite.h"
 
@@ -347,6 +348,51 @@ private Q_SLOTS:
         QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
         SOON_EQUAL(bench.Text("Label18"), QStringLiteral("Arret"));
         QCOMPARE(bench.board.Received(), stopBytes);
+    }
+
+    void AStopForACauseNamesItInTheStateAndBesideTheLog()
+    {
+        Bench bench;
+        bench.Start();
+        SOON(bench.Records() >= 1);
+        SOON(bench.TimerOf("Timerchargeur")->Enabled());
+        Simulated().SetLocalTime(QDateTime(QDate(2026, 11, 22), QTime(3, 4, 5)));
+        bench.board.TakeReceived();
+        bench.window.StopFor(QStringLiteral("essai"));
+        SOON_EQUAL(bench.Text("Label18"), QStringLiteral("Arret : essai"));
+        QCOMPARE(bench.board.Received(), stopBytes);
+        QFile note(runnote::PathOf(bench.window.LogPath()));
+        QVERIFY(note.fileName().endsWith(QLatin1String(".note")));
+        QVERIFY(note.open(QIODevice::ReadOnly));
+        QCOMPARE(note.readAll(), QByteArray("2026-11-22 03:04:05  Arret : essai\n"));
+        // The trims may be moved again, as after "Arret".
+        bench.board.TakeReceived();
+        bench.SliderOf("Slider2")->setValue(95);
+        SOON(bench.board.Received().startsWith(Bytes({27, 21, 95})));
+    }
+
+    void AStopForACauseWithoutARunDoesNothing()
+    {
+        Bench bench;
+        bench.window.StopFor(QStringLiteral("essai"));
+        Simulated().Run(2s);
+        QCOMPARE(bench.board.Received(), QByteArray());
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("Prêt"));
+    }
+
+    void AComputerThatHasSleptEndsTheCharge()
+    {
+        Bench bench;
+        bench.Start();
+        SOON(bench.Records() >= 1);
+        SOON(bench.TimerOf("Timerchargeur")->Enabled());
+        const qsizetype records = bench.Records();
+        bench.board.TakeReceived();
+        Simulated().Stall(8h);
+        SOON_EQUAL(bench.Text("Label18"), QStringLiteral("Arret : retour de veille"));
+        QCOMPARE(bench.board.Received().left(stopBytes.size()), stopBytes);
+        QCOMPARE(bench.Records(), records);
+        QVERIFY(BoxTexts().isEmpty());
     }
 
     void StopWithoutARun()

@@ -183,6 +183,17 @@ UnattendedWork WorkOf(const Options &options, Main &main)
             std::make_unique<UnattendedCapacity>(link, main.CapacityWindow(), options.capacity, options.every)};
 }
 
+/// An unattended run shows its windows where it can, and does without a display that is not there.
+void DoWithoutDisplay()
+{
+    QByteArray platforms = qgetenv("QT_QPA_PLATFORM");
+    if (platforms.isEmpty() && qEnvironmentVariableIsSet("DISPLAY"))
+        platforms = "xcb";
+    else if (platforms.isEmpty() && qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
+        platforms = "wayland";
+    qputenv("QT_QPA_PLATFORM", platforms + ";offscreen"); // tried in this order
+}
+
 Options Read(const QStringList &arguments)
 {
     QCommandLineParser parser;
@@ -237,9 +248,7 @@ int main(int argc, char *argv[])
     Timer::SetScale(options.timeScale);
     if (!options.run.isEmpty()) {
         messages::UseConsole();
-        const bool display = qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
-        if (!display && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-            qputenv("QT_QPA_PLATFORM", "offscreen");
+        DoWithoutDisplay();
     }
 
     QApplication app(argc, argv);
@@ -267,12 +276,14 @@ int main(int argc, char *argv[])
         drive::Prepare();
     } catch (const Error &error) {
         messages::Show(nullptr, QMessageBox::Warning, QApplication::applicationName(), error.Text());
+        if (options.run == QLatin1String("capacity"))
+            return 1; // in some hours there would be no place for its results
     }
 
     std::unique_ptr<DemoBoard> board;
     if (options.demo) {
         window.SetNote(QStringLiteral("Démo × %1").arg(QString::number(options.timeScale)));
-        board = std::make_unique<DemoBoard>(options.timeScale);
+        board = std::make_unique<DemoBoard>();
         QObject::connect(board.get(), &DemoBoard::Ready, &window, [&window](const QString &port) {
             window.SerialPort().SetPortName(port);
             window.Load();
@@ -280,6 +291,8 @@ int main(int argc, char *argv[])
         QObject::connect(board.get(), &DemoBoard::Failed, &window, [](const QString &reason) {
             messages::ShowAndEnd(nullptr, QApplication::applicationName(), reason);
         });
+        const double timeScale = options.timeScale;
+        QMetaObject::invokeMethod(board.get(), [&board, timeScale] { board->Start(timeScale); }, Qt::QueuedConnection);
     } else {
         QMetaObject::invokeMethod(&window, &Main::Load, Qt::QueuedConnection);
     }

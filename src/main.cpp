@@ -4,6 +4,7 @@
 #include "base/timer.h"
 #include "capacity/unattended_capacity.h"
 #include "demo/demoboard.h"
+#include "guard/guardian.h"
 #include "link/systemport.h"
 #include "runs/unattendedrun.h"
 
@@ -258,7 +259,13 @@ int main(int argc, char *argv[])
     if (french.load(QStringLiteral("qtbase_fr"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         QApplication::installTranslator(&french);
 
-    Main window(std::make_unique<SystemPort>());
+    auto device = std::make_unique<SystemPort>();
+    const SystemPort &serial = *device;
+    Main window(std::move(device));
+    Guardian guardian(window.Link(), [&serial] { return serial.Descriptor(); });
+    QObject::connect(&guardian, &Guardian::Fired, &window, [&window] {
+        window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes"));
+    });
     window.SerialPort().SetPortName(options.port);
     UnattendedWork work;
     if (!options.run.isEmpty()) {

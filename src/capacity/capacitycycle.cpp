@@ -7,6 +7,7 @@
 #include "link/measurement.h"
 #include "link/quantity.h"
 #include "mescapa.h"
+#include "runs/runnote.h"
 
 #include <algorithm>
 
@@ -50,6 +51,7 @@ Task<void> MesCapa::StartCycle(RunPtr run)
         if (cycle == cycles) {
             run->log.emplace();
             resultPath_ = run->log->Path();
+            run->outputs->note = runnote::PathOf(resultPath_);
         }
         now_.Phase = 2;
         ui_.Label23->setText(QStringLiteral("VUnité"));

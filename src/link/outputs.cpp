@@ -107,6 +107,8 @@ bool Outputs::Contradicts(const Write &write, const Writes &off)
 /// Whether a write of a run must not be sent any more.
 bool Outputs::Void(const RunPtr &run, const Write &write)
 {
+    if (look_ && run && Contradicts(write, run->off))
+        look_();
     return run && (run->superseded || (run->over && Contradicts(write, run->off)));
 }
 
@@ -115,11 +117,14 @@ Outputs::RunPtr Outputs::Begin(Writes off, const RunPtr &former)
     const auto run = std::make_shared<Run>();
     run->off = std::move(off);
     run->wanted = run->off;
+    std::erase_if(runs_, [](const std::weak_ptr<Run> &each) { return each.expired(); });
+    runs_.push_back(run);
     if (former) {
         former->superseded = former->over = true;
         run->on = former->on || std::ranges::count(wanted_, former) > 0;
         if (std::erase(wanted_, former) > 0)
             Q_EMIT UnconfirmedChanged(Unconfirmed());
+        LookAtWatched();
     }
     return run;
 }
@@ -128,12 +133,14 @@ Outputs::RunPtr Outputs::Begin(Writes off, const RunPtr &former)
 void Outputs::Note(const RunPtr &run, const Write &write)
 {
     Told(write.reg, write.value);
-    if (run && Contradicts(write, run->off))
+    if (run && Contradicts(write, run->off)) {
         run->on = true;
+        LookAtWatched();
+    }
 }
 
 /// A window may have asked for it before somebody else was stopped, and it waits still: the stop has the last word.
-bool Outputs::Void(const Queued &queued) const
+bool Outputs::Void(const Queued &queued)
 {
     const auto end = ended_.find(queued.write.reg);
     const bool overruled =
@@ -147,22 +154,20 @@ void Outputs::Over(const RunPtr &run, const Writes &writes)
     ++moment_;
     for (const Write &write : writes)
         ended_[write.reg] = {write.value, moment_};
-    if (std::exchange(run->over, true))
-        return;
-    std::erase_if(over_, [](const std::weak_ptr<Run> &each) { return each.expired(); });
-    over_.push_back(run);
+    run->over = true;
 }
 
 void Outputs::Told(quint8 reg, quint8 value)
 {
     const Write write{reg, value};
-    for (const std::weak_ptr<Run> &each : over_)
-        if (const RunPtr run = each.lock(); run && Contradicts(write, run->wanted))
+    for (const std::weak_ptr<Run> &each : runs_)
+        if (const RunPtr run = each.lock(); run && run->over && Contradicts(write, run->wanted))
             std::erase_if(run->wanted, [reg](const Write &wanted) { return wanted.reg == reg; });
     if (std::erase_if(wanted_, [](const RunPtr &run) { return !IsReadable(run->wanted); }) > 0) {
         Q_EMIT UnconfirmedChanged(Unconfirmed());
         News();
     }
+    LookAtWatched();
 }
 
 Task<void> Outputs::Send(RunPtr run, quint8 reg, quint8 value, std::function<bool()> wanted)
@@ -177,6 +182,64 @@ Task<void> Outputs::Send(RunPtr run, quint8 reg, quint8 value, std::function<boo
     };
     Exchanges::Answer answer = line_.Ask(std::move(conversation));
     co_await answer;
+}
+
+// ---- who has to see it off
+
+bool Outputs::IsWatched(const Run &run)
+{
+    return run.on && !run.left && !run.superseded && (!run.over || IsReadable(run.wanted));
+}
+
+void Outputs::LookAtWatched()
+{
+    Watched now;
+    for (const std::weak_ptr<Run> &each : runs_) {
+        const RunPtr run = each.lock();
+        if (!run || !IsWatched(*run))
+            continue;
+        for (const Write &write : run->over ? run->wanted : run->off)
+            if (std::ranges::count(now.off, write) == 0)
+                now.off.push_back(write);
+        if (!run->note.isEmpty())
+            now.note = run->note;
+    }
+    if (now == watched_)
+        return;
+    watched_ = now;
+    Q_EMIT WatchedChanged();
+}
+
+void Outputs::Leave(const RunPtr &run)
+{
+    run->left = true;
+    LookAtWatched();
+}
+
+void Outputs::LeaveAll()
+{
+    for (const std::weak_ptr<Run> &each : runs_)
+        if (const RunPtr run = each.lock(); run && !run->over)
+            run->left = true;
+    LookAtWatched();
+}
+
+void Outputs::SwitchedOffByOthers()
+{
+    std::vector<RunPtr> ended;
+    for (const std::weak_ptr<Run> &each : runs_)
+        if (const RunPtr run = each.lock(); run && IsWatched(*run))
+            ended.push_back(run);
+    for (const RunPtr &run : ended)
+        Over(run, run->off);
+    // Later: somebody may have the line at this moment.
+    QMetaObject::invokeMethod(
+        this,
+        [this, ended] {
+            for (const RunPtr &run : ended)
+                Want(run);
+        },
+        Qt::QueuedConnection);
 }
 
 // ---- ends
@@ -294,6 +357,7 @@ void Outputs::EndedWell(const RunPtr &run)
 {
     if (std::ranges::count(wanted_, run) == 0)
         run->on = false;
+    LookAtWatched();
 }
 
 void Outputs::StepOver(const RunPtr &run)
@@ -474,6 +538,7 @@ Task<void> Outputs::Confirm()
                 run->on = !off;
                 return off;
             });
+            LookAtWatched();
             Q_EMIT UnconfirmedChanged(Unconfirmed());
             News();
             if (std::exchange(written, true) && !wanted_.empty()) { // it does not do as it is told

@@ -44,6 +44,8 @@ public:
         bool on = false;         ///< something was switched on for it and is not known to be off
         bool over = false;       ///< it was ended: nothing is switched on for it any more
         bool superseded = false; ///< another run has taken its place: nothing at all is sent for it any more
+        bool left = false;       ///< the user has left it on: nobody has to see its end any more
+        QString note{};          ///< the file in which is told what else than its user or its rule has ended it
     };
     using RunPtr = std::shared_ptr<Run>;
 
@@ -75,6 +77,27 @@ public:
     /// Ends a run with writes that go out in that order.
     void QueueEnd(const RunPtr &run, const Writes &writes);
 
+    /// The user leaves a run as it is: what is on stays on, and nobody has to see its end.
+    void Leave(const RunPtr &run);
+    /// The same for all that was not ended.
+    void LeaveAll();
+
+    /// What is on and has to be seen off by this program.
+    struct Watched
+    {
+        Writes off;   ///< with these it is off; none: nothing is on
+        QString note; ///< of the newest run of them
+        bool operator==(const Watched &) const = default;
+    };
+    const Watched &WhatIsWatched() const { return watched_; }
+
+    /// Somebody else has switched off all that was watched, because this program stood still: its runs are over, and it
+    /// is looked whether they are off.
+    void SwitchedOffByOthers();
+
+    /// To be called before anything is switched on, in case that has happened.
+    void BeforeSwitchingOn(std::function<void()> look) { look_ = std::move(look); }
+
     /// A line was switched by hand: what was wanted of it is void.
     void Told(quint8 reg, quint8 value);
 
@@ -91,6 +114,7 @@ public:
 
 Q_SIGNALS:
     void UnconfirmedChanged(bool unconfirmed);
+    void WatchedChanged();
     /// A write of the queue could not be sent, and why.
     void QueueFailed(const QString &text);
 
@@ -111,8 +135,10 @@ private:
     void News();
     static bool Contradicts(const Write &write, const Writes &off);
     void Over(const RunPtr &run, const Writes &writes);
-    static bool Void(const RunPtr &run, const Write &write);
-    bool Void(const Queued &queued) const;
+    bool Void(const RunPtr &run, const Write &write);
+    bool Void(const Queued &queued);
+    static bool IsWatched(const Run &run);
+    void LookAtWatched();
     void Note(const RunPtr &run, const Write &write);
 
     Task<void> SendEnd(EndingPtr ending);
@@ -138,7 +164,9 @@ private:
 
     Exchanges &line_;
     const Session &session_;
-    std::vector<std::weak_ptr<Run>> over_;
+    std::vector<std::weak_ptr<Run>> runs_; ///< those that somebody still has, the oldest first
+    Watched watched_;
+    std::function<void()> look_;
     std::vector<RunPtr> wanted_;     ///< ended, and not known to be off
     std::vector<EndingPtr> endings_; ///< under way
     int unacknowledged_ = 0;         ///< writes of ends whose acknowledgement is still to come

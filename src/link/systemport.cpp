@@ -161,6 +161,7 @@ void SystemPort::Release()
     readable_.release()->deleteLater();
     writable_.release()->deleteLater();
     ioctl(descriptor_, TIOCNXCL);
+    flock(descriptor_, LOCK_UN); // whoever has a copy of the descriptor keeps nobody out
     close(descriptor_);
     descriptor_ = -1;
 }

@@ -55,8 +55,10 @@ void Chargeur::Load()
 
 void Chargeur::Leave(bool running)
 {
-    if (running)
-        Q_EMIT LeftCharging();
+    if (!running)
+        return;
+    link_.outputs.Leave(Switched());
+    Q_EMIT LeftCharging();
 }
 
 Task<void> Chargeur::CBstart_Click()

@@ -152,6 +152,7 @@ Task<bool> RunWindow::BeginRun(RunPtr run)
             co_return false;
         run->log.emplace(kind_.logPrefix, kind_.logHeader);
         logPath_ = QFileInfo(run->log->Path()).absoluteFilePath(); // the current folder may change
+        run->outputs->note = runnote::PathOf(logPath_);
         for (const Outputs::Write &write : kind_.start) {
             Task<void> sending = link_.outputs.Send(run->outputs, write.reg, write.value, wanted);
             co_await sending;

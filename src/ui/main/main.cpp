@@ -238,6 +238,7 @@ void Main::Mnuquitter_Click()
 /// Nothing is switched here. But a stop that was pressed just before is still told to the board.
 Task<void> Main::Quit()
 {
+    link_.outputs.LeaveAll();
     Task<void> settled = link_.outputs.Settled();
     co_await settled;
     Task<void> sent = com_.Sent();
@@ -271,6 +272,13 @@ void Main::OpenMode(Window &window)
 bool Main::RunIsOn() const
 {
     return chargeur_.Running() || dechargeur_.Running() || capacity_.Running();
+}
+
+void Main::StopRuns(const QString &cause)
+{
+    chargeur_.StopFor(cause);
+    dechargeur_.StopFor(cause);
+    capacity_.StopFor(cause);
 }
 
 /// The monitor keeps the line, and a run that is not watched does not end.

@@ -43,6 +43,9 @@ public:
     /// Stores where this window is and opens a mode window there.
     void OpenMode(Window &window);
 
+    /// Ends whatever run is on, as its "Arret" does, for this cause.
+    void StopRuns(const QString &cause);
+
     /// Switches the doubler cut on (51, 1) or off (51, 0) and takes the board's answer.
     Task<void> Send51On();
     Task<void> Send51Off();

@@ -1,4 +1,3 @@
-#include "ui/main/main.h"
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/timer.h"
@@ -7,6 +6,7 @@
 #include "guard/guardian.h"
 #include "link/systemport.h"
 #include "runs/unattendedrun.h"
+#include "ui/main/wayout.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -247,10 +247,8 @@ int main(int argc, char *argv[])
         arguments.append(QString::fromLocal8Bit(argv[i]));
     const Options options = Read(arguments);
     Timer::SetScale(options.timeScale);
-    if (!options.run.isEmpty()) {
-        messages::UseConsole();
+    if (!options.run.isEmpty())
         DoWithoutDisplay();
-    }
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Voltaire"));
@@ -263,12 +261,14 @@ int main(int argc, char *argv[])
     const SystemPort &serial = *device;
     Main window(std::move(device));
     Guardian guardian(window.Link(), [&serial] { return serial.Descriptor(); });
-    QObject::connect(&guardian, &Guardian::Fired, &window, [&window] {
-        window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes"));
-    });
+    QObject::connect(&guardian, &Guardian::Fired, &window,
+                     [&window] { window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes")); });
+    WayOut wayOut(window);
+    QObject::connect(&wayOut, &WayOut::Left, &app, &QCoreApplication::exit);
     window.SerialPort().SetPortName(options.port);
     UnattendedWork work;
     if (!options.run.isEmpty()) {
+        messages::UseConsole([&wayOut] { wayOut.Take(WayOut::failed); });
         work = WorkOf(options, window);
         QObject::connect(
             &window.Link().handshake, &Handshake::Connected, work.driver.get(),
@@ -277,7 +277,9 @@ int main(int argc, char *argv[])
                 work.driver->SetControls();
             },
             Qt::SingleShotConnection);
-        QObject::connect(&window, &Main::ConnectionFailed, work.driver.get(), [] { QCoreApplication::exit(1); });
+        QObject::connect(&window, &Main::ConnectionFailed, &wayOut, [&wayOut] { wayOut.Take(WayOut::failed); });
+        QObject::connect(work.driver.get(), &Unattended::Over, &wayOut, &WayOut::Take);
+        QObject::connect(work.driver.get(), &Unattended::Alarmed, &wayOut, &WayOut::TakeAfterAlarm);
     }
     try {
         drive::Prepare();
@@ -295,7 +297,8 @@ int main(int argc, char *argv[])
             window.SerialPort().SetPortName(port);
             window.Load();
         });
-        QObject::connect(board.get(), &DemoBoard::Failed, &window, [](const QString &reason) {
+        QObject::connect(board.get(), &DemoBoard::Failed, &window, [&window](const QString &reason) {
+            window.Link().outputs.LeaveAll(); // what was on is gone with it
             messages::ShowAndEnd(nullptr, QApplication::applicationName(), reason);
         });
         const double timeScale = options.timeScale;

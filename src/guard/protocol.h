@@ -11,7 +11,7 @@ enum Message : char
     Fired = 'f'  ///< from the guard: the program stood still, and what was on has been switched off
 };
 
-constexpr int socket = 0; ///< the guard's end, as a descriptor
-constexpr int longest = 8192; ///< bytes of a message
+constexpr int socket = 0;         ///< the guard's end, as a descriptor
+constexpr int longest = 8192;     ///< bytes of a message
 constexpr int patienceMs = 10000; ///< without a word from the program while something is on
 } // namespace guard

@@ -132,6 +132,7 @@ Task<void> RunWindow::StartRun(RunPtr fresh)
         fresh->ElapsedSeconds = former->ElapsedSeconds; // the first step integrates from here
     }
     fresh->outputs = switched_ = link_.outputs.Begin(kind_.off, switched_);
+    switched_->what = kind_.what;
     panel_.state->setText(kind_.runningText);
     Task<bool> beginning = BeginRun(fresh);
     bool over = !co_await beginning;

@@ -87,6 +87,7 @@ protected:
         QString logPrefix;
         QString logHeader;
         QString runningText;
+        QString what; ///< what the board does: "charge"
         Outputs::Writes start;
         Outputs::Writes end;  ///< after the step in which the rule of the end was met
         Outputs::Writes stop; ///< "Arret"

@@ -3,7 +3,6 @@
 #include "base/messages.h"
 #include "link/measurement.h"
 
-#include <QCoreApplication>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSlider>
@@ -12,18 +11,18 @@
 #include <cstdio>
 
 namespace {
-constexpr int bySignal = 128; // as a shell reports a program that a signal ended: this and its number
 constexpr int highestSetting = 255;
-constexpr auto answer = 2s; // how long the board may take to answer "Arret"
+constexpr auto beginning = 1min; // how long the connection and the settings may take
+constexpr int failed = 1;
 } // namespace
 
 Unattended::Unattended(Window &window)
-    : window_(window), giveUp_([this] {
-        SwitchOffUnanswered();
-        QCoreApplication::exit(status_);
+    : window_(window), tooLate_([this] {
+        messages::ShowAndEnd(&window_, window_.windowTitle(),
+                             QStringLiteral("La carte ne répond pas : rien n'a été commencé."));
     })
 {
-    connect(&interrupt_, &Interrupt::Received, this, &Unattended::Interrupted);
+    tooLate_.Start(beginning);
 }
 
 void Unattended::SetText(const QString &box, const QString &text)
@@ -61,19 +60,20 @@ bool Unattended::SetCurrent(const QString &slider, const QString &what, double a
 void Unattended::PressStart()
 {
     started_ = true;
+    tooLate_.Stop();
     window_.findChild<QPushButton *>(QStringLiteral("CBstart"))->click();
-}
-
-void Unattended::Stopped()
-{
-    if (giveUp_.IsSet())
-        QCoreApplication::exit(status_);
 }
 
 void Unattended::End(const QString &summary)
 {
     Print(summary);
-    QCoreApplication::exit(0);
+    Q_EMIT Over(0);
+}
+
+void Unattended::EndFor(const QString &cause)
+{
+    messages::Show(&window_, QMessageBox::Warning, window_.windowTitle(), QStringLiteral("Arret : ") + cause);
+    Q_EMIT Over(failed);
 }
 
 void Unattended::Print(const QString &line)
@@ -86,18 +86,4 @@ QString Unattended::TimeText(double seconds)
 {
     const auto whole = static_cast<int>(seconds);
     return QString::asprintf("%02d:%02d:%02d", whole / 3600, whole / 60 % 60, whole % 60);
-}
-
-/// The first signal presses "Arret". Another one does not wait for the board's answers.
-void Unattended::Interrupted(int signal)
-{
-    if (started_ && !giveUp_.IsSet()) {
-        status_ = bySignal + signal;
-        giveUp_.Start(answer);
-        window_.findChild<QPushButton *>(QStringLiteral("CBStop"))->click();
-        return;
-    }
-    if (started_)
-        SwitchOffUnanswered();
-    QCoreApplication::exit(bySignal + signal);
 }

@@ -27,7 +27,6 @@ class UnattendedRun : public Unattended
 
 protected:
     UnattendedRun(RunWindow &window, const QString &endText, int every);
-    void SwitchOffUnanswered() override { window_.SwitchOffUnanswered(); }
     virtual QString Indicator(const RunRecord &record) const = 0;
 
     /// Sets the current of the run; false when the board cannot.

@@ -99,8 +99,8 @@ private:
 
 inline const QByteArray endWrites("\x1b\x11\x00\x1b\x0f\x00", 6);
 inline const QByteArray stopWrites("\x1b\x0f\x00\x1b\x11\x00\x1b\x12\x01", 9);
-inline const QStringList chargeOptions = {QStringLiteral("--run"), QStringLiteral("charge"), QStringLiteral("--time-scale"),
-                                   QStringLiteral("200")};
+inline const QStringList chargeOptions = {QStringLiteral("--run"), QStringLiteral("charge"),
+                                          QStringLiteral("--time-scale"), QStringLiteral("200")};
 
 inline QString OnlyLog(const QTemporaryDir &folder)
 {

@@ -7,6 +7,9 @@
 #include <QRegularExpression>
 
 #include <csignal>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 /// The program as its users start it, in a folder of its own.
 class Program
@@ -99,8 +102,33 @@ private:
 
 inline const QByteArray endWrites("\x1b\x11\x00\x1b\x0f\x00", 6);
 inline const QByteArray stopWrites("\x1b\x0f\x00\x1b\x11\x00\x1b\x12\x01", 9);
+inline const QByteArray readLines("\x1b\x1f", 2);
+inline const QByteArray guardWrites("\x1b\x0f\x00\x1b\x11\x00\x1b\x12\x01\x1b\x10\x00", 12);
 inline const QStringList chargeOptions = {QStringLiteral("--run"), QStringLiteral("charge"),
                                           QStringLiteral("--time-scale"), QStringLiteral("200")};
+
+/// What was sent without that which makes sure of an end: the program's reading of the lines where something was in
+/// doubt, and the guard's writes where the program has gone before it was certain.
+inline QByteArray WithoutAssurance(QByteArray sent)
+{
+    for (;;) {
+        if (sent.endsWith(readLines))
+            sent.chop(readLines.size());
+        else if (sent.endsWith(guardWrites))
+            sent.chop(guardWrites.size());
+        else
+            return sent;
+    }
+}
+
+/// Waits until nobody has the port any more; a guard keeps it for a moment after the program.
+inline bool WaitForPort(const QString &path)
+{
+    const int port = open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
+    const bool free = flock(port, LOCK_EX) == 0;
+    close(port);
+    return free;
+}
 
 inline QString OnlyLog(const QTemporaryDir &folder)
 {

@@ -5,8 +5,8 @@
 #include <cstdio>
 
 namespace {
-constexpr int bySignal = 128;        // as a shell reports a program that a signal ended: this and its number
-constexpr auto patience = 10s;       // for the board to confirm that it is off
+constexpr int bySignal = 128;         // as a shell reports a program that a signal ended: this and its number
+constexpr auto patience = 10s;        // for the board to confirm that it is off
 constexpr auto alarmPatience = 10min; // the same where nobody has asked the program to end
 } // namespace
 
@@ -61,7 +61,8 @@ void WayOut::LookWhetherOff()
 void WayOut::Warn() const
 {
     const QString &what = outputs_.WhatIsWatched().what;
-    std::fprintf(stderr, "Arrêt non confirmé : la carte %s peut-être encore. En cas de doute, débranchez la batterie.\n",
+    std::fprintf(stderr,
+                 "Arrêt non confirmé : la carte %s peut-être encore. En cas de doute, débranchez la batterie.\n",
                  what.isEmpty() ? "charge ou décharge" : qUtf8Printable(what));
 }
 

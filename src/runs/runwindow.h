@@ -170,6 +170,7 @@ protected:
 
 private:
     Task<bool> BeginRun(RunPtr run);
+    void FollowLog(const Run &run);
     Task<bool> NextTick(RunPtr run);
     Task<void> EndByRule(RunPtr run);
     void EndRun(Phase phase);

@@ -130,10 +130,10 @@ inline bool WaitForPort(const QString &path)
     return free;
 }
 
-inline QString OnlyLog(const QTemporaryDir &folder)
+inline QString OnlyLog(const QString &folder)
 {
-    const QStringList logs = QDir(folder.path()).entryList({QStringLiteral("St_CH_D*.txt")}, QDir::Files);
-    return logs.isEmpty() ? QString() : folder.filePath(logs.last());
+    const QStringList logs = QDir(folder).entryList({QStringLiteral("St_CH_D*.txt")}, QDir::Files);
+    return logs.isEmpty() ? QString() : QDir(folder).filePath(logs.last());
 }
 
 inline QByteArrayList RecordsOf(const QString &path)

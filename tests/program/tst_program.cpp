@@ -137,11 +137,11 @@ private Q_SLOTS:
         static const QRegularExpression last(QStringLiteral(R"(^Charge Terminée : (\d+) mAh, journal (/.*)$)"));
         const auto match = last.match(output.last());
         QVERIFY2(match.hasMatch(), qPrintable(output.last()));
-        QCOMPARE(match.captured(2), OnlyLog(folder));
+        QCOMPARE(match.captured(2), OnlyLog(folder.path()));
         const int charged = match.captured(1).toInt();
         QVERIFY2(charged > 50 && charged < 500, qPrintable(match.captured(1)));
         // One line a record, one for the current and the last one.
-        QCOMPARE(RecordsOf(OnlyLog(folder)).size() - 1, output.size() - 2);
+        QCOMPARE(RecordsOf(OnlyLog(folder.path())).size() - 1, output.size() - 2);
         QVERIFY(WithoutAssurance(board.Sent()).endsWith(endWrites));
     }
 
@@ -154,7 +154,7 @@ private Q_SLOTS:
         program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port(), QStringLiteral("--every"),
                                                   QStringLiteral("5")});
         QVERIFY(program.WaitForProgress(3));
-        QVERIFY(RecordsOf(OnlyLog(folder)).size() - 1 >= 11);
+        QVERIFY(RecordsOf(OnlyLog(folder.path())).size() - 1 >= 11);
     }
 
     void ASignalStopsTheCharge_data()
@@ -209,8 +209,8 @@ private Q_SLOTS:
         program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port()});
         QVERIFY(program.WaitForProgress(3));
         program.process.closeReadChannel(QProcess::StandardOutput);
-        const auto records = RecordsOf(OnlyLog(folder)).size();
-        QTRY_VERIFY_WITH_TIMEOUT(RecordsOf(OnlyLog(folder)).size() > records + 10, 30000);
+        const auto records = RecordsOf(OnlyLog(folder.path())).size();
+        QTRY_VERIFY_WITH_TIMEOUT(RecordsOf(OnlyLog(folder.path())).size() > records + 10, 30000);
         program.Signal(SIGINT);
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitCode(), 130);
@@ -243,7 +243,7 @@ private Q_SLOTS:
         QVERIFY(program.WaitForProgress(20));
         program.Signal(SIGKILL);
         QVERIFY(program.WaitForEnd());
-        const QByteArrayList records = RecordsOf(OnlyLog(folder));
+        const QByteArrayList records = RecordsOf(OnlyLog(folder.path()));
         QVERIFY(records.size() - 1 >= 20);
         for (qsizetype i = 0; i < records.size() - 1; ++i) {
             QCOMPARE(records[i].count(':'), 15);

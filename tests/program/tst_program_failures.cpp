@@ -4,6 +4,8 @@
 
 #include <QtTest>
 
+#include <csignal>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -134,6 +136,34 @@ private Q_SLOTS:
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitCode(), 1);
         QVERIFY(program.process.readAllStandardError().contains("Erreur de fichier : /proc/voltaire/temp"));
+    }
+
+    void ARemovedFolderOfTheLogIsMadeAnew()
+    {
+        QTemporaryDir folder;
+        const QString work = folder.filePath(QStringLiteral("work"));
+        QVERIFY(QDir().mkdir(work));
+        Program program(folder);
+        program.process.setWorkingDirectory(work);
+        program.Start(chargeOptions + QStringList{demo});
+        QVERIFY(program.WaitForProgress(5));
+        program.Signal(SIGSTOP);
+        siginfo_t stopped{};
+        QCOMPARE(waitid(P_PID, static_cast<id_t>(program.process.processId()), &stopped, WSTOPPED | WNOWAIT), 0);
+        const QString log = OnlyLog(work);
+        const QByteArrayList before = RecordsOf(log);
+        QVERIFY(before.size() - 1 >= 5);
+        QVERIFY(QDir(work).removeRecursively());
+        program.Signal(SIGCONT);
+        QVERIFY(program.WaitForProgress(10));
+        program.Signal(SIGINT);
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitCode(), 130);
+        const QByteArrayList after = RecordsOf(log);
+        QVERIFY(after.size() >= before.size() + 9);
+        QCOMPARE(after.first(before.size() - 1), before.first(before.size() - 1));
+        const QByteArray said = program.process.readAllStandardError();
+        QCOMPARE(said.count("a été supprimé en cours de travail"), 1);
     }
 
     void ALogThatCannotBeMadeEndsAChargeBeforeItBegins()

@@ -1,3 +1,4 @@
+#include "base/drive.h"
 #include "base/messages.h"
 #include "runbench.h"
 #include "runs/chargeur.h"
@@ -10,7 +11,10 @@ namespace {
 /// A charge that nobody watches, on a connected scripted board.
 struct Bench : RunBench<Chargeur>
 {
-    Bench() { messages::UseConsole([this] { ++failures; }); }
+    Bench()
+    {
+        messages::UseConsole([this] { ++failures; });
+    }
     ~Bench() { messages::UseConsole({}); }
 
     UnattendedCharge driver{link, window, {.amperes = 1}, 100000};
@@ -54,6 +58,23 @@ private Q_SLOTS:
         SOON(!bench.over.isEmpty());
         QCOMPARE(bench.over[0][0].toInt(), 0);
         QVERIFY(!bench.board.ChargeOn());
+    }
+
+    void ItFollowsALogThatWasRemoved()
+    {
+        Bench bench;
+        bench.driver.SetControls();
+        Simulated().Run(10s);
+        const auto records = bench.Records();
+        QVERIFY(records > 5);
+        const QString log = bench.window.LogPath();
+        QVERIFY(QFile::remove(log));
+        QFile(log).open(QIODevice::WriteOnly); // somebody else's
+        drive::SetRoot(bench.folder.filePath(QStringLiteral("c")));
+        Simulated().Run(10s);
+        drive::SetRoot({});
+        QVERIFY(bench.window.LogPath() != log);
+        QVERIFY(bench.Records() > records + 5);
     }
 
     void ACauseIsAFailure()

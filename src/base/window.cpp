@@ -26,6 +26,8 @@ Window::Window(const QString &name)
 
 void Window::Open()
 {
+    if (!isVisible() && mayOpen && !mayOpen(*this))
+        return;
     if (!isVisible()) {
         for (const auto &restore : design_)
             restore();

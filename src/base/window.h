@@ -21,6 +21,9 @@ public:
     /// Loads and shows the window; one that is open is only raised.
     void Open();
 
+    /// Asked before a window opens that is not open; false keeps it closed for now. To be set by who keeps the windows.
+    static inline std::function<bool(Window &)> mayOpen;
+
     /// Puts the window in the middle of its screen.
     void Centre();
 

@@ -122,7 +122,6 @@ void Guard::SwitchOff(const char *why)
             cfsetspeed(&mode, B9600);
             tcsetattr(port_, TCSANOW, &mode);
         }
-        tcflush(port_, TCOFLUSH); // or it would wait behind what nobody wants any more
         sent = Send();
         poll(nullptr, 0, pauseMs);
         sent = Send() && sent;

@@ -1,5 +1,7 @@
 #include "codebas.h"
 
+#include "command.h"
+
 Codebas::Codebas(Com &itsCom, Timer &timer1, Timer &timer2) : com(itsCom), handshake(*this, timer1, timer2)
 {
     connect(&com, &Com::PortLost, this, [this] {
@@ -48,6 +50,24 @@ Task<void> Codebas::ClosePort()
 void Codebas::SendByte(quint8 byte)
 {
     com.Output(QByteArray(1, static_cast<char>(byte)));
+}
+
+void Codebas::EndSession()
+{
+    SendByte(27);
+    SendByte(command::EndSession);
+    BoardStreams = true;
+    Q_EMIT BoardStreamsChanged();
+}
+
+void Codebas::SessionBegun()
+{
+    LinkState = 1;
+    LinkDropped = false;
+    if (!std::exchange(BoardStreams, false))
+        return;
+    Q_EMIT BoardStreamsChanged();
+    line.Reconsider();
 }
 
 Task<QByteArray> Codebas::Exchange(QByteArray request, Reply reply, std::function<bool()> wanted,

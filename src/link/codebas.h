@@ -44,6 +44,11 @@ public:
     /// Sends one byte; throws PortClosed.
     void SendByte(quint8 byte);
 
+    /// Ends the session: the board goes on by itself, and streams, until it is greeted. Throws PortClosed.
+    void EndSession();
+    /// The board has answered a greeting.
+    void SessionBegun();
+
     /// One exchange: sends the request when the line is ours and gives the bytes of the reply. `wanted`, asked at that
     /// moment, may still call it off: then nothing is sent and the reply is empty.
     Task<QByteArray> Exchange(QByteArray request, Reply reply, std::function<bool()> wanted = {},
@@ -60,4 +65,5 @@ public:
 Q_SIGNALS:
     /// The port was closed or lost; it may be open again when events run next.
     void PortCut();
+    void BoardStreamsChanged();
 };

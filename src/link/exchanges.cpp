@@ -55,7 +55,8 @@ Exchanges::Asker *Exchanges::Newest(bool alsoPatient) const
         return asker->urgent ? std::numeric_limits<HandlerNumber>::max() : asker->last ? 0 : asker->handler;
     };
     for (Asker *asker : waiting_)
-        if (!asker->answered && (alsoPatient || !asker->patient) && (!newest || age(asker) > age(newest)))
+        if (!asker->answered && (alsoPatient || !asker->patient) && !HasToWait(*asker) &&
+            (!newest || age(asker) > age(newest)))
             newest = asker;
     return newest;
 }
@@ -63,6 +64,12 @@ Exchanges::Asker *Exchanges::Newest(bool alsoPatient) const
 bool Exchanges::Free() const
 {
     return state_ == State::Usable && owed_.empty() && !draining_ && !held_;
+}
+
+/// A board that streams takes nothing for a question; those who hold the line know how to talk to it.
+bool Exchanges::HasToWait(const Asker &asker) const
+{
+    return session_.BoardStreams && !asker.holds && state_ != State::Closed;
 }
 
 /// True when the asker need not wait: it was called off, or the port is closed.
@@ -73,6 +80,11 @@ bool Exchanges::BeginNow(Asker &asker)
         return true;
     }
     const Asker *rival = Newest(true);
+    if (HasToWait(asker)) {
+        waiting_.push_back(&asker);
+        DecideSoon();
+        return false;
+    }
     if (Free() && !asker.last && (!rival || rival->handler < asker.handler))
         return Grant(asker);
     if (Free() && asker.last && !rival)
@@ -136,7 +148,7 @@ void Exchanges::Append(Owed owed)
 
 void Exchanges::SendUnanswered(const QByteArray &request, Reply reply, std::function<void(bool)> done)
 {
-    if (state_ != State::Usable) {
+    if (state_ != State::Usable || (session_.BoardStreams && !held_)) {
         if (done)
             done(false);
         return;
@@ -485,6 +497,10 @@ void Exchanges::Decide()
         return;
     }
     Asker *const next = Newest(true);
+    if (!next) {
+        Q_EMIT SessionWanted();
+        return;
+    }
     std::erase(waiting_, next);
     next->closed = state_ == State::Closed;
     if (!waiting_.empty())

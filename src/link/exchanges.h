@@ -162,8 +162,8 @@ public:
     /// Waits for the line; throws PortClosed once the port is closed. On a drained line, with nothing owed.
     HoldAwaiter TakeLine(Place place = Place::Newest) { return HoldAwaiter(*this, place == Place::Last); }
 
-    /// Whether somebody waits while the line is held; Wanted() is emitted when that begins.
-    bool IsWanted() const { return !waiting_.empty(); }
+    /// Whether somebody waits for whom the line could be; Wanted() is emitted when that begins while it is held.
+    bool IsWanted() const { return Newest(true) != nullptr; }
     bool IsHeld() const { return held_; }
 
     /// Sends a request whose answer nobody waits for, at once, whoever has the line; its answer is kept apart from
@@ -193,8 +193,12 @@ public:
         trials_ = 0;
     }
 
-    /// Something that was wanted may not be any more.
-    void Reconsider() { Arm(); }
+    /// Something that was wanted may not be any more, or the board listens that did not.
+    void Reconsider()
+    {
+        Arm();
+        DecideSoon();
+    }
 
     /// Whether somebody is being answered who must not be interrupted.
     bool IsUndisturbed() const;
@@ -218,6 +222,8 @@ public:
 Q_SIGNALS:
     /// Somebody waits while the line is held.
     void Wanted();
+    /// Somebody waits while the board streams: nobody but who greets it gets the line.
+    void SessionWanted();
     /// The line can be used, or can no longer.
     void Usable();
     void Unusable();
@@ -245,6 +251,7 @@ private:
 
     bool BeginNow(Asker &asker);
     bool Free() const;
+    bool HasToWait(const Asker &asker) const;
     Asker *Newest(bool alsoPatient) const;
     bool Grant(Asker &asker);
     void SendQuestion(Asker &asker, const Question &question);

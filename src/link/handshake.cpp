@@ -97,8 +97,7 @@ Task<void> Handshake::Greet()
         Task<bool> greeting = GreetUntilAnswered();
         if (co_await greeting) {
             timer1_.SetEnabled(false);
-            link_.LinkState = 1;
-            link_.LinkDropped = false;
+            link_.SessionBegun();
             Task<void> quiet = AwaitQuiet();
             co_await quiet;
             Q_EMIT Display(QStringLiteral("Connecté"));

@@ -26,4 +26,7 @@ struct Session
 
     /// Whether the monitor keeps the line for its stream: nothing can be begun then that the program has to watch.
     bool Streaming = false;
+
+    /// Whether the board was told to go on by itself: it streams and hears nothing but a greeting.
+    bool BoardStreams = false;
 };

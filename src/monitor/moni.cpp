@@ -115,8 +115,7 @@ Task<void> Moni::SwitchToStream()
     link_.OpenPort();
     Task<void> settled = link_.outputs.Confirmed(); // a board that streams does not hear
     co_await settled;
-    link_.SendByte(27);
-    link_.SendByte(command::EndSession);
+    link_.EndSession();
     speedDue_ = true;
     AbandonRecord(); // of a run that was stopped: its other bytes go with the port
     Task<void> reopening = Reopen();

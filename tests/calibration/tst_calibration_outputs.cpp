@@ -237,6 +237,7 @@ private Q_SLOTS:
         QCOMPARE(bench.InDoubt(), deaf);
         bench.board.SetSilent(false);
         monitor.close();
+        bench.link.SessionBegun();
         bench.IsOffInTheEnd();
     }
 };

@@ -734,12 +734,16 @@ private Q_SLOTS:
         bench.link.OpenPort();
         bench.OpenAndStart();
         QByteArray answer;
+        QSignalSpy wanted(&bench.link.line, &Exchanges::SessionWanted);
         bench.runner.Start(Ask(&bench.link, Request(41), Reply::Framed(3), &answer));
         bench.board.Send(Records(1, 20));
         SOON_EQUAL(bench.LineCount(), 20);
         bench.clock.Run(Exchanges::patience + Exchanges::lost); // longer than others wait for a silent exchange
         QVERIFY(bench.board.Received().isEmpty());
         bench.Click("CbQuit");
+        SOON(wanted.size() > 0);
+        QVERIFY(bench.board.Received().isEmpty()); // it would not be heard
+        bench.link.SessionBegun();
         SOON_EQUAL(answer.size(), 4);
         QVERIFY(bench.runner.ThrewNothing());
     }
@@ -765,6 +769,7 @@ private Q_SLOTS:
         QCOMPARE(bench.board.TakeReceived(), stop); // and is left alone
         bench.board.SetSilent(false);
         bench.Click("CbQuit");
+        bench.link.SessionBegun();
         SOON(!bench.link.outputs.Unconfirmed());
         const QByteArray looks = Bytes({27, 31, 27, 31});
         // The first answer only shows that the board is there; the last word is one that was answered.
@@ -789,6 +794,7 @@ private Q_SLOTS:
         bench.Click("CbQuit");
         start->click();
         QVERIFY(charge.Running());
+        bench.link.SessionBegun();
         SOON(bench.board.Received().endsWith(Bytes({27, 20, 35})));
     }
 
@@ -827,6 +833,7 @@ private Q_SLOTS:
         QCOMPARE(bench.board.TakeReceived(), Bytes({27, 3}));
         bench.board.SetSilent(false);
         bench.Click("CbQuit");
+        bench.link.SessionBegun();
         SOON_EQUAL(answer.size(), 4);
     }
 

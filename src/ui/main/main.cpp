@@ -46,6 +46,8 @@ Main::Main(std::unique_ptr<Port> port)
         ui_.Prbar->hide();
     });
     connect(&link_.handshake, &Handshake::Connected, this, [this] {
+        if (Window *const window = std::exchange(opensLater_, nullptr))
+            window->Open();
         if (!std::exchange(connectsAfterLeaving_, false))
             unwatched_->hide();
     });
@@ -96,6 +98,8 @@ Main::Main(std::unique_ptr<Port> port)
         unwatched_->show();
         connectsAfterLeaving_ = link_.ReconnectOnActivate == 1; // coming back here does that, and says nothing new
     });
+    connect(&link_.line, &Exchanges::SessionWanted, this, &Main::GreetStreamingBoard);
+    Window::mayOpen = [this](Window &window) { return MayOpen(window); };
     monitor_.AskBefore([this] { return !RunIsOn(); });
 
     connect(ui_.Cb_Reconnect, &QPushButton::clicked, this, &Main::Cb_Reconnect_Click);
@@ -107,6 +111,7 @@ Main::Main(std::unique_ptr<Port> port)
 
 Main::~Main()
 {
+    Window::mayOpen = {};
     quitting_.Drop();
     moving_.Drop();
     connecting_.Drop(); // what it tells while it ends is still understood here
@@ -172,6 +177,24 @@ Task<void> Main::ConnectAgain()
     Connect();
 }
 
+/// The board was left streaming, and somebody has something to say to it. Not while the monitor wants the stream, nor
+/// against the user, who may have disconnected it.
+void Main::GreetStreamingBoard()
+{
+    if (link_.BoardStreams && connecting_.Empty() && !link_.LinkDropped && !monitor_.isVisible())
+        Connect();
+}
+
+/// A window that talks to the board opens when the board listens. The monitor wants it to stream.
+bool Main::MayOpen(Window &window)
+{
+    if (!link_.BoardStreams || !com_.PortOpen() || &window == &monitor_ || monitor_.isVisible())
+        return true;
+    opensLater_ = &window;
+    GreetStreamingBoard();
+    return false;
+}
+
 /// A greeting whose timers are stopped or whose port is taken would hold the line for ever.
 void Main::EndGreeting()
 {
@@ -202,6 +225,7 @@ Task<void> Main::Reconnect()
 
 void Main::CD_DECONNECT_Click()
 {
+    opensLater_ = nullptr;
     connecting_.Drop();
     timer1_.SetEnabled(false);
     moving_.Drop();
@@ -219,8 +243,7 @@ Task<void> Main::Disconnect()
         link_.OpenPort();
         Task<void> settled = link_.outputs.Confirmed(); // a board that was told to end the session does not hear
         co_await settled;
-        link_.SendByte(27);
-        link_.SendByte(command::EndSession);
+        link_.EndSession();
     } catch (const PortError &error) {
         refused = error;
     }

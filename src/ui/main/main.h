@@ -67,6 +67,8 @@ private:
     void Connect();
     void ConnectForSwitchingOff();
     void EndGreeting();
+    void GreetStreamingBoard();
+    bool MayOpen(Window &window);
     Task<void> Reconnect();
     Task<void> ConnectAgain();
     Task<void> Disconnect();
@@ -88,6 +90,7 @@ private:
     Handlers quitting_;
     QLabel *unwatched_ = new QLabel(QStringLiteral("Attention : la carte charge sans surveillance"), this);
     bool connectsAfterLeaving_ = false;
+    Window *opensLater_ = nullptr; ///< once the session is there
     Activation activation_{this};
     Kept<Chargeur> chargeur_;
     Kept<Dechargeur> dechargeur_;

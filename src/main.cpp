@@ -90,10 +90,7 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
   --time-scale N     toutes les temporisations N fois plus rapides (1 à 1000)
   --drive-c DOSSIER  dossier qui tient lieu de « C:\ » (~/Voltaire)
   --run MODE         fait un travail sans intervention : une ligne par mesure
-                     sur la sortie standard ; code de sortie 0 quand il s'est
-                     terminé de lui-même, 1 après une erreur, 128 et le numéro
-                     du signal (130 pour Ctrl-C) après un signal, qui presse
-                     « Arret »
+                     sur la sortie standard, sans écran s'il le faut
     --every N        une ligne toutes les N mesures seulement (1 à 100000)
   --run charge       une charge rapide
     --current A      courant de charge en ampères, de 0 à ce que permet
@@ -110,7 +107,16 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
     --discharge A    courant de décharge en ampères, de même
     --cycles N       nombre de cycles (1 à 1000, 1 sinon)
   --help             ce texte
-  --version          la version)");
+  --version          la version
+
+Code de sortie :
+  0    le travail s'est terminé de lui-même
+  1    une erreur l'a terminé, ou empêché de commencer
+  2    une option est incorrecte
+  4    la carte n'a pas confirmé en dix secondes que tout est coupé : elle charge
+       ou décharge peut-être encore
+  128 et le numéro du signal (130 pour Ctrl-C) : un signal a terminé le programme,
+       qui a d'abord arrêté ce qui était en marche)");
     std::exit(0);
 }
 

@@ -1,12 +1,14 @@
-#include "ui/main/main.h"
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/timer.h"
 #include "capacity/unattended_capacity.h"
 #include "demo/demoboard.h"
 #include "guard/guardian.h"
+#include "guard/runmark.h"
 #include "link/systemport.h"
+#include "runs/runnote.h"
 #include "runs/unattendedrun.h"
+#include "ui/main/wayout.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -14,11 +16,18 @@
 #include <QLibraryInfo>
 #include <QTranslator>
 
+#include <cmath>
 #include <cstdio>
 #include <memory>
 
 namespace {
 constexpr double demoTimeScale = 60;
+
+// What may be asked for on the command line; --help says the same.
+constexpr double mostTimeScale = 1000;
+constexpr int mostCells = 100;
+constexpr int mostCycles = 1000;
+constexpr int mostEvery = 100000;
 
 struct Options
 {
@@ -38,12 +47,36 @@ struct Options
     std::exit(2);
 }
 
-double NumberOf(const QCommandLineParser &parser, const QString &option, double least)
+[[noreturn]] void RefuseValue(const QCommandLineParser &parser, const QString &option, const QString &allowed)
+{
+    Refuse(QStringLiteral("valeur incorrecte pour --%1 : %2 (il faut %3)").arg(option, parser.value(option), allowed));
+}
+
+/// A current; how much the board can set is known once it is connected.
+double AmperesOf(const QCommandLineParser &parser, const QString &option)
 {
     bool isNumber = false;
     const double value = parser.value(option).toDouble(&isNumber);
-    if (!isNumber || !(value >= least))
-        Refuse(QStringLiteral("valeur incorrecte pour --%1 : %2").arg(option, parser.value(option)));
+    if (!isNumber || !std::isfinite(value) || value < 0)
+        RefuseValue(parser, option, QStringLiteral("un nombre d'ampères, 0 ou plus"));
+    return value;
+}
+
+double TimeScaleOf(const QCommandLineParser &parser, const QString &option)
+{
+    bool isNumber = false;
+    const double value = parser.value(option).toDouble(&isNumber);
+    if (!isNumber || !(value >= 1 && value <= mostTimeScale))
+        RefuseValue(parser, option, QStringLiteral("un nombre de 1 à %1").arg(mostTimeScale));
+    return value;
+}
+
+int WholeOf(const QCommandLineParser &parser, const QString &option, int least, int most)
+{
+    bool isWhole = false;
+    const int value = parser.value(option).toInt(&isWhole);
+    if (!isWhole || value < least || value > most)
+        RefuseValue(parser, option, QStringLiteral("un nombre entier de %1 à %2").arg(least).arg(most));
     return value;
 }
 
@@ -56,28 +89,36 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
                      sans cette option, le port 1 de la machine
   --demo             démarre la carte virtuelle et s'y connecte, en temps
                      accéléré 60 fois si --time-scale n'est pas donné
-  --time-scale N     toutes les temporisations N fois plus rapides (N >= 1)
+  --time-scale N     toutes les temporisations N fois plus rapides (1 à 1000)
   --drive-c DOSSIER  dossier qui tient lieu de « C:\ » (~/Voltaire)
   --run MODE         fait un travail sans intervention : une ligne par mesure
-                     sur la sortie standard ; code de sortie 0 quand il s'est
-                     terminé de lui-même, 1 après une erreur, 128 et le numéro
-                     du signal (130 pour Ctrl-C) après un signal, qui presse
-                     « Arret »
-    --every N        une ligne toutes les N mesures seulement
+                     sur la sortie standard, sans écran s'il le faut
+    --every N        une ligne toutes les N mesures seulement (1 à 100000)
   --run charge       une charge rapide
-    --current A      courant de charge en ampères ; sans cette option, celui
-                     qui est déjà réglé sur la carte
+    --current A      courant de charge en ampères, de 0 à ce que permet
+                     l'étalonnage de la carte ; sans cette option, celui qui
+                     est déjà réglé sur la carte
     --mode N         le « MODE » de la fenêtre de charge (0 à 255, 0 sinon)
   --run discharge    une décharge ; il faut :
-    --cells N        nombre d'éléments
-    --current A      courant de décharge en ampères
+    --cells N        nombre d'éléments (1 à 100)
+    --current A      courant de décharge en ampères, de 0 à ce que permet
+                     l'étalonnage de la carte
   --run capacity     une mesure de capacité ; il faut :
-    --cells N        nombre d'éléments
-    --charge A       courant de charge en ampères
-    --discharge A    courant de décharge en ampères
-    --cycles N       nombre de cycles (1 sinon)
+    --cells N        nombre d'éléments (1 à 100)
+    --charge A       courant de charge en ampères, de même
+    --discharge A    courant de décharge en ampères, de même
+    --cycles N       nombre de cycles (1 à 1000, 1 sinon)
   --help             ce texte
-  --version          la version)");
+  --version          la version
+
+Code de sortie :
+  0    le travail s'est terminé de lui-même
+  1    une erreur l'a terminé, ou empêché de commencer
+  2    une option est incorrecte
+  4    la carte n'a pas confirmé en dix secondes que tout est coupé : elle charge
+       ou décharge peut-être encore
+  128 et le numéro du signal (130 pour Ctrl-C) : un signal a terminé le programme,
+       qui a d'abord arrêté ce qui était en marche)");
     std::exit(0);
 }
 
@@ -91,16 +132,11 @@ void AllowOnly(const QCommandLineParser &parser, const QStringList &allowed, con
     }
 }
 
-double Needed(const QCommandLineParser &parser, const QString &option, double least)
+void Demand(const QCommandLineParser &parser, const QStringList &options)
 {
-    if (!parser.isSet(option))
-        Refuse(QStringLiteral("--run %1 demande --%2").arg(parser.value(QStringLiteral("run")), option));
-    return NumberOf(parser, option, least);
-}
-
-int WholeOf(const QCommandLineParser &parser, const QString &option)
-{
-    return static_cast<int>(std::min(1e6, NumberOf(parser, option, 1)));
+    for (const QString &option : options)
+        if (!parser.isSet(option))
+            Refuse(QStringLiteral("--run %1 demande --%2").arg(parser.value(QStringLiteral("run")), option));
 }
 
 void ReadRun(const QCommandLineParser &parser, Options &options)
@@ -114,22 +150,23 @@ void ReadRun(const QCommandLineParser &parser, Options &options)
     const QString every = QStringLiteral("every");
     const QString why = QStringLiteral("ne va pas avec --run %1").arg(options.run);
     if (parser.isSet(every))
-        options.every = WholeOf(parser, every);
+        options.every = WholeOf(parser, every, 1, mostEvery);
     if (options.run == charge) {
         AllowOnly(parser, {current, mode, every}, why);
         if (parser.isSet(current))
-            options.charge.amperes = NumberOf(parser, current, 0);
+            options.charge.amperes = AmperesOf(parser, current);
         if (parser.isSet(mode))
-            options.charge.mode = parser.value(mode);
+            options.charge.mode = WholeOf(parser, mode, 0, 255);
     } else if (options.run == discharge) {
         AllowOnly(parser, {cells, current, every}, why);
-        Needed(parser, cells, 1);
-        options.discharge = {WholeOf(parser, cells), Needed(parser, current, 0)};
+        Demand(parser, {cells, current});
+        options.discharge = {WholeOf(parser, cells, 1, mostCells), AmperesOf(parser, current)};
     } else if (options.run == QLatin1String("capacity")) {
         AllowOnly(parser, {cells, charge, discharge, cycles, every}, why);
-        Needed(parser, cells, 1);
-        options.capacity = {WholeOf(parser, cells), parser.isSet(cycles) ? WholeOf(parser, cycles) : 1,
-                            Needed(parser, charge, 0), Needed(parser, discharge, 0)};
+        Demand(parser, {cells, charge, discharge});
+        options.capacity = {WholeOf(parser, cells, 1, mostCells),
+                            parser.isSet(cycles) ? WholeOf(parser, cycles, 1, mostCycles) : 1,
+                            AmperesOf(parser, charge), AmperesOf(parser, discharge)};
     } else {
         Refuse(QStringLiteral("--run ne connaît pas « %1 »").arg(options.run));
     }
@@ -153,6 +190,34 @@ UnattendedWork WorkOf(const Options &options, Main &main)
                 std::make_unique<UnattendedDischarge>(link, main.DischargeWindow(), options.discharge, options.every)};
     return {&main.CapacityWindow(),
             std::make_unique<UnattendedCapacity>(link, main.CapacityWindow(), options.capacity, options.every)};
+}
+
+/// An unattended run shows its windows where it can, and does without a display that is not there.
+void DoWithoutDisplay()
+{
+    QByteArray platforms = qgetenv("QT_QPA_PLATFORM");
+    if (platforms.isEmpty() && qEnvironmentVariableIsSet("DISPLAY"))
+        platforms = "xcb";
+    else if (platforms.isEmpty() && qEnvironmentVariableIsSet("WAYLAND_DISPLAY"))
+        platforms = "wayland";
+    qputenv("QT_QPA_PLATFORM", platforms + ";offscreen"); // tried in this order
+}
+
+/// A program of before may have ended without ending what it had switched on.
+void TellOfFormerRuns(Main &window)
+{
+    for (const RunMark::Found &found : RunMark::TakeFound()) {
+        if (found.port == window.SerialPort().PortName())
+            window.SuspectUnwatched();
+        if (found.note.isEmpty())
+            continue; // its user has left it on
+        const QString last = runnote::LastLine(found.note);
+        messages::Show(&window, QMessageBox::Warning, QApplication::applicationName(),
+                       QStringLiteral("La dernière fois, le programme s'est terminé sans arrêter ce qu'il avait mis en "
+                                      "marche sur %1.\n%2")
+                           .arg(found.port, last.isEmpty() ? QStringLiteral("La surveillance de secours n'en dit rien.")
+                                                           : last));
+    }
 }
 
 Options Read(const QStringList &arguments)
@@ -187,7 +252,7 @@ Options Read(const QStringList &arguments)
     if (options.demo)
         options.timeScale = demoTimeScale;
     if (parser.isSet(QStringLiteral("time-scale")))
-        options.timeScale = NumberOf(parser, QStringLiteral("time-scale"), 1);
+        options.timeScale = TimeScaleOf(parser, QStringLiteral("time-scale"));
     if (parser.isSet(QStringLiteral("drive-c")))
         drive::SetRoot(QFileInfo(parser.value(QStringLiteral("drive-c"))).absoluteFilePath());
 
@@ -207,12 +272,8 @@ int main(int argc, char *argv[])
         arguments.append(QString::fromLocal8Bit(argv[i]));
     const Options options = Read(arguments);
     Timer::SetScale(options.timeScale);
-    if (!options.run.isEmpty()) {
-        messages::UseConsole();
-        const bool display = qEnvironmentVariableIsSet("DISPLAY") || qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
-        if (!display && !qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
-            qputenv("QT_QPA_PLATFORM", "offscreen");
-    }
+    if (!options.run.isEmpty())
+        DoWithoutDisplay();
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Voltaire"));
@@ -228,9 +289,12 @@ int main(int argc, char *argv[])
     QObject::connect(&guardian, &Guardian::Fired, &window,
                      [&window] { window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes")); });
     QObject::connect(&guardian, &Guardian::MissingChanged, &window, &Main::SetGuardMissing);
+    WayOut wayOut(window);
+    QObject::connect(&wayOut, &WayOut::Left, &app, &QCoreApplication::exit);
     window.SerialPort().SetPortName(options.port);
     UnattendedWork work;
     if (!options.run.isEmpty()) {
+        messages::UseConsole([&wayOut] { wayOut.Take(WayOut::failed); });
         work = WorkOf(options, window);
         QObject::connect(
             &window.Link().handshake, &Handshake::Connected, work.driver.get(),
@@ -239,25 +303,38 @@ int main(int argc, char *argv[])
                 work.driver->SetControls();
             },
             Qt::SingleShotConnection);
-        QObject::connect(&window, &Main::ConnectionFailed, work.driver.get(), [] { QCoreApplication::exit(1); });
+        QObject::connect(&window, &Main::ConnectionFailed, &wayOut, [&wayOut] { wayOut.Take(WayOut::failed); });
+        QObject::connect(work.driver.get(), &Unattended::Over, &wayOut, &WayOut::Take);
+        QObject::connect(work.driver.get(), &Unattended::Alarmed, &wayOut, &WayOut::TakeAfterAlarm);
     }
     try {
         drive::Prepare();
     } catch (const Error &error) {
         messages::Show(nullptr, QMessageBox::Warning, QApplication::applicationName(), error.Text());
+        if (options.run == QLatin1String("capacity"))
+            return 1; // in some hours there would be no place for its results
+    }
+
+    std::optional<RunMark> mark;
+    if (!options.demo) { // whose board ends with the program
+        TellOfFormerRuns(window);
+        mark.emplace(window.Link());
     }
 
     std::unique_ptr<DemoBoard> board;
     if (options.demo) {
         window.SetNote(QStringLiteral("Démo × %1").arg(QString::number(options.timeScale)));
-        board = std::make_unique<DemoBoard>(options.timeScale);
+        board = std::make_unique<DemoBoard>();
         QObject::connect(board.get(), &DemoBoard::Ready, &window, [&window](const QString &port) {
             window.SerialPort().SetPortName(port);
             window.Load();
         });
-        QObject::connect(board.get(), &DemoBoard::Failed, &window, [](const QString &reason) {
+        QObject::connect(board.get(), &DemoBoard::Failed, &window, [&window](const QString &reason) {
+            window.Link().outputs.LeaveAll(); // what was on is gone with it
             messages::ShowAndEnd(nullptr, QApplication::applicationName(), reason);
         });
+        const double timeScale = options.timeScale;
+        QMetaObject::invokeMethod(board.get(), [&board, timeScale] { board->Start(timeScale); }, Qt::QueuedConnection);
     } else {
         QMetaObject::invokeMethod(&window, &Main::Load, Qt::QueuedConnection);
     }

@@ -18,6 +18,11 @@ void Signalled(int number)
 }
 } // namespace
 
+QString Interrupt::Name(int signal)
+{
+    return signal == SIGINT ? QStringLiteral("INT") : signal == SIGHUP ? QStringLiteral("HUP") : QStringLiteral("TERM");
+}
+
 Interrupt::Interrupt()
 {
     if (pipe2(wakeUp, O_CLOEXEC | O_NONBLOCK) != 0)

@@ -9,6 +9,9 @@ class Interrupt : public QObject
     Q_OBJECT
 
 public:
+    /// "TERM" for SIGTERM.
+    static QString Name(int signal);
+
     /// One at a time.
     Interrupt();
     ~Interrupt() override;

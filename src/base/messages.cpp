@@ -6,7 +6,7 @@
 
 namespace messages {
 namespace {
-bool console = false;
+std::function<void()> endOnConsole; // null while there are boxes
 
 bool IsOpen(const QString &text)
 {
@@ -32,14 +32,14 @@ QMessageBox *Open(QWidget *over, QMessageBox::Icon icon, const QString &title, c
 }
 } // namespace
 
-void UseConsole()
+void UseConsole(std::function<void()> end)
 {
-    console = true;
+    endOnConsole = std::move(end);
 }
 
 void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text)
 {
-    if (console)
+    if (endOnConsole)
         Print(text);
     else if (!IsOpen(text))
         Open(over, icon, title, text);
@@ -47,9 +47,9 @@ void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QSt
 
 void ShowAndEnd(QWidget *over, const QString &title, const QString &text)
 {
-    if (console) {
+    if (endOnConsole) {
         Print(text);
-        QCoreApplication::exit(1);
+        endOnConsole();
         return;
     }
     QObject::connect(Open(over, QMessageBox::Critical, title, text), &QMessageBox::finished, qApp,

@@ -2,10 +2,13 @@
 
 #include <QMessageBox>
 
+#include <functional>
+
 /// What the program has to tell its user beside the windows' own texts. No box ever holds up the program.
 namespace messages {
-/// For runs that nobody watches: texts go to standard error instead of into boxes.
-void UseConsole();
+/// For runs that nobody watches: texts go to standard error instead of into boxes, and `end` ends the program with
+/// status 1.
+void UseConsole(std::function<void()> end);
 
 /// Shows a message box with one button; while a box with the same text is open, nothing more.
 void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text);

@@ -57,6 +57,13 @@ void Reglage::CloseFour()
             window->close();
 }
 
+void Reglage::StopCurrents()
+{
+    for (CurrentWindow *window : std::initializer_list<CurrentWindow *>{&charge_, &discharge_})
+        if (window->isVisible())
+            window->close();
+}
+
 void Reglage::Rquitter_Click()
 {
     link_.ReconnectOnActivate = 0; // before the main window is activated

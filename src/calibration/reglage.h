@@ -16,6 +16,9 @@ class Reglage : public Window
 public:
     explicit Reglage(Codebas &link);
 
+    /// Closes the windows that let a current flow, which switches it off.
+    void StopCurrents();
+
 protected:
     void Load() override;
     void closeEvent(QCloseEvent *event) override;

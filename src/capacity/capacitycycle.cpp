@@ -50,8 +50,7 @@ Task<void> MesCapa::StartCycle(RunPtr run)
         co_await Pause(run);
         if (cycle == cycles) {
             run->log.emplace();
-            resultPath_ = run->log->Path();
-            run->outputs->note = runnote::PathOf(resultPath_);
+            FollowLog(*run);
         }
         now_.Phase = 2;
         ui_.Label23->setText(QStringLiteral("VUnité"));
@@ -74,8 +73,10 @@ Task<void> MesCapa::StartCycle(RunPtr run)
         co_await ChargePhase(run);
     }
     ShowState(QStringLiteral("Fin du Processus"));
-    if (run->log) // stopped at this very moment, it is closed
+    if (run->log) { // stopped at this very moment, it is closed
         run->log->EndRun();
+        FollowLog(*run);
+    }
     run->log.reset();
     Task<void> ending = Told(run, link_.outputs.End(run->outputs, endSignal));
     co_await ending;
@@ -355,9 +356,18 @@ Task<void> MesCapa::PhaseReset(RunPtr run)
 /// One line a tick, in both phases, while the result file is open.
 void MesCapa::WriteRecord(Run &run)
 {
-    if (run.log)
+    if (run.log) {
         run.log->Write(now_);
+        FollowLog(run);
+    }
     Q_EMIT Measured(now_);
+}
+
+/// One that was removed goes on somewhere else.
+void MesCapa::FollowLog(const Run &run)
+{
+    resultPath_ = run.log->Path();
+    run.outputs->note = runnote::PathOf(resultPath_);
 }
 
 // ---- the steps of all this

@@ -130,6 +130,7 @@ private:
     Task<void> SetOutputs(RunPtr run, Writes pattern);
     Task<void> PhaseReset(RunPtr run);
     void WriteRecord(Run &run);
+    void FollowLog(const Run &run);
 
     // Its steps
     Task<void> WaitTick(RunPtr run, Refresh refresh);

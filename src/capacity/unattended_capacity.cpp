@@ -1,6 +1,5 @@
 #include "unattended_capacity.h"
 
-#include <QCoreApplication>
 #include <QFileInfo>
 
 UnattendedCapacity::UnattendedCapacity(const Codebas &link, MesCapa &window, CapacityOrder order, int every)
@@ -12,8 +11,9 @@ UnattendedCapacity::UnattendedCapacity(const Codebas &link, MesCapa &window, Cap
     });
     connect(&window_, &MesCapa::StateShown, this, &UnattendedCapacity::PrintState);
     connect(&window_, &MesCapa::Measured, this, &UnattendedCapacity::PrintTick);
-    connect(&window_, &MesCapa::Stopped, this, [this] { Stopped(); });
-    connect(&window_, &MesCapa::Aborted, this, [] { QCoreApplication::exit(1); });
+    connect(&window_, &MesCapa::Stopping, this, &UnattendedCapacity::EndFor);
+    connect(&window_, &MesCapa::ConnectionWanted, this, &UnattendedCapacity::Alarmed);
+    connect(&window_, &MesCapa::Aborted, this, [this] { Q_EMIT Over(1); });
     connect(&window_, &MesCapa::Ended, this, [this](const CapacityRecord &last) {
         End(QStringLiteral("Capacité déchargée : %1 mAh, résistance %2 mR, résultats %3")
                 .arg(capacity::MilliampereHours(last.TotalDischarge), 0, 'f', 0)
@@ -24,6 +24,10 @@ UnattendedCapacity::UnattendedCapacity(const Codebas &link, MesCapa &window, Cap
 
 void UnattendedCapacity::SetControls()
 {
+    if (!IsPossible(QStringLiteral("charge"), QStringLiteral("charge"), order_.chargeAmperes, link_.SlaveEeprom[4]) ||
+        !IsPossible(QStringLiteral("discharge"), QStringLiteral("décharge"), order_.dischargeAmperes,
+                    link_.SlaveEeprom[5]))
+        return;
     SetText(QStringLiteral("TxNbElem"), QString::number(order_.cells));
     SetText(QStringLiteral("TxNbrCycles"), QString::number(order_.cycles));
     Next();
@@ -34,13 +38,13 @@ void UnattendedCapacity::Next()
 {
     switch (settingsMade_++) {
     case 0:
-        if (SetCurrent(QStringLiteral("SlIChrg"), QStringLiteral("charge"), order_.chargeAmperes,
-                       link_.SlaveEeprom[4]) == Setting::AlreadyThere)
+        if (!SetCurrent(QStringLiteral("SlIChrg"), QStringLiteral("charge"), order_.chargeAmperes,
+                        link_.SlaveEeprom[4]))
             Next();
         break;
     case 1:
-        if (SetCurrent(QStringLiteral("SlIDech"), QStringLiteral("décharge"), order_.dischargeAmperes,
-                       link_.SlaveEeprom[5]) == Setting::AlreadyThere)
+        if (!SetCurrent(QStringLiteral("SlIDech"), QStringLiteral("décharge"), order_.dischargeAmperes,
+                        link_.SlaveEeprom[5]))
             Next();
         break;
     default:

@@ -23,7 +23,6 @@ public:
     void SetControls() override;
 
 private:
-    void SwitchOffUnanswered() override { window_.SwitchOffUnanswered(); }
     void Next();
     void PrintState(const QString &text);
     void PrintTick(const CapacityRecord &record);

@@ -212,13 +212,20 @@ bool Outputs::IsWatched(const Run &run)
     return run.on && !run.left && !run.superseded && (!run.over || IsReadable(run.wanted));
 }
 
+std::vector<Outputs::RunPtr> Outputs::WatchedRuns() const
+{
+    std::vector<RunPtr> watched;
+    for (const std::weak_ptr<Run> &each : runs_)
+        if (const RunPtr run = each.lock(); run && IsWatched(*run))
+            watched.push_back(run);
+    return watched;
+}
+
 void Outputs::LookAtWatched()
 {
     Watched now;
-    for (const std::weak_ptr<Run> &each : runs_) {
-        const RunPtr run = each.lock();
-        if (!run || !IsWatched(*run))
-            continue;
+    for (const RunPtr &run : WatchedRuns()) {
+        now.what = now.off.empty() || now.what == run->what ? run->what : QString();
         for (const Write &write : run->over ? run->wanted : run->off)
             if (std::ranges::count(now.off, write) == 0)
                 now.off.push_back(write);
@@ -255,10 +262,7 @@ void Outputs::EndLeft()
 
 void Outputs::SwitchedOffByOthers()
 {
-    std::vector<RunPtr> ended;
-    for (const std::weak_ptr<Run> &each : runs_)
-        if (const RunPtr run = each.lock(); run && IsWatched(*run))
-            ended.push_back(run);
+    const std::vector<RunPtr> ended = WatchedRuns();
     for (const RunPtr &run : ended)
         Over(run, run->off);
     // Later: somebody may have the line at this moment.
@@ -358,6 +362,12 @@ void Outputs::EndNow(const RunPtr &run, const Writes &writes)
     Over(run, writes);
     std::erase_if(queue_, [&run](const Queued &queued) { return queued.run == run; });
     SendNow(run, writes);
+}
+
+void Outputs::EndWatchedNow()
+{
+    for (const RunPtr &run : WatchedRuns())
+        EndNow(run, Writes(run->over ? run->wanted : run->off));
 }
 
 void Outputs::SendNow(const RunPtr &run, const Writes &writes)

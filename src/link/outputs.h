@@ -45,6 +45,7 @@ public:
         bool over = false;       ///< it was ended: nothing is switched on for it any more
         bool superseded = false; ///< another run has taken its place: nothing at all is sent for it any more
         bool left = false;       ///< the user has left it on: nobody has to see its end any more
+        QString what{};          ///< what the board does while it is on, in French: "charge"
         QString note{};          ///< the file in which is told what else than its user or its rule has ended it
     };
     using RunPtr = std::shared_ptr<Run>;
@@ -64,6 +65,8 @@ public:
 
     /// The same at once, without a wait for anything.
     void EndNow(const RunPtr &run, const Writes &writes);
+    /// The same for all that this program has to see off.
+    void EndWatchedNow();
 
     /// A step that was under way when its run was ended is over: it may have left something undone.
     void StepOver(const RunPtr &run);
@@ -90,6 +93,7 @@ public:
     struct Watched
     {
         Writes off;   ///< with these it is off; none: nothing is on
+        QString what; ///< what the board does, if that is one thing
         QString note; ///< of the newest run of them
         bool operator==(const Watched &) const = default;
     };
@@ -148,6 +152,7 @@ private:
     bool Void(const RunPtr &run, const Write &write);
     bool Void(const Queued &queued);
     static bool IsWatched(const Run &run);
+    std::vector<RunPtr> WatchedRuns() const;
     void LookAtWatched();
     void NoteLine(quint8 reg, bool on);
     void Note(const RunPtr &run, const Write &write);

@@ -16,6 +16,7 @@ Chargeur::Chargeur(Codebas &link)
           {RunLog::chargePrefix,
            RunLog::chargeHeader,
            QStringLiteral("CHARGE"),
+           QStringLiteral("charge"),
            {{command::GroundBattery, 0},
             {command::CutDischarge, 0},
             {command::CutPower, 1},

@@ -15,6 +15,7 @@ Dechargeur::Dechargeur(Codebas &link)
           {RunLog::dischargePrefix,
            RunLog::dischargeHeader,
            QStringLiteral("DECHARGE"),
+           QStringLiteral("décharge"),
            {{command::CutCharge, 0}, {command::CutPower, 0}, {command::CutDischarge, 1}, {command::GroundBattery, 1}},
            {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
            {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},

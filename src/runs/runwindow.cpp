@@ -8,7 +8,6 @@
 #include "unconfirmed.h"
 
 #include <QCloseEvent>
-#include <QFileInfo>
 
 using namespace measurement;
 
@@ -132,6 +131,7 @@ Task<void> RunWindow::StartRun(RunPtr fresh)
         fresh->ElapsedSeconds = former->ElapsedSeconds; // the first step integrates from here
     }
     fresh->outputs = switched_ = link_.outputs.Begin(kind_.off, switched_);
+    switched_->what = kind_.what;
     panel_.state->setText(kind_.runningText);
     Task<bool> beginning = BeginRun(fresh);
     bool over = !co_await beginning;
@@ -151,8 +151,7 @@ Task<bool> RunWindow::BeginRun(RunPtr run)
         if (!wanted())
             co_return false;
         run->log.emplace(kind_.logPrefix, kind_.logHeader);
-        logPath_ = QFileInfo(run->log->Path()).absoluteFilePath(); // the current folder may change
-        run->outputs->note = runnote::PathOf(logPath_);
+        FollowLog(*run);
         for (const Outputs::Write &write : kind_.start) {
             Task<void> sending = link_.outputs.Send(run->outputs, write.reg, write.value, wanted);
             co_await sending;
@@ -172,6 +171,13 @@ Task<bool> RunWindow::BeginRun(RunPtr run)
     awake_.Hold();
     Q_EMIT Started();
     co_return true;
+}
+
+/// One that was removed goes on somewhere else.
+void RunWindow::FollowLog(const Run &run)
+{
+    logPath_ = run.log->Path();
+    run.outputs->note = runnote::PathOf(logPath_);
 }
 
 /// Waits for the next tick and makes a step; false when the run is over.
@@ -197,6 +203,7 @@ Task<bool> RunWindow::NextTick(RunPtr run)
 
     if (run->phase == Phase::Running && !closed) {
         WriteRecord(*run);
+        FollowLog(*run);
         watch_.GotOn();
     }
     if (over && (run->phase == Phase::Running || run->phase == Phase::Left)) {

@@ -87,6 +87,7 @@ protected:
         QString logPrefix;
         QString logHeader;
         QString runningText;
+        QString what; ///< what the board does: "charge"
         Outputs::Writes start;
         Outputs::Writes end;  ///< after the step in which the rule of the end was met
         Outputs::Writes stop; ///< "Arret"
@@ -169,6 +170,7 @@ protected:
 
 private:
     Task<bool> BeginRun(RunPtr run);
+    void FollowLog(const Run &run);
     Task<bool> NextTick(RunPtr run);
     Task<void> EndByRule(RunPtr run);
     void EndRun(Phase phase);

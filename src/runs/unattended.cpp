@@ -3,27 +3,26 @@
 #include "base/messages.h"
 #include "link/measurement.h"
 
-#include <QCoreApplication>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSlider>
 
-#include <algorithm>
 #include <cmath>
 #include <cstdio>
 
 namespace {
-constexpr int bySignal = 128; // as a shell reports a program that a signal ended: this and its number
-constexpr auto answer = 2s;   // how long the board may take to answer "Arret"
+constexpr int highestSetting = 255;
+constexpr auto beginning = 1min; // how long the connection and the settings may take
+constexpr int failed = 1;
 } // namespace
 
 Unattended::Unattended(Window &window)
-    : window_(window), giveUp_([this] {
-        SwitchOffUnanswered();
-        QCoreApplication::exit(status_);
+    : window_(window), tooLate_([this] {
+        messages::ShowAndEnd(&window_, window_.windowTitle(),
+                             QStringLiteral("La carte ne répond pas : rien n'a été commencé."));
     })
 {
-    connect(&interrupt_, &Interrupt::Received, this, &Unattended::Interrupted);
+    tooLate_.Start(beginning);
 }
 
 void Unattended::SetText(const QString &box, const QString &text)
@@ -31,40 +30,50 @@ void Unattended::SetText(const QString &box, const QString &text)
     window_.findChild<QLineEdit *>(box)->setText(text);
 }
 
-Unattended::Setting Unattended::SetCurrent(const QString &slider, const QString &what, double amperes, int scale)
+bool Unattended::IsPossible(const QString &option, const QString &what, double amperes, int scale)
 {
-    if (scale == 0) {
-        messages::ShowAndEnd(&window_, window_.windowTitle(),
-                             QStringLiteral("Le réglage du courant de %1 de la carte n'est pas étalonné.").arg(what));
-        return Setting::Impossible;
-    }
-    const int value = static_cast<int>(std::clamp(std::round(amperes * scale), 0.0, 255.0));
+    if (scale != 0 && std::round(amperes * scale) <= highestSetting)
+        return true;
+    messages::ShowAndEnd(&window_, window_.windowTitle(),
+                         scale == 0
+                             ? QStringLiteral("Le réglage du courant de %1 de la carte n'est pas étalonné.").arg(what)
+                             : QStringLiteral("--%1 %2 : de 0 à %3 A avec cette carte")
+                                   .arg(option)
+                                   .arg(amperes)
+                                   .arg(measurement::CurrentSettingAmps(highestSetting, scale)));
+    return false;
+}
+
+bool Unattended::SetCurrent(const QString &slider, const QString &what, double amperes, int scale)
+{
+    const auto value = static_cast<int>(std::round(amperes * scale));
     Print(QStringLiteral("Courant de %1 : réglage %2, %3 A")
               .arg(what)
               .arg(value)
               .arg(measurement::CurrentSettingAmps(value, scale), 0, 'f', 2));
     auto *control = window_.findChild<QSlider *>(slider);
-    const bool there = control->value() == value;
+    const bool moves = control->value() != value;
     control->setValue(value);
-    return there ? Setting::AlreadyThere : Setting::Sent;
+    return moves;
 }
 
 void Unattended::PressStart()
 {
     started_ = true;
+    tooLate_.Stop();
     window_.findChild<QPushButton *>(QStringLiteral("CBstart"))->click();
-}
-
-void Unattended::Stopped()
-{
-    if (giveUp_.IsSet())
-        QCoreApplication::exit(status_);
 }
 
 void Unattended::End(const QString &summary)
 {
     Print(summary);
-    QCoreApplication::exit(0);
+    Q_EMIT Over(0);
+}
+
+void Unattended::EndFor(const QString &cause)
+{
+    messages::Show(&window_, QMessageBox::Warning, window_.windowTitle(), QStringLiteral("Arret : ") + cause);
+    Q_EMIT Over(failed);
 }
 
 void Unattended::Print(const QString &line)
@@ -77,18 +86,4 @@ QString Unattended::TimeText(double seconds)
 {
     const auto whole = static_cast<int>(seconds);
     return QString::asprintf("%02d:%02d:%02d", whole / 3600, whole / 60 % 60, whole % 60);
-}
-
-/// The first signal presses "Arret". Another one does not wait for the board's answers.
-void Unattended::Interrupted(int signal)
-{
-    if (started_ && !giveUp_.IsSet()) {
-        status_ = bySignal + signal;
-        giveUp_.Start(answer);
-        window_.findChild<QPushButton *>(QStringLiteral("CBStop"))->click();
-        return;
-    }
-    if (started_)
-        SwitchOffUnanswered();
-    QCoreApplication::exit(bySignal + signal);
 }

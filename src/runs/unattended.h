@@ -1,12 +1,10 @@
 #pragma once
 
 #include "base/clock.h"
-#include "base/interrupt.h"
 #include "base/window.h"
 
-/// "--run": works a window's controls as a user would, prints the progress on standard output and ends the program:
-/// status 0 when the run has ended by its rule, 1 after an error, 128 and the number of the signal after one that asks
-/// the program to end, which presses "Arret" first.
+/// "--run": works a window's controls as a user would, prints the progress on standard output and says when the program
+/// is to end, and with which status: 0 when the run has ended by its rule, 1 after an error.
 class Unattended : public QObject
 {
     Q_OBJECT
@@ -15,31 +13,30 @@ public:
     /// The window is open and the board connected: sets the controls and presses "Demarrage".
     virtual void SetControls() = 0;
 
+Q_SIGNALS:
+    /// There is nothing more to do.
+    void Over(int status);
+    /// The run was ended because the board measures no more.
+    void Alarmed();
+
 protected:
     explicit Unattended(Window &window);
 
-    virtual void SwitchOffUnanswered() = 0;
-
     void SetText(const QString &box, const QString &text);
 
-    enum class Setting
-    {
-        Sent,
-        AlreadyThere,
-        Impossible
-    };
-    /// Moves a slider to the setting that is nearest to a current; `scale` is the setting of one ampere. With a scale
-    /// of 0 that is impossible and the program ends.
-    Setting SetCurrent(const QString &slider, const QString &what, double amperes, int scale);
+    /// Whether the board can set a current that was asked for with `option`; `scale` is the setting of one ampere, 0
+    /// for none. If it cannot, that is said and the program ends.
+    bool IsPossible(const QString &option, const QString &what, double amperes, int scale);
+    /// Moves a slider to the setting that is nearest to a possible current; false when it is there already.
+    bool SetCurrent(const QString &slider, const QString &what, double amperes, int scale);
 
     void PressStart();
     bool IsStarted() const { return started_; }
 
-    /// "Arret" is done.
-    void Stopped();
-
-    /// The run is over: says so and ends the program.
-    static void End(const QString &summary);
+    /// The run has ended by its rule.
+    void End(const QString &summary);
+    /// The run is ended for a cause.
+    void EndFor(const QString &cause);
 
     static void Print(const QString &line);
 
@@ -47,11 +44,7 @@ protected:
     static QString TimeText(double seconds);
 
 private:
-    void Interrupted(int signal);
-
     Window &window_;
-    Interrupt interrupt_;
-    Alarm giveUp_;
-    int status_ = 0; ///< with which an interrupted program ends
+    Alarm tooLate_; ///< to begin
     bool started_ = false;
 };

@@ -6,7 +6,8 @@ UnattendedRun::UnattendedRun(RunWindow &window, const QString &endText, int ever
     : Unattended(window), window_(window), every_(every)
 {
     connect(&window_, &RunWindow::Recorded, this, &UnattendedRun::PrintRecord);
-    connect(&window_, &RunWindow::Stopped, this, [this] { Stopped(); });
+    connect(&window_, &RunWindow::Stopping, this, &UnattendedRun::EndFor);
+    connect(&window_, &RunWindow::ConnectionWanted, this, &UnattendedRun::Alarmed);
     connect(&window_, &RunWindow::Ended, this, [this, endText] {
         End(QStringLiteral("%1 : %2 mAh, journal %3")
                 .arg(endText)
@@ -25,16 +26,23 @@ void UnattendedRun::PrintRecord(const RunRecord &record)
               Indicator(record));
 }
 
+bool UnattendedRun::SetRunCurrent(const QString &what, double amperes, int scale)
+{
+    if (!IsPossible(QStringLiteral("current"), what, amperes, scale))
+        return false;
+    SetCurrent(QStringLiteral("Slider1"), what, amperes, scale);
+    return true;
+}
+
 UnattendedCharge::UnattendedCharge(const Codebas &link, Chargeur &window, ChargeOrder order, int every)
-    : UnattendedRun(window, QStringLiteral("Charge Terminée"), every), link_(link), order_(std::move(order))
+    : UnattendedRun(window, QStringLiteral("Charge Terminée"), every), link_(link), order_(order)
 {
 }
 
 void UnattendedCharge::SetControls()
 {
-    SetText(QStringLiteral("Text1"), order_.mode);
-    if (!order_.amperes || SetCurrent(QStringLiteral("Slider1"), QStringLiteral("charge"), *order_.amperes,
-                                      link_.SlaveEeprom[4]) != Setting::Impossible)
+    SetText(QStringLiteral("Text1"), QString::number(order_.mode));
+    if (!order_.amperes || SetRunCurrent(QStringLiteral("charge"), *order_.amperes, link_.SlaveEeprom[4]))
         PressStart();
 }
 
@@ -51,8 +59,7 @@ UnattendedDischarge::UnattendedDischarge(const Codebas &link, Dechargeur &window
 void UnattendedDischarge::SetControls()
 {
     SetText(QStringLiteral("Text1"), QString::number(order_.cells));
-    if (SetCurrent(QStringLiteral("Slider1"), QStringLiteral("décharge"), order_.amperes, link_.SlaveEeprom[5]) !=
-        Setting::Impossible)
+    if (SetRunCurrent(QStringLiteral("décharge"), order_.amperes, link_.SlaveEeprom[5]))
         PressStart();
 }
 

@@ -10,7 +10,7 @@
 struct ChargeOrder
 {
     std::optional<double> amperes; ///< the board's own setting is kept without it
-    QString mode = QStringLiteral("0");
+    int mode = 0;
 };
 
 /// What a discharge that nobody watches is set to.
@@ -27,8 +27,10 @@ class UnattendedRun : public Unattended
 
 protected:
     UnattendedRun(RunWindow &window, const QString &endText, int every);
-    void SwitchOffUnanswered() override { window_.SwitchOffUnanswered(); }
     virtual QString Indicator(const RunRecord &record) const = 0;
+
+    /// Sets the current of the run; false when the board cannot.
+    bool SetRunCurrent(const QString &what, double amperes, int scale);
 
 private:
     void PrintRecord(const RunRecord &record);

@@ -78,7 +78,7 @@ private Q_SLOTS:
         std::fflush(stderr);
         const int kept = dup(STDERR_FILENO);
         dup2(console.handle(), STDERR_FILENO);
-        messages::UseConsole();
+        messages::UseConsole([] { QCoreApplication::exit(1); });
         Say(QStringLiteral("une ligne"));
         QTimer::singleShot(0, this, [] { messages::ShowAndEnd(nullptr, {}, QStringLiteral("la dernière")); });
         const int status = QCoreApplication::exec();

@@ -1,154 +1,13 @@
-#include "support/boardprocess.h"
+#include "program.h"
 #include "support/suite.h"
 
 #include <QDir>
-#include <QFile>
 #include <QRegularExpression>
 #include <QtTest>
 
 #include <csignal>
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
-namespace {
-/// The program as its users start it, in a folder of its own.
-class Program
-{
-public:
-    explicit Program(const QTemporaryDir &folder)
-    {
-        process.setWorkingDirectory(folder.path());
-        drive_ = folder.filePath(QStringLiteral("c"));
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
-        environment.insert(QStringLiteral("XDG_RUNTIME_DIR"), folder.path()); // or the library complains
-        process.setProcessEnvironment(environment);
-    }
-    ~Program()
-    {
-        process.kill();
-        process.waitForFinished();
-    }
-
-    void Start(const QStringList &arguments)
-    {
-        process.start(QStringLiteral(VOLTAIRE), arguments + QStringList{QStringLiteral("--drive-c"), drive_});
-    }
-    void Signal(int number) { kill(static_cast<pid_t>(process.processId()), number); }
-    bool WaitForEnd(int milliseconds = 60000) { return process.waitForFinished(milliseconds); }
-
-    /// Waits until so many lines of progress were printed from now on.
-    bool WaitForProgress(int lines)
-    {
-        static const QRegularExpression progress(QStringLiteral(R"(^\d\d:\d\d:\d\d .* V .* A .* mAh  delta )"));
-        while (lines > 0) {
-            if (!process.canReadLine() && !process.waitForReadyRead(30000))
-                return false;
-            while (process.canReadLine())
-                if (progress.match(QString::fromUtf8(process.readLine())).hasMatch())
-                    --lines;
-        }
-        return true;
-    }
-
-    QProcess process;
-
-private:
-    QString drive_;
-};
-
-/// A virtual board that keeps a trace.
-class Board : public BoardProcess
-{
-public:
-    bool Start(const QStringList &more = {})
-    {
-        return BoardProcess::Start(QStringList{QStringLiteral("--trace"), Path("trace"), QStringLiteral("--time-scale"),
-                                               QStringLiteral("200")} +
-                                   more);
-    }
-    /// Ends it, so that its trace is complete, and gives the bytes that the program has sent.
-    QByteArray Sent()
-    {
-        Stop();
-        return SentSoFar();
-    }
-    QByteArray SentSoFar() const
-    {
-        QFile file(Path("trace"));
-        if (!file.open(QIODevice::ReadOnly))
-            return {};
-        QByteArray sent;
-        static const QRegularExpression line(QStringLiteral(R"(^\S+ +in +(.*)$)"));
-        while (!file.atEnd()) {
-            const auto match = line.match(QString::fromLatin1(file.readLine().trimmed()));
-            if (match.hasMatch())
-                for (const QString &byte : match.captured(1).split(u' ', Qt::SkipEmptyParts))
-                    sent.append(static_cast<char>(byte.toInt()));
-        }
-        return sent;
-    }
-
-    /// With these it falls silent in the middle of a charge.
-    static QStringList FallsSilent()
-    {
-        return {QStringLiteral("--fault"), QStringLiteral("silence:at=%1").arg(heardCommands)};
-    }
-    /// Whether the program has asked for something that the board does not hear any more.
-    bool IsSilent() const { return SentSoFar().count(char(27)) > heardCommands; }
-
-private:
-    static constexpr int heardCommands = 150;
-};
-
-const QByteArray endWrites("\x1b\x11\x00\x1b\x0f\x00", 6);
-const QByteArray stopWrites("\x1b\x0f\x00\x1b\x11\x00\x1b\x12\x01", 9);
-const QByteArray readLines("\x1b\x1f", 2);
-const QByteArray guardWrites("\x1b\x0f\x00\x1b\x11\x00\x1b\x12\x01\x1b\x10\x00", 12);
-const QStringList chargeOptions = {QStringLiteral("--run"), QStringLiteral("charge"), QStringLiteral("--time-scale"),
-                                   QStringLiteral("200")};
-
-/// What was sent without that which makes sure of an end: the program's reading of the lines where something was in
-/// doubt, and the guard's writes where the program has gone before it was certain.
-QByteArray WithoutAssurance(QByteArray sent)
-{
-    for (;;) {
-        if (sent.endsWith(readLines))
-            sent.chop(readLines.size());
-        else if (sent.endsWith(guardWrites))
-            sent.chop(guardWrites.size());
-        else
-            return sent;
-    }
-}
-
-/// Waits until nobody has the port any more; a guard keeps it for a moment after the program.
-bool WaitForPort(const QString &path)
-{
-    const int port = open(QFile::encodeName(path).constData(), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    const bool free = flock(port, LOCK_EX) == 0;
-    close(port);
-    return free;
-}
-
-QString OnlyLog(const QTemporaryDir &folder)
-{
-    const QStringList logs = QDir(folder.path()).entryList({QStringLiteral("St_CH_D*.txt")}, QDir::Files);
-    return logs.isEmpty() ? QString() : folder.filePath(logs.last());
-}
-
-QByteArrayList RecordsOf(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
-    QByteArrayList lines = file.readAll().split('\n');
-    return lines.mid(2);
-}
-} // namespace
 
 class TestProgram : public QObject
 {
@@ -170,28 +29,84 @@ private Q_SLOTS:
 
     void WrongOptionsAreRefused_data()
     {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("unknown") << QStringList{QStringLiteral("--nonsense")};
-        QTest::newRow("positional") << QStringList{QStringLiteral("charge")};
-        QTest::newRow("no value") << QStringList{QStringLiteral("--port")};
-        QTest::newRow("time scale 0") << QStringList{QStringLiteral("--time-scale"), QStringLiteral("0")};
-        QTest::newRow("time scale word") << QStringList{QStringLiteral("--time-scale"), QStringLiteral("vite")};
-        QTest::newRow("other run") << QStringList{QStringLiteral("--run"), QStringLiteral("cuire")};
-        QTest::newRow("current without run") << QStringList{QStringLiteral("--current"), QStringLiteral("1")};
-        QTest::newRow("negative current")
-            << chargeOptions + QStringList{QStringLiteral("--current"), QStringLiteral("-1")};
-        QTest::newRow("demo and port") << QStringList{QStringLiteral("--demo"), QStringLiteral("--port"),
-                                                      QStringLiteral("ttyS0")};
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<QString>("why");
+        const QString charge = QStringLiteral("--run charge ");
+        const QString capacity = QStringLiteral("--run capacity --charge 1 --discharge 1 --cells ");
+        const QString amperes = QStringLiteral("il faut un nombre d'ampères, 0 ou plus");
+        const QString scale = QStringLiteral("il faut un nombre de 1 à 1000");
+        const auto whole = [](int least, int most) {
+            return QStringLiteral("il faut un nombre entier de %1 à %2").arg(least).arg(most);
+        };
+        const auto row = [](const QString &arguments, const QString &why) {
+            QTest::newRow(qPrintable(arguments)) << arguments << why;
+        };
+        row(QStringLiteral("--nonsense"), QStringLiteral("option inconnue : nonsense"));
+        row(QStringLiteral("charge"), QStringLiteral("argument inattendu : charge"));
+        row(QStringLiteral("--port"), QStringLiteral("il manque une valeur"));
+        row(QStringLiteral("--run cuire"), QStringLiteral("ne connaît pas « cuire »"));
+        row(QStringLiteral("--current 1"), QStringLiteral("ne va qu'avec --run"));
+        row(QStringLiteral("--demo --port ttyS0"), QStringLiteral("ne vont pas ensemble"));
+        row(QStringLiteral("--run discharge --cells 4"), QStringLiteral("demande --current"));
+        for (const char *wrong : {"0", "vite", "inf", "nan", "1e9", "-5"})
+            row(QStringLiteral("--time-scale ") + QLatin1String(wrong), scale);
+        for (const char *wrong : {"-1", "inf", "-inf", "nan", "1e999", "beaucoup"}) {
+            row(charge + QStringLiteral("--current ") + QLatin1String(wrong), amperes);
+            row(QStringLiteral("--run capacity --cells 4 --discharge 1 --charge ") + QLatin1String(wrong), amperes);
+            row(QStringLiteral("--run capacity --cells 4 --charge 1 --discharge ") + QLatin1String(wrong), amperes);
+        }
+        for (const char *wrong : {"abc", "300", "-1", "1.5", "inf"})
+            row(charge + QStringLiteral("--mode ") + QLatin1String(wrong), whole(0, 255));
+        for (const char *wrong : {"1.5", "1e300", "0", "101", "nan"}) {
+            row(QStringLiteral("--run discharge --current 1 --cells ") + QLatin1String(wrong), whole(1, 100));
+            row(capacity + QLatin1String(wrong), whole(1, 100));
+        }
+        for (const char *wrong : {"0", "2.5", "1e300", "1001"})
+            row(capacity + QStringLiteral("4 --cycles ") + QLatin1String(wrong), whole(1, 1000));
+        for (const char *wrong : {"0", "0.5", "inf", "100001"})
+            row(charge + QStringLiteral("--every ") + QLatin1String(wrong), whole(1, 100000));
     }
     void WrongOptionsAreRefused()
     {
-        QFETCH(QStringList, arguments);
+        QFETCH(QString, arguments);
+        QFETCH(QString, why);
         QTemporaryDir folder;
         Program program(folder);
-        program.process.start(QStringLiteral(VOLTAIRE), arguments);
+        program.process.start(QStringLiteral(VOLTAIRE), arguments.split(u' '));
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitCode(), 2);
-        QVERIFY(program.process.readAllStandardError().startsWith("voltaire : "));
+        const QString said = QString::fromUtf8(program.process.readAllStandardError());
+        QVERIFY2(said.startsWith(QStringLiteral("voltaire : ")) && said.contains(why), qPrintable(said));
+    }
+
+    void ACurrentBeyondTheBoardIsRefused_data()
+    {
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<QString>("why");
+        QTest::newRow("charge") << QStringLiteral("charge --current 9")
+                                << QStringLiteral("--current 9 : de 0 à 5.1 A avec cette carte");
+        QTest::newRow("discharge") << QStringLiteral("discharge --cells 4 --current 1e308")
+                                   << QStringLiteral("--current 1e+308 : de 0 à 6.37 A avec cette carte");
+        QTest::newRow("capacity, charge") << QStringLiteral("capacity --cells 4 --discharge 1 --charge 5.2")
+                                          << QStringLiteral("--charge 5.2 : de 0 à 5.1 A avec cette carte");
+        QTest::newRow("capacity, discharge") << QStringLiteral("capacity --cells 4 --charge 1 --discharge 7")
+                                             << QStringLiteral("--discharge 7 : de 0 à 6.37 A avec cette carte");
+    }
+    void ACurrentBeyondTheBoardIsRefused()
+    {
+        QFETCH(QString, arguments);
+        QFETCH(QString, why);
+        QTemporaryDir folder;
+        Board board;
+        QVERIFY(board.Start());
+        Program program(folder);
+        program.Start(QStringList{QStringLiteral("--port"), board.Port(), QStringLiteral("--run")} +
+                      arguments.split(u' '));
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitCode(), 1);
+        const QString said = QString::fromUtf8(program.process.readAllStandardError());
+        QVERIFY2(said.endsWith(why + u'\n'), qPrintable(said));
+        QVERIFY(board.Sent().endsWith("\x1b\x26\x0f")); // the last of the connection, and nothing after it
     }
 
     void ADemonstrationCharges()
@@ -222,11 +137,11 @@ private Q_SLOTS:
         static const QRegularExpression last(QStringLiteral(R"(^Charge Terminée : (\d+) mAh, journal (/.*)$)"));
         const auto match = last.match(output.last());
         QVERIFY2(match.hasMatch(), qPrintable(output.last()));
-        QCOMPARE(match.captured(2), OnlyLog(folder));
+        QCOMPARE(match.captured(2), OnlyLog(folder.path()));
         const int charged = match.captured(1).toInt();
         QVERIFY2(charged > 50 && charged < 500, qPrintable(match.captured(1)));
         // One line a record, one for the current and the last one.
-        QCOMPARE(RecordsOf(OnlyLog(folder)).size() - 1, output.size() - 2);
+        QCOMPARE(RecordsOf(OnlyLog(folder.path())).size() - 1, output.size() - 2);
         QVERIFY(WithoutAssurance(board.Sent()).endsWith(endWrites));
     }
 
@@ -239,7 +154,7 @@ private Q_SLOTS:
         program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port(), QStringLiteral("--every"),
                                                   QStringLiteral("5")});
         QVERIFY(program.WaitForProgress(3));
-        QVERIFY(RecordsOf(OnlyLog(folder)).size() - 1 >= 11);
+        QVERIFY(RecordsOf(OnlyLog(folder.path())).size() - 1 >= 11);
     }
 
     void ASignalStopsTheCharge_data()
@@ -279,8 +194,10 @@ private Q_SLOTS:
         program.Signal(SIGTERM);
         program.Signal(SIGCONT);
         QVERIFY(program.WaitForEnd());
-        QVERIFY(program.process.exitCode() == 128 + SIGTERM || program.process.exitCode() == 128 + SIGINT);
-        QVERIFY(WithoutAssurance(board.Sent()).endsWith(stopWrites));
+        QCOMPARE(program.process.exitCode(), 4);
+        const QByteArray said = program.process.readAllStandardError();
+        QVERIFY2(said.contains("la carte charge peut-être encore"), said.constData());
+        QVERIFY(WithoutAssurance(board.Sent()).contains(stopWrites));
     }
 
     void AReaderThatGoesAwayDoesNotEndTheCharge()
@@ -292,15 +209,15 @@ private Q_SLOTS:
         program.Start(chargeOptions + QStringList{QStringLiteral("--port"), board.Port()});
         QVERIFY(program.WaitForProgress(3));
         program.process.closeReadChannel(QProcess::StandardOutput);
-        const auto records = RecordsOf(OnlyLog(folder)).size();
-        QTRY_VERIFY_WITH_TIMEOUT(RecordsOf(OnlyLog(folder)).size() > records + 10, 30000);
+        const auto records = RecordsOf(OnlyLog(folder.path())).size();
+        QTRY_VERIFY_WITH_TIMEOUT(RecordsOf(OnlyLog(folder.path())).size() > records + 10, 30000);
         program.Signal(SIGINT);
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitCode(), 130);
         QVERIFY(WithoutAssurance(board.Sent()).endsWith(stopWrites));
     }
 
-    void AnInterruptWithASilentBoardStillSendsTheStop()
+    void AnInterruptWithASilentBoardSaysThatItMayBeOn()
     {
         QTemporaryDir folder;
         Board board;
@@ -310,8 +227,10 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(board.IsSilent(), 30000);
         program.Signal(SIGINT);
         QVERIFY(program.WaitForEnd());
-        QCOMPARE(program.process.exitCode(), 130);
-        QVERIFY(WithoutAssurance(board.Sent()).endsWith(stopWrites));
+        QCOMPARE(program.process.exitCode(), 4);
+        const QByteArray said = program.process.readAllStandardError();
+        QVERIFY2(said.contains("la carte charge peut-être encore"), said.constData());
+        QVERIFY(WithoutAssurance(board.Sent()).contains(stopWrites));
     }
 
     void AKilledProgramKeepsEveryFinishedRecord()
@@ -324,7 +243,7 @@ private Q_SLOTS:
         QVERIFY(program.WaitForProgress(20));
         program.Signal(SIGKILL);
         QVERIFY(program.WaitForEnd());
-        const QByteArrayList records = RecordsOf(OnlyLog(folder));
+        const QByteArrayList records = RecordsOf(OnlyLog(folder.path()));
         QVERIFY(records.size() - 1 >= 20);
         for (qsizetype i = 0; i < records.size() - 1; ++i) {
             QCOMPARE(records[i].count(':'), 15);
@@ -460,8 +379,16 @@ private Q_SLOTS:
         QCOMPARE(lossesSaid(), 1);
     }
 
+    void TheWindowsConnectWithoutARun_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("Ctrl-C") << SIGINT;
+        QTest::newRow("kill") << SIGTERM;
+        QTest::newRow("lost terminal") << SIGHUP;
+    }
     void TheWindowsConnectWithoutARun()
     {
+        QFETCH(int, signal);
         QTemporaryDir folder;
         Board board;
         QVERIFY(board.Start());
@@ -469,8 +396,11 @@ private Q_SLOTS:
         program.Start({QStringLiteral("--port"), board.Port()});
         QVERIFY(program.process.waitForStarted());
         QTRY_VERIFY_WITH_TIMEOUT(board.SentSoFar().endsWith("\x1b\x26\x0f"), 30000);
-        program.process.terminate();
+        program.Signal(signal);
         QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.process.exitCode(), 128 + signal);
+        QVERIFY(WaitForPort(board.Port()));
         QByteArray expected("\x55\xaa\x1b\x01", 4);
         for (const char command : {char(37), char(38)})
             for (char address = 0; address < 16; ++address)

@@ -346,6 +346,12 @@ void Main::StopRuns(const QString &cause)
     capacity_.StopFor(cause);
 }
 
+void Main::StopAll(const QString &cause)
+{
+    StopRuns(cause);
+    calibration_.StopCurrents();
+}
+
 /// The monitor keeps the line, and a run that is not watched does not end.
 void Main::CbMoni_Click()
 {

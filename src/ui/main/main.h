@@ -54,6 +54,9 @@ public:
     /// Ends whatever run is on, as its "Arret" does, for this cause.
     void StopRuns(const QString &cause);
 
+    /// The same for all that the program has switched on, a calibration's current too.
+    void StopAll(const QString &cause);
+
     /// Switches the doubler cut on (51, 1) or off (51, 0) and takes the board's answer.
     Task<void> Send51On();
     Task<void> Send51Off();

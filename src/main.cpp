@@ -212,11 +212,11 @@ void TellOfFormerRuns(Main &window)
         if (found.note.isEmpty())
             continue; // its user has left it on
         const QString last = runnote::LastLine(found.note);
-        messages::Show(&window, QMessageBox::Warning, QApplication::applicationName(),
-                       QStringLiteral("La dernière fois, le programme s'est terminé sans arrêter ce qu'il avait mis en "
-                                      "marche sur %1.\n%2")
-                           .arg(found.port, last.isEmpty() ? QStringLiteral("La surveillance de secours n'en dit rien.")
-                                                           : last));
+        messages::Show(
+            &window, QMessageBox::Warning, QApplication::applicationName(),
+            QStringLiteral("La dernière fois, le programme s'est terminé sans arrêter ce qu'il avait mis en "
+                           "marche sur %1.\n%2")
+                .arg(found.port, last.isEmpty() ? QStringLiteral("La surveillance de secours n'en dit rien.") : last));
     }
 }
 

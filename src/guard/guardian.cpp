@@ -34,10 +34,8 @@ Guardian::Guardian(Codebas &link, std::function<int()> descriptor)
 Guardian::~Guardian()
 {
     outputs_.BeforeSwitchingOn({});
-    if (outputs_.WhatIsWatched().off.empty())
-        End();
-    else
-        close(socket_); // it does what it is there for
+    if (socket_ >= 0)
+        close(socket_); // it does what is left for it to do
 }
 
 void Guardian::SetProgram(const QString &path)
@@ -50,6 +48,8 @@ void Guardian::Follow()
 {
     again_.Stop();
     if (outputs_.WhatIsWatched().off.empty()) {
+        if (socket_ >= 0)
+            GiveOrders(); // none: it ends with its socket
         End();
         SetMissing(false);
         return;
@@ -96,7 +96,6 @@ bool Guardian::StartProcess()
     return true;
 }
 
-/// Nothing is left to be done for it.
 void Guardian::End()
 {
     beat_.Stop();
@@ -105,8 +104,14 @@ void Guardian::End()
     notifier_->setEnabled(false);
     notifier_.release()->deleteLater(); // this may be its doing
     close(std::exchange(socket_, -1));
-    kill(process_, SIGKILL); // it may be stopped, and is waited for
-    waitpid(std::exchange(process_, 0), nullptr, 0);
+    ended_.push_back(std::exchange(process_, 0));
+    Reap();
+}
+
+/// Those that have ended leave nothing behind once they are looked after.
+void Guardian::Reap()
+{
+    std::erase_if(ended_, [](pid_t process) { return waitpid(process, nullptr, WNOHANG) != 0; });
 }
 
 void Guardian::GiveOrders()
@@ -129,6 +134,7 @@ void Guardian::GivePort()
 void Guardian::Beat()
 {
     beat_.Start(beat);
+    Reap();
     if (!Send(QByteArray(1, guard::Beat)))
         StartAgain();
 }

@@ -38,6 +38,7 @@ private:
     void Follow();
     bool StartProcess();
     void End();
+    void Reap();
     void GiveOrders();
     void GivePort();
     void Beat();
@@ -51,6 +52,7 @@ private:
     QByteArray program_;
     int socket_ = -1;
     pid_t process_ = 0;
+    std::vector<pid_t> ended_; ///< guards whose end is still to be looked after
     bool missing_ = false;
     Stopwatch started_;
     std::unique_ptr<QSocketNotifier> notifier_;

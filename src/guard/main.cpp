@@ -65,10 +65,10 @@ int Guard::Run()
 {
     for (;;) {
         if (!Ready(guard::socket, POLLIN, writes_.empty() ? -1 : guard::patienceMs)) {
+            const char fired = guard::Fired; // first: it may wake up at any moment
+            send(guard::socket, &fired, 1, MSG_NOSIGNAL | MSG_DONTWAIT);
             SwitchOff(stoodStill);
             Drain(); // what the board answered is no answer to anything that the program has asked
-            const char fired = guard::Fired;
-            send(guard::socket, &fired, 1, MSG_NOSIGNAL | MSG_DONTWAIT);
             return 0;
         }
         if (!Receive()) {

@@ -8,7 +8,7 @@ enum Message : char
     Beat = 'b',  ///< the program is alive
     Port = 'p',  ///< the port's open descriptor comes with it, or none: the port is closed
     Watch = 'w', ///< a byte with the number of writes, then register and value of each, then the path of the note
-    Fired = 'f'  ///< from the guard: the program stood still, and what was on has been switched off
+    Fired = 'f'  ///< from the guard: the program stood still, and what was on is switched off
 };
 
 constexpr int socket = 0;         ///< the guard's end, as a descriptor

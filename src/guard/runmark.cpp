@@ -29,8 +29,8 @@ void RunMark::Follow()
     const Outputs &outputs = link_.outputs;
     const Outputs::Watched &watched = outputs.WhatIsWatched();
     const bool isWatched = !watched.off.empty();
-    const bool flows = outputs.IsOn(command::CutDischarge) ||
-                       (outputs.IsOn(command::CutCharge) && outputs.IsOn(command::CutPower));
+    const bool flows =
+        outputs.IsOn(command::CutDischarge) || (outputs.IsOn(command::CutCharge) && outputs.IsOn(command::CutPower));
     if (!isWatched && !flows) {
         file_.remove();
         written_.clear();

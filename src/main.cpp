@@ -271,6 +271,7 @@ int main(int argc, char *argv[])
                      [&window] { window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes")); });
     WayOut wayOut(window);
     QObject::connect(&wayOut, &WayOut::Left, &app, &QCoreApplication::exit);
+    QObject::connect(&guardian, &Guardian::MissingChanged, &window, &Main::SetGuardMissing);
     window.SerialPort().SetPortName(options.port);
     UnattendedWork work;
     if (!options.run.isEmpty()) {

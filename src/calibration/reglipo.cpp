@@ -104,8 +104,9 @@ void RegLIPO::Load()
         if (open() && holds_ == 0)
             timer_.SetEnabled(true);
     };
+    lines_ = link_.outputs.Begin({{command::CutPower, 0}, {command::CutDischarge, 0}, {command::CutCharge, 0}});
     link_.outputs.Queue(
-        nullptr,
+        lines_,
         {{command::CutPower, 0}, {command::CutDischarge, 1}, {command::CutCharge, 0}, {command::GroundBattery, 1}},
         measure);
 }
@@ -116,8 +117,9 @@ void RegLIPO::closeEvent(QCloseEvent *event)
     link_.line.Reconsider(); // nobody waits for what a silent board owes it
     EndWork();
     link_.outputs.Queue(
-        nullptr,
+        lines_,
         {{command::CutPower, 0}, {command::CutDischarge, 1}, {command::CutCharge, 1}, {command::GroundBattery, 0}});
+    link_.outputs.Leave(lines_);
 }
 
 void RegLIPO::ShowStored()

@@ -47,6 +47,7 @@ private:
     void EndWork();
 
     Ui::RegLIPO ui_;
+    Outputs::RunPtr lines_; ///< that the window lets through, and leaves so
     std::array<Row, lipo::pointCount> rows_;
     std::array<QCheckBox *, 7> checks_;
     lipo::Table Points;

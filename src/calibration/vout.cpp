@@ -29,8 +29,9 @@ void Vout::Load()
 {
     ReadingWindow::Load();
     MeasVout = 0;
+    lines_ = link_.outputs.Begin({{command::CutPower, 0}, {command::CutDischarge, 0}, {command::CutCharge, 0}});
     link_.outputs.Queue(
-        nullptr,
+        lines_,
         {{command::CutPower, 1}, {command::CutDischarge, 1}, {command::CutCharge, 0}, {command::GroundBattery, 1}});
 }
 
@@ -38,9 +39,15 @@ void Vout::Load()
 void Vout::CBQvout_Click()
 {
     link_.outputs.Queue(
-        nullptr,
+        lines_,
         {{command::CutPower, 1}, {command::CutDischarge, 1}, {command::CutCharge, 1}, {command::GroundBattery, 0}});
     close();
+}
+
+void Vout::closeEvent(QCloseEvent *event)
+{
+    ReadingWindow::closeEvent(event);
+    link_.outputs.Leave(lines_);
 }
 
 void Vout::ShowStored()

@@ -13,6 +13,7 @@ public:
 
 protected:
     void Load() override;
+    void closeEvent(QCloseEvent *event) override;
     void ShowStored() override;
     Task<void> Read() override;
 
@@ -22,5 +23,6 @@ private:
     void CBQvout_Click();
 
     Ui::Vout ui_;
-    int MeasVout = 0; ///< the last mean count; 0 until the first reading
+    Outputs::RunPtr lines_; ///< that the window lets through, and leaves so
+    int MeasVout = 0;       ///< the last mean count; 0 until the first reading
 };

@@ -159,6 +159,7 @@ void Outputs::Over(const RunPtr &run, const Writes &writes)
 
 void Outputs::Told(quint8 reg, quint8 value)
 {
+    NoteLine(reg, value != 0);
     const Write write{reg, value};
     for (const std::weak_ptr<Run> &each : runs_)
         if (const RunPtr run = each.lock(); run && run->over && Contradicts(write, run->wanted))
@@ -182,6 +183,26 @@ Task<void> Outputs::Send(RunPtr run, quint8 reg, quint8 value, std::function<boo
     };
     Exchanges::Answer answer = line_.Ask(std::move(conversation));
     co_await answer;
+}
+
+// ---- what is on
+
+bool Outputs::IsOn(quint8 reg) const
+{
+    const auto line = lines_.find(reg);
+    return line != lines_.end() && line->second;
+}
+
+void Outputs::NoteLine(quint8 reg, bool on)
+{
+    if (CutBit(reg) != 0 && std::exchange(lines_[reg], on) != on)
+        Q_EMIT LinesChanged();
+}
+
+void Outputs::WereRead(quint8 lines)
+{
+    for (const quint8 reg : {command::CutCharge, command::CutDischarge, command::CutPower})
+        NoteLine(reg, (lines & CutBit(reg)) == 0);
 }
 
 // ---- who has to see it off
@@ -219,7 +240,8 @@ void Outputs::LookAtWatched()
 
 void Outputs::Leave(const RunPtr &run)
 {
-    run->left = true;
+    if (run)
+        run->left = true;
     LookAtWatched();
 }
 
@@ -229,6 +251,13 @@ void Outputs::LeaveAll()
         if (const RunPtr run = each.lock(); run && !run->over)
             run->left = true;
     LookAtWatched();
+}
+
+void Outputs::EndLeft()
+{
+    for (const std::weak_ptr<Run> &each : runs_)
+        if (const RunPtr run = each.lock(); run && run->left)
+            Over(run, run->off);
 }
 
 void Outputs::SwitchedOffByOthers()
@@ -542,6 +571,7 @@ Task<void> Outputs::Confirm()
             const quint8 asBefore = co_await ReadLines();
             if (lines != asBefore)
                 continue;
+            WereRead(lines);
             std::erase_if(wanted_, [lines](const RunPtr &run) {
                 const bool off = std::ranges::all_of(
                     run->wanted, [lines](const Write &write) { return CutBit(write.reg) == 0 || IsSo(write, lines); });

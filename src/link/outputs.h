@@ -80,10 +80,14 @@ public:
     /// Ends a run with writes that go out in that order.
     void QueueEnd(const RunPtr &run, const Writes &writes);
 
-    /// The user leaves a run as it is: what is on stays on, and nobody has to see its end.
+    /// The user leaves a run (or none) as it is: what is on stays on, and nobody has to see its end.
     void Leave(const RunPtr &run);
     /// The same for all that was not ended.
     void LeaveAll();
+
+    /// What was left on is somebody else's from now on: no write of a run that was left goes out any more that would
+    /// switch it on.
+    void EndLeft();
 
     /// What is on and has to be seen off by this program.
     struct Watched
@@ -102,6 +106,11 @@ public:
     /// To be called before anything is switched on, in case that has happened.
     void BeforeSwitchingOn(std::function<void()> look) { look_ = std::move(look); }
 
+    /// Whether a switch line was let through when it was last switched or read; false before that.
+    bool IsOn(quint8 reg) const;
+    /// The switch port (command 31) was read.
+    void WereRead(quint8 lines);
+
     /// A line was switched by hand: what was wanted of it is void.
     void Told(quint8 reg, quint8 value);
 
@@ -119,6 +128,7 @@ public:
 Q_SIGNALS:
     void UnconfirmedChanged(bool unconfirmed);
     void WatchedChanged();
+    void LinesChanged();
     /// A write of the queue could not be sent, and why.
     void QueueFailed(const QString &text);
 
@@ -144,6 +154,7 @@ private:
     static bool IsWatched(const Run &run);
     std::vector<RunPtr> WatchedRuns() const;
     void LookAtWatched();
+    void NoteLine(quint8 reg, bool on);
     void Note(const RunPtr &run, const Write &write);
 
     Task<void> SendEnd(EndingPtr ending);
@@ -170,6 +181,7 @@ private:
     Exchanges &line_;
     const Session &session_;
     std::vector<std::weak_ptr<Run>> runs_; ///< those that somebody still has, the oldest first
+    std::map<quint8, bool> lines_;         ///< as they were switched or read last
     Watched watched_;
     std::function<void()> look_;
     std::vector<RunPtr> wanted_;     ///< ended, and not known to be off

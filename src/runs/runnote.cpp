@@ -14,6 +14,14 @@ QString PathOf(const QString &log)
     return file.absolutePath() + u'/' + file.completeBaseName() + QStringLiteral(".note");
 }
 
+QString LastLine(const QString &note)
+{
+    QFile file(note);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return QString::fromUtf8(file.readAll().trimmed().split('\n').constLast());
+}
+
 void Add(const QString &log, const QString &text)
 {
     QFile file(PathOf(log));

@@ -44,8 +44,8 @@ struct Way
 constexpr Way ways[] = {{"Chargeur", "Main", "cb_chargeur"},  {"Dechargeur", "Main", "CbDechargeur"},
                         {"MesCapa", "Main", "CbCapa"},        {"Moni", "Main", "CbMoni"},
                         {"Reglage", "Main", "Cb_Reglage"},    {"Micro", "Main", "Cb_Debug"},
-                        {"Temper", "Reglage", "SelRegl", 0},  {"Vfiltrage", "Reglage", "SelRegl", 1},
-                        {"Vout", "Reglage", "SelRegl", 2},    {"Rcourant", "Reglage", "SelRegl", 3},
+                        {"Temper", "Reglage", "SelRegl", 0},  {"Vfiltrage", "Reglage", "SelRegl", 2},
+                        {"Vout", "Reglage", "SelRegl", 1},    {"Rcourant", "Reglage", "SelRegl", 3},
                         {"RglDech", "Reglage", "SelRegl", 4}, {"RegLIPO", "Reglage", "SelRegl", 5},
                         {"FEtat", "Micro", "CBEtat"},         {"EEprom", "Micro", "CBepr"},
                         {"Exteepr", "Micro", "CbextEEPROM"}};
@@ -201,7 +201,7 @@ void Hands::Do(const Act &act) const
     }
     if (act.verb == QLatin1String("file")) {
         if (QFileDialog *dialog = FileDialog()) {
-            dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(act.value);
+            dialog->findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(folder_.filePath(act.value));
             if (act.value.isEmpty())
                 dialog->reject();
             else

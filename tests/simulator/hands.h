@@ -3,6 +3,7 @@
 #include "act.h"
 #include "dice.h"
 
+#include <QDir>
 #include <QStringList>
 
 class QWidget;
@@ -12,8 +13,8 @@ class QWidget;
 class Hands
 {
 public:
-    /// `files`: what file dialogs are answered with.
-    explicit Hands(QStringList files) : files_(std::move(files)) {}
+    /// `files`: what file dialogs are answered with, in `folder`.
+    Hands(const QString &folder, QStringList files) : folder_(folder), files_(std::move(files)) {}
 
     /// Something that can be done now, anywhere or, if a window is given, on the way to it and in it.
     Act Choose(Dice &dice, const QString &window) const;
@@ -29,5 +30,6 @@ public:
     static QList<QWidget *> Windows();
 
 private:
+    QDir folder_;
     QStringList files_;
 };

@@ -32,7 +32,7 @@ void LimitFiles(rlim_t bytes)
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-/// What a user may hand to a file dialog: some good, some not.
+/// What a user may hand to a file dialog: some good, some not; their names in the folder.
 QStringList MakeFiles(const QString &folder)
 {
     const QDir data(QStringLiteral(TEST_DATA));
@@ -40,16 +40,16 @@ QStringList MakeFiles(const QString &folder)
     for (const char *name :
          {"hex/slave-protected.HEX", "hex/master-whole.HEX", "hex/no-end.HEX", "hex/wrong-checksums.HEX",
           "profiles/types.ESV", "profiles/types_short.ESV", "profiles/image.ESV", "profiles/empty.ESV"}) {
-        const QString copy = folder + u'/' + QString::fromLatin1(name).section(u'/', 1);
-        if (!QFile::copy(data.filePath(QLatin1String(name)), copy))
+        const QString copy = QString::fromLatin1(name).section(u'/', 1);
+        if (!QFile::copy(data.filePath(QLatin1String(name)), folder + u'/' + copy))
             qFatal("%s is missing", name);
         files.append(copy);
     }
     QFile huge(folder + QStringLiteral("/huge.HEX"));
     if (!huge.open(QIODevice::WriteOnly) || !huge.resize(hugeFile)) // of nothing: takes no room on the disk
         qFatal("no room for %s", qPrintable(huge.fileName()));
-    files << huge.fileName() << folder + QStringLiteral("/missing.HEX") << folder + QStringLiteral("/new.ESV")
-          << folder + QStringLiteral("/no/such/folder.ESV") << folder;
+    files << QStringLiteral("huge.HEX") << QStringLiteral("missing.HEX") << QStringLiteral("new.ESV")
+          << QStringLiteral("no/such/folder.ESV") << QStringLiteral(".");
     return files;
 }
 
@@ -83,7 +83,8 @@ const QStringList &World::FaultKinds()
     return kinds;
 }
 
-World::World(const Order &order) : order_(order), dice_(order.seed * 2 + 1), hands_(MakeFiles(folder_.path()))
+World::World(const Order &order)
+    : order_(order), dice_(order.seed * 2 + 1), hands_(folder_.path(), MakeFiles(folder_.path()))
 {
     std::signal(SIGXFSZ, SIG_IGN); // a full disk is an error of the write
     QDir().mkpath(folder_.filePath(QStringLiteral("work")));

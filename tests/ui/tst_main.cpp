@@ -20,7 +20,6 @@
 
 namespace {
 const QString connectedText = QStringLiteral("Srl Connecté\nSlave Connecté.");
-const QString warning = QStringLiteral("Attention : la carte charge sans surveillance");
 
 /// The bytes of one handshake whose first attempt is answered.
 QByteArray HandshakeBytes()
@@ -823,59 +822,6 @@ private Q_SLOTS:
 
     // ---- the warning
 
-    void AChargeThatNobodyWatchesIsWarnedOf_data()
-    {
-        QTest::addColumn<QByteArray>("until");
-        for (const char *until : {"start", "stop", "discharge started", "discharge stopped", "connection"})
-            QTest::newRow(until) << QByteArray(until);
-    }
-    void AChargeThatNobodyWatchesIsWarnedOf()
-    {
-        QFETCH(QByteArray, until);
-        LoadAndConnect();
-        QVERIFY(!Warned());
-        Q_EMIT window_->ChargeWindow().LeftCharging();
-        QVERIFY(Warned());
-        // A menu that the mouse passes over speaks in the status bar too, be it only to say nothing.
-        QStatusTipEvent nothing{QString()};
-        QCoreApplication::sendEvent(&*window_, &nothing);
-        QVERIFY(Warned());
-        window_->Link().ReconnectOnActivate = 0;
-        TurnAwayAndBack();
-        Settle();
-        QVERIFY(Warned()); // reopening the port is no connection
-
-        if (until == "start")
-            Q_EMIT window_->ChargeWindow().Started();
-        else if (until == "stop")
-            Q_EMIT window_->ChargeWindow().Stopped();
-        else if (until == "discharge started")
-            Q_EMIT window_->DischargeWindow().Started();
-        else if (until == "discharge stopped")
-            Q_EMIT window_->DischargeWindow().Stopped();
-        else
-            Click("Cb_Reconnect");
-        SOON(!Warned());
-    }
-
-    void TheWarningOutlivesTheConnectionThatComesWithLeaving()
-    {
-        LoadAndConnect(); // and the next activation connects again
-        Click("cb_chargeur");
-        QWidget &charge = window_->ChargeWindow();
-        QSignalSpy started(&window_->ChargeWindow(), &RunWindow::Started);
-        charge.findChild<QPushButton *>(QStringLiteral("CBstart"))->click();
-        SOON_EQUAL(started.size(), 1);
-        board_->TakeReceived();
-        QSignalSpy connected(&window_->Link().handshake, &Handshake::Connected);
-        charge.close();
-        SOON_EQUAL(connected.size(), 1);
-        SOON(Warned());
-        Click("Cb_Reconnect");
-        SOON_EQUAL(connected.size(), 2);
-        SOON(!Warned());
-    }
-
     void AnUnconfirmedStopIsInTheStatusBar()
     {
         LoadAndConnect();
@@ -895,18 +841,6 @@ private Q_SLOTS:
         QVERIFY(!warning->isVisible());
     }
 
-private:
-    /// Whether the status bar shows the warning to a person who looks at it.
-    bool Warned()
-    {
-        const auto *bar = Control<QStatusBar>("statusbar");
-        if (bar->currentMessage() == warning)
-            return bar->isVisible();
-        return std::ranges::any_of(bar->findChildren<QLabel *>(),
-                                   [](const QLabel *label) { return label->isVisible() && label->text() == warning; });
-    }
-
-private Q_SLOTS:
     // ---- the end
 
     void WaysOut_data()

@@ -18,6 +18,7 @@ Main::Main(std::unique_ptr<Port> port)
     , moving_([this](std::exception_ptr thrown) { Failed(thrown); })
     , connecting_([this](std::exception_ptr thrown) { Failed(thrown); })
     , quitting_([this](std::exception_ptr thrown) { Failed(thrown); })
+    , cutting_([this](std::exception_ptr thrown) { Failed(thrown); })
     , chargeur_(link_)
     , dechargeur_(link_)
     , capacity_(link_)
@@ -29,8 +30,10 @@ Main::Main(std::unique_ptr<Port> port)
     ui_.setupUi(this);
     ui_.TXT_Display->setPlainText(QStringLiteral("Pas de connection\r\n ..Attente..\r\n"));
     timer2_.SetEnabled(true);
-    unwatched_->hide();
-    ui_.statusbar->addPermanentWidget(unwatched_, 1); // a passing word, as menus have them, does not hide it
+    streams_->setObjectName(QStringLiteral("streams"));
+    streams_->setStyleSheet(QStringLiteral("color: #c00000; font-weight: bold"));
+    ui_.statusbar->addPermanentWidget(streams_); // a passing word, as menus have them, does not hide it
+    AddStrip(*this, QStringLiteral("Couper maintenant"));
     ui_.statusbar->addPermanentWidget(UnconfirmedWarning(link_.outputs, this));
 
     connect(&link_.handshake, &Handshake::Display, ui_.TXT_Display, &QPlainTextEdit::setPlainText);
@@ -48,9 +51,10 @@ Main::Main(std::unique_ptr<Port> port)
     connect(&link_.handshake, &Handshake::Connected, this, [this] {
         if (Window *const window = std::exchange(opensLater_, nullptr))
             window->Open();
-        if (!std::exchange(connectsAfterLeaving_, false))
-            unwatched_->hide();
+        connecting_.Start(unwatched_.FindOut());
     });
+    connect(&link_, &Codebas::BoardStreamsChanged, this, &Main::ShowStreaming);
+    connect(&unwatched_, &Unwatched::Changed, this, &Main::ShowWarnings);
     connect(&com_, &Com::PortLost, this, [this](const QString &reason) {
         messages::Show(this, QMessageBox::Warning, windowTitle(),
                        QStringLiteral("La liaison avec %1 est coupée : %2\n"
@@ -75,6 +79,7 @@ Main::Main(std::unique_ptr<Port> port)
     for (const Window *window :
          std::initializer_list<const Window *>{&chargeur_, &dechargeur_, &capacity_, &monitor_, &calibration_, &tools_})
         connect(window, &Window::Returning, this, &Main::ShowAgain);
+    connect(&monitor_, &Window::Returning, this, &Main::ShowStreaming, Qt::QueuedConnection); // when it is closed
     connect(&capacity_, &MesCapa::Opened, this, [this] {
         EndGreeting();
         timer1_.SetEnabled(false);
@@ -88,16 +93,9 @@ Main::Main(std::unique_ptr<Port> port)
     connect(&tools_, &Micro::Opened, this, &QWidget::hide);
     connect(&tools_, &Micro::DashboardWanted, &dashboard_, &Window::Open);
     for (const RunWindow *window : std::initializer_list<const RunWindow *>{&chargeur_, &dechargeur_}) {
-        connect(window, &RunWindow::Started, this, [this] { unwatched_->hide(); });
-        connect(window, &RunWindow::Stopped, this, [this] { unwatched_->hide(); });
-        connect(window, &RunWindow::Ended, this, [this] { unwatched_->hide(); });
         connect(window, &RunWindow::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
     }
     connect(&capacity_, &MesCapa::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
-    connect(&chargeur_, &Chargeur::LeftCharging, this, [this] {
-        unwatched_->show();
-        connectsAfterLeaving_ = link_.ReconnectOnActivate == 1; // coming back here does that, and says nothing new
-    });
     connect(&link_.line, &Exchanges::SessionWanted, this, &Main::GreetStreamingBoard);
     Window::mayOpen = [this](Window &window) { return MayOpen(window); };
     monitor_.AskBefore([this] { return !RunIsOn(); });
@@ -113,6 +111,7 @@ Main::~Main()
 {
     Window::mayOpen = {};
     quitting_.Drop();
+    cutting_.Drop();
     moving_.Drop();
     connecting_.Drop(); // what it tells while it ends is still understood here
 }
@@ -148,7 +147,6 @@ Task<void> Main::Activate()
         Connect();
         co_return;
     }
-    connectsAfterLeaving_ = false;
     link_.InitSerialPort();
     link_.LinkDropped = false;
     link_.OpenPort();
@@ -188,11 +186,56 @@ void Main::GreetStreamingBoard()
 /// A window that talks to the board opens when the board listens. The monitor wants it to stream.
 bool Main::MayOpen(Window &window)
 {
+    if (!window.findChild<WarningStrip *>())
+        AddStrip(window, QStringLiteral("Couper"));
     if (!link_.BoardStreams || !com_.PortOpen() || &window == &monitor_ || monitor_.isVisible())
         return true;
     opensLater_ = &window;
     GreetStreamingBoard();
     return false;
+}
+
+// ---- warnings
+
+void Main::AddStrip(QMainWindow &window, const QString &cutText)
+{
+    auto *strip = new WarningStrip(cutText, &window);
+    window.statusBar()->addPermanentWidget(strip, 1);
+    window.statusBar()->setSizeGripEnabled(false);
+    connect(strip, &WarningStrip::Cut, this, [this] { cutting_.Start(Cut()); });
+    strips_.push_back(strip);
+    ShowWarnings();
+}
+
+void Main::ShowWarnings()
+{
+    const QString text = unwatched_.Text();
+    for (WarningStrip *strip : strips_) {
+        strip->Show(text, guardMissing_);
+        auto *window = static_cast<QMainWindow *>(strip->window());
+        if (window != this) // whose bar has more to say
+            window->statusBar()->setVisible(guardMissing_ || !text.isEmpty());
+    }
+}
+
+void Main::SetGuardMissing(bool missing)
+{
+    guardMissing_ = missing;
+    ShowWarnings();
+}
+
+void Main::ShowStreaming()
+{
+    streams_->setVisible(link_.BoardStreams && !monitor_.isVisible() && !link_.LinkDropped);
+}
+
+/// The user wants it now, whoever has disconnected the board.
+Task<void> Main::Cut()
+{
+    if (!com_.PortOpen())
+        Cb_Reconnect_Click();
+    Task<void> cutting = unwatched_.Cut();
+    co_await cutting;
 }
 
 /// A greeting whose timers are stopped or whose port is taken would hold the line for ever.
@@ -204,7 +247,6 @@ void Main::EndGreeting()
 
 void Main::Cb_Reconnect_Click()
 {
-    connectsAfterLeaving_ = false;
     moving_.Drop();
     connecting_.Drop();
     connecting_.Start(Reconnect());

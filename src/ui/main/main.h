@@ -7,11 +7,13 @@
 #include "capacity/mescapa.h"
 #include "dashboard/fetat.h"
 #include "link/codebas.h"
+#include "link/unwatched.h"
 #include "memory/micro.h"
 #include "monitor/moni.h"
 #include "runs/chargeur.h"
 #include "runs/dechargeur.h"
 #include "ui_main.h"
+#include "warningstrip.h"
 
 #include <QLabel>
 #include <QMainWindow>
@@ -43,6 +45,12 @@ public:
     /// Stores where this window is and opens a mode window there.
     void OpenMode(Window &window);
 
+    /// Something may be on that a program of before has not ended.
+    void SuspectUnwatched() { unwatched_.Suspect(); }
+
+    /// What is on is without a guard.
+    void SetGuardMissing(bool missing);
+
     /// Ends whatever run is on, as its "Arret" does, for this cause.
     void StopRuns(const QString &cause);
 
@@ -69,6 +77,10 @@ private:
     void EndGreeting();
     void GreetStreamingBoard();
     bool MayOpen(Window &window);
+    void AddStrip(QMainWindow &window, const QString &cutText);
+    void ShowWarnings();
+    void ShowStreaming();
+    Task<void> Cut();
     Task<void> Reconnect();
     Task<void> ConnectAgain();
     Task<void> Disconnect();
@@ -88,8 +100,11 @@ private:
     Handlers moving_;     ///< opens and closes the port
     Handlers connecting_; ///< greets
     Handlers quitting_;
-    QLabel *unwatched_ = new QLabel(QStringLiteral("Attention : la carte charge sans surveillance"), this);
-    bool connectsAfterLeaving_ = false;
+    Handlers cutting_;
+    Unwatched unwatched_{link_};
+    bool guardMissing_ = false;
+    std::vector<WarningStrip *> strips_; ///< of all windows that were ever opened
+    QLabel *streams_ = new QLabel(QStringLiteral("La carte émet : session à rouvrir"), this);
     Window *opensLater_ = nullptr; ///< once the session is there
     Activation activation_{this};
     Kept<Chargeur> chargeur_;

@@ -1,0 +1,34 @@
+#include "warningstrip.h"
+
+#include <QHBoxLayout>
+
+WarningStrip::WarningStrip(const QString &cutText, QWidget *parent)
+    : QWidget(parent)
+    , text_(new QLabel(this))
+    , cut_(new QToolButton(this))
+    , guard_(new QLabel(QStringLiteral("sans surveillance de secours"), this))
+{
+    setObjectName(QStringLiteral("warnings"));
+    text_->setObjectName(QStringLiteral("unwatched"));
+    cut_->setText(cutText);
+    cut_->setObjectName(QStringLiteral("cut"));
+    guard_->setObjectName(QStringLiteral("guardMissing"));
+    for (QLabel *label : {text_, guard_})
+        label->setStyleSheet(QStringLiteral("background: #c00000; color: white; font-weight: bold; padding: 3px 8px"));
+    auto *row = new QHBoxLayout(this);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(guard_);
+    row->addWidget(text_, 1);
+    row->addWidget(cut_);
+    connect(cut_, &QToolButton::clicked, this, &WarningStrip::Cut);
+    Show({}, false);
+}
+
+void WarningStrip::Show(const QString &unwatched, bool guardMissing)
+{
+    text_->setText(unwatched);
+    text_->setVisible(!unwatched.isEmpty());
+    cut_->setVisible(!unwatched.isEmpty());
+    guard_->setVisible(guardMissing);
+    setVisible(guardMissing || !unwatched.isEmpty());
+}

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QLabel>
+#include <QToolButton>
+#include <QWidget>
+
+/// The red strip at the foot of a window: what flows with nobody there to end it, with a button that cuts it, and that
+/// no guard stands behind what is on. Out of sight while there is nothing to say.
+class WarningStrip : public QWidget
+{
+    Q_OBJECT
+
+public:
+    WarningStrip(const QString &cutText, QWidget *parent);
+
+    void Show(const QString &unwatched, bool guardMissing);
+
+Q_SIGNALS:
+    /// The button was pressed.
+    void Cut();
+
+private:
+    QLabel *text_;
+    QToolButton *cut_;
+    QLabel *guard_;
+};

@@ -303,7 +303,10 @@ int main(int argc, char *argv[])
                 work.driver->SetControls();
             },
             Qt::SingleShotConnection);
-        QObject::connect(&window, &Main::ConnectionFailed, &wayOut, [&wayOut] { wayOut.Take(WayOut::failed); });
+        QObject::connect(&window, &Main::ConnectionFailed, &wayOut, [&] {
+            window.StopAll(QStringLiteral("le port ne s'ouvre pas"));
+            wayOut.Take(WayOut::failed);
+        });
         QObject::connect(work.driver.get(), &Unattended::Over, &wayOut, &WayOut::Take);
         QObject::connect(work.driver.get(), &Unattended::Alarmed, &wayOut, &WayOut::TakeAfterAlarm);
     }

@@ -33,9 +33,6 @@ public:
     /// result file.
     void StopFor(const QString &cause);
 
-    /// Sends OutputsIdle without waiting for the board's answers.
-    void SwitchOffUnanswered();
-
 Q_SIGNALS:
     /// The window opens: the main window's timers stop and it goes out of sight until Returning.
     void Opened();
@@ -103,6 +100,8 @@ private:
     void Timerchargeur_Timer();
 
     RunPtr EndRun();
+    /// Sends OutputsIdle without waiting for the board's answers.
+    void SwitchOffUnanswered();
     Task<void> SwitchOff(Writes writes);
     const Outputs::RunPtr &Switched();
     void Overdue();

@@ -13,7 +13,7 @@ UnattendedCapacity::UnattendedCapacity(const Codebas &link, MesCapa &window, Cap
     connect(&window_, &MesCapa::Measured, this, &UnattendedCapacity::PrintTick);
     connect(&window_, &MesCapa::Stopping, this, &UnattendedCapacity::EndFor);
     connect(&window_, &MesCapa::ConnectionWanted, this, &UnattendedCapacity::Alarmed);
-    connect(&window_, &MesCapa::Aborted, this, [this] { Q_EMIT Over(1); });
+    connect(&window_, &MesCapa::Aborted, this, [this] { Q_EMIT Over(failed); });
     connect(&window_, &MesCapa::Ended, this, [this](const CapacityRecord &last) {
         End(QStringLiteral("Capacité déchargée : %1 mAh, résistance %2 mR, résultats %3")
                 .arg(capacity::MilliampereHours(last.TotalDischarge), 0, 'f', 0)

@@ -41,9 +41,6 @@ public:
     /// Ends a run that is on as "Arret" does, and says why in the state and in a note beside the log.
     void StopFor(const QString &cause);
 
-    /// Sends the stop's writes without waiting for the board's answers.
-    void SwitchOffUnanswered();
-
 Q_SIGNALS:
     /// The board was told to begin.
     void Started();
@@ -174,6 +171,8 @@ private:
     Task<bool> NextTick(RunPtr run);
     Task<void> EndByRule(RunPtr run);
     void EndRun(Phase phase);
+    /// Sends the stop's writes without waiting for the board's answers.
+    void SwitchOffUnanswered();
     void StopTimers();
     void Overdue();
 

@@ -13,7 +13,6 @@
 namespace {
 constexpr int highestSetting = 255;
 constexpr auto beginning = 1min; // how long the connection and the settings may take
-constexpr int failed = 1;
 } // namespace
 
 Unattended::Unattended(Window &window)

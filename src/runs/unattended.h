@@ -20,6 +20,8 @@ Q_SIGNALS:
     void Alarmed();
 
 protected:
+    static constexpr int failed = 1;
+
     explicit Unattended(Window &window);
 
     void SetText(const QString &box, const QString &text);

@@ -27,6 +27,8 @@ Window::Window(const QString &name)
 void Window::Open()
 {
     if (!isVisible()) {
+        if (!MayOpen())
+            return;
         for (const auto &restore : design_)
             restore();
         Load();

@@ -100,7 +100,7 @@ Task<void> MesCapa::CBstart_Click()
 {
     if (run_ || leaving_)
         co_return;
-    if (MonitorKeepsLine(this, link_))
+    if (MonitorKeepsLine(this, link_) || activity_.IsBarred(this, windowTitle()))
         co_return;
     run_ = std::make_shared<Run>();
     const RunPtr run = run_;

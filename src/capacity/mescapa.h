@@ -159,6 +159,8 @@ private:
     std::optional<Stopwatch> phaseClock_; ///< since the phase began
     QString resultPath_;
     Awake awake_;
+    const Activity activity_{link_.activities, Activity::Kind::Run, QStringLiteral("Une mesure de capacité"),
+                             [this] { return Running(); }};
     Outputs::RunPtr switched_; ///< what may be on still, whatever has become of the measurement
     Watch watch_{link_, [this] { Overdue(); }};
 };

@@ -13,7 +13,8 @@ constexpr quint8 startDischargeSetting = 35;
 Chargeur::Chargeur(Codebas &link)
     : RunWindow(
           QStringLiteral("Chargeur"), link,
-          {RunLog::chargePrefix,
+          {QStringLiteral("Une charge"),
+           RunLog::chargePrefix,
            RunLog::chargeHeader,
            QStringLiteral("CHARGE"),
            {{command::GroundBattery, 0},
@@ -59,7 +60,7 @@ void Chargeur::Leave(bool running)
         Q_EMIT LeftCharging();
 }
 
-Task<void> Chargeur::CBstart_Click()
+Chargeur::RunPtr Chargeur::NewRun()
 {
     const auto charge = std::make_shared<Charge>();
     charge->RestMode = number::ToByte(number::Val(ui_.Text1->text()), QStringLiteral("MODE"));
@@ -67,9 +68,8 @@ Task<void> Chargeur::CBstart_Click()
         charge->Rise = former->Rise;
     charge->Rise.Restart();
     ShowIndicator(charge->Rise.Indicator());
-    if (!link_.Streaming)
-        StopMode_ = false;
-    co_await StartRun(charge);
+    StopMode_ = false;
+    return charge;
 }
 
 Task<void> Chargeur::Stop(QString cause)

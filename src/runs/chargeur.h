@@ -20,6 +20,7 @@ Q_SIGNALS:
 
 protected:
     void Load() override;
+    RunPtr NewRun() override;
     Task<bool> Step(RunPtr run) override;
     void WriteRecord(Run &run) override;
     void EndPause() override { settleDone_.Set(); }
@@ -38,7 +39,6 @@ private:
     /// The charge that is on screen; null before the first one.
     Charge *Current() const { return dynamic_cast<Charge *>(run_.get()); }
 
-    Task<void> CBstart_Click();
     Task<void> Slider1_Change(int value);
     Task<void> Slider2_Change(int value);
     Task<void> Slider3_Change(int value);

@@ -12,7 +12,8 @@ constexpr int pauseMs = 10;
 Dechargeur::Dechargeur(Codebas &link)
     : RunWindow(
           QStringLiteral("Dechargeur"), link,
-          {RunLog::dischargePrefix,
+          {QStringLiteral("Une décharge"),
+           RunLog::dischargePrefix,
            RunLog::dischargeHeader,
            QStringLiteral("DECHARGE"),
            {{command::CutCharge, 0}, {command::CutPower, 0}, {command::CutDischarge, 1}, {command::GroundBattery, 1}},
@@ -44,11 +45,11 @@ bool Dechargeur::AtLimit(double voltsPerCell)
     return number::Int(10 * voltsPerCell) < 5;
 }
 
-Task<void> Dechargeur::CBstart_Click()
+Dechargeur::RunPtr Dechargeur::NewRun()
 {
     const auto discharge = std::make_shared<Discharge>();
     discharge->CellCount = number::Val(ui_.Text1->text());
-    co_await StartRun(discharge);
+    return discharge;
 }
 
 /// The acknowledgement is not waited for: the user is gone.

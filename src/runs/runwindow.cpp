@@ -22,6 +22,7 @@ RunWindow::RunWindow(const QString &name, Codebas &link, Kind kind, int pauseMs)
     , timerchargeur_(QStringLiteral("Timerchargeur"), stepMs, this)
     , timerch2_(QStringLiteral("Timerch2"), pauseMs, this)
     , kind_(std::move(kind))
+    , activity_(link.activities, Activity::Kind::Run, kind_.name, [this] { return Running(); })
     , watch_(link, [this] { Overdue(); })
 {
     connect(&timerchargeur_, &Timer::Tick, this, [this] {
@@ -121,10 +122,17 @@ void RunWindow::SwitchOffUnanswered()
 
 // ---- the run
 
+Task<void> RunWindow::CBstart_Click()
+{
+    if (MonitorKeepsLine(this, link_) || activity_.IsBarred(this, windowTitle()))
+        co_return;
+    const RunPtr fresh = NewRun();
+    co_await StartRun(fresh);
+}
+
+/// A new run, from its start to its end: `fresh` takes the place of the one before, whose elapsed time it goes on from.
 Task<void> RunWindow::StartRun(RunPtr fresh)
 {
-    if (MonitorKeepsLine(this, link_))
-        co_return;
     EndRun(Phase::Superseded);
     if (const RunPtr former = std::exchange(run_, fresh)) {
         former->phase = Phase::Superseded;

@@ -84,6 +84,7 @@ protected:
     /// What makes a window a charge or a discharge.
     struct Kind
     {
+        QString name; ///< in a sentence
         QString logPrefix;
         QString logHeader;
         QString runningText;
@@ -126,12 +127,12 @@ protected:
     void Failed(const Error &error) override;
     void closeEvent(QCloseEvent *event) override;
 
-    /// A new run, from its start to its end: `fresh` takes the place of the one before, whose elapsed time it goes on
-    /// from.
-    Task<void> StartRun(RunPtr fresh);
+    Task<void> CBstart_Click();
     Task<void> CBStop_Click();
     void CQuitter_Click();
 
+    /// A run as the controls have it, which begins now.
+    virtual RunPtr NewRun() = 0;
     /// Switches off by "Arret", for a cause that the state names or for none. It reaches the board at once, or after
     /// the line's patience when somebody keeps the line.
     virtual Task<void> Stop(QString cause);
@@ -168,6 +169,7 @@ protected:
     Readings read_;
 
 private:
+    Task<void> StartRun(RunPtr fresh);
     Task<bool> BeginRun(RunPtr run);
     Task<bool> NextTick(RunPtr run);
     Task<void> EndByRule(RunPtr run);
@@ -176,6 +178,7 @@ private:
     void Overdue();
 
     const Kind kind_;
+    const Activity activity_;
     QString logPath_;
     Outputs::RunPtr switched_;
     Flag tick_;

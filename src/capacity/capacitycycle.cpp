@@ -7,6 +7,7 @@
 #include "link/measurement.h"
 #include "link/quantity.h"
 #include "mescapa.h"
+#include "runs/chargerules.h"
 
 #include <algorithm>
 
@@ -118,6 +119,7 @@ Task<void> MesCapa::ChargePhase(RunPtr run)
     ShowState(QStringLiteral("Charge"));
     BeginPhase();
     capacity::DeltaFall delta;
+    DeltaSaturation saturation;
     timerchargeur_.SetInterval(phaseTickMs);
     tick_.Clear();
     bool done = false;
@@ -129,6 +131,7 @@ Task<void> MesCapa::ChargePhase(RunPtr run)
         now_.ElapsedS += tickSeconds;
         co_await SetOutputs(run, idle);
         co_await MeasureBattery(run);
+        ShowSaturation(saturation.Add(now_.VDeltaCount));
         co_await CheckTemperature(run);
         WriteRecord(*run);
         if (now_.VDeltaCount > capacity::highestDeltaCount) {

@@ -4,6 +4,7 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "link/measurement.h"
+#include "runs/chargerules.h"
 #include "runs/runnote.h"
 #include "runs/streaming.h"
 #include "runs/unconfirmed.h"
@@ -126,6 +127,7 @@ MesCapa::RunPtr MesCapa::EndRun()
     StopTimers();
     awake_.Release();
     const RunPtr ended = std::exchange(run_, nullptr);
+    ShowSaturation(false);
     if (ended) {
         ended->wanted = false;
         ended->log.reset();
@@ -318,6 +320,7 @@ void MesCapa::BeginPhase()
 {
     phaseClock_.emplace();
     ui_.LbNote->clear();
+    ShowSaturation(false);
     ShowDuration();
 }
 
@@ -330,6 +333,11 @@ void MesCapa::ShowDuration()
     ui_.LbDuree->setText(capacity::DurationText(seconds));
     if (seconds >= capacity::longPhaseSeconds)
         ui_.LbNote->setText(QStringLiteral("Cette phase dure depuis plus de 16 heures"));
+}
+
+void MesCapa::ShowSaturation(bool saturated)
+{
+    ui_.saturation->setText(saturated ? DeltaSaturation::warning : QString());
 }
 
 void MesCapa::ShowOutputs(const Writes &pattern)

@@ -112,6 +112,7 @@ private:
     void ShowState(const QString &text);
     void BeginPhase();
     void ShowDuration();
+    void ShowSaturation(bool saturated);
     void ShowOutputs(const Writes &pattern);
     void ShowTemperature(int count);
     Task<void> SendSetting(int slider, quint8 reg, int value);

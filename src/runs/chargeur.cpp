@@ -40,6 +40,8 @@ Chargeur::Chargeur(Codebas &link)
     connect(ui_.Slider2, &QSlider::valueChanged, this, [this](int value) { Start(Slider2_Change(value)); });
     connect(ui_.Slider3, &QSlider::valueChanged, this, [this](int value) { Start(Slider3_Change(value)); });
     connect(&timerch2_, &Timer::Tick, this, [this] { settleDone_.Set(); });
+    connect(this, &RunWindow::Ended, this, [this] { ShowSaturation(false); });
+    connect(this, &RunWindow::Stopped, this, [this] { ShowSaturation(false); });
 }
 
 void Chargeur::Load()
@@ -67,6 +69,7 @@ Chargeur::RunPtr Chargeur::NewRun()
     if (const Charge *former = Current())
         charge->Rise = former->Rise;
     charge->Rise.Restart();
+    ShowSaturation(false);
     ShowIndicator(charge->Rise.Indicator());
     StopMode_ = false;
     return charge;
@@ -152,6 +155,7 @@ Task<bool> Chargeur::Step(RunPtr run)
     ui_.Label21->setText(number::Str(charge.deltaCount));
     const bool full = charge.Peak.Add(charge.deltaCount);
     ui_.Label22->setText(number::Str(charge.Peak.Highest()));
+    ShowSaturation(charge.Saturation.Add(charge.deltaCount) && charge.phase == Phase::Running);
     if (full && charge.phase == Phase::Running)
         ui_.Label18->setText(QStringLiteral("Charge Terminée"));
 
@@ -191,6 +195,11 @@ void Chargeur::ShowRise(const RiseIndicator &rise)
     ui_.Label33->setText(number::Str(rise.BlockRise()));
     ui_.Label34->setText(QStringLiteral("Avrg") + number::Str(rise.RiseAverage()));
     ShowIndicator(rise.Indicator());
+}
+
+void Chargeur::ShowSaturation(bool saturated)
+{
+    ui_.saturation->setText(saturated ? DeltaSaturation::warning : QString());
 }
 
 void Chargeur::ShowIndicator(RiseIndicator::Shown indicator)

@@ -33,6 +33,7 @@ private:
         int RestMode = 0; ///< 0: the battery is measured with the charge interrupted
         DeltaPeak Peak;
         RiseIndicator Rise;
+        DeltaSaturation Saturation;
         int deltaCount = 0;
     };
 
@@ -47,6 +48,7 @@ private:
     Task<void> StopModeStep();
     void ResetPeak();
     void ShowRise(const RiseIndicator &rise);
+    void ShowSaturation(bool saturated);
     void ShowIndicator(RiseIndicator::Shown indicator);
 
     Ui::Chargeur ui_;

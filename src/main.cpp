@@ -29,6 +29,7 @@ struct Options
     DischargeOrder discharge;
     CapacityOrder capacity;
     int every = 1;
+    Limits limits;
 };
 
 [[noreturn]] void Refuse(const QString &why)
@@ -59,10 +60,16 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
   --drive-c DOSSIER  dossier qui tient lieu de « C:\ » (~/Voltaire)
   --run MODE         fait un travail sans intervention : une ligne par mesure
                      sur la sortie standard ; code de sortie 0 quand il s'est
-                     terminé de lui-même, 1 après une erreur, 128 et le numéro
+                     terminé de lui-même, 1 après une erreur, 3 quand une
+                     limite ou une autre cause l'a arrêté, 128 et le numéro
                      du signal (130 pour Ctrl-C) après un signal, qui presse
                      « Arret »
     --every N        une ligne toutes les N mesures seulement
+    --max-temperature N  arrêt à N °C (20 à 100, 60 sinon)
+    --max-minutes N      arrêt après N minutes (1 à 9999, sans limite sinon)
+    --max-mah N          arrêt à N mAh (1 à 99999, sans limite sinon)
+                     pour une mesure de capacité, durée et mAh valent pour
+                     chaque charge et chaque décharge
   --run charge       une charge rapide
     --current A      courant de charge en ampères ; sans cette option, celui
                      qui est déjà réglé sur la carte
@@ -83,7 +90,8 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
 /// Refuses the options of a run that this one does not have.
 void AllowOnly(const QCommandLineParser &parser, const QStringList &allowed, const QString &why)
 {
-    for (const char *name : {"current", "mode", "cells", "charge", "discharge", "cycles", "every"}) {
+    for (const char *name : {"current", "mode", "cells", "charge", "discharge", "cycles", "every", "max-temperature",
+                             "max-minutes", "max-mah"}) {
         const QString option = QString::fromLatin1(name);
         if (parser.isSet(option) && !allowed.contains(option))
             Refuse(QStringLiteral("--%1 %2").arg(option, why));
@@ -102,6 +110,21 @@ int WholeOf(const QCommandLineParser &parser, const QString &option)
     return static_cast<int>(std::min(1e6, NumberOf(parser, option, 1)));
 }
 
+/// What a run may reach at most, within the range that the window has for it.
+std::optional<int> LimitOf(const QCommandLineParser &parser, const QString &option, const Limits::Range &range)
+{
+    if (!parser.isSet(option))
+        return std::nullopt;
+    bool isWhole = false;
+    const int limit = parser.value(option).toInt(&isWhole);
+    if (!isWhole || limit < range.least || limit > range.most)
+        Refuse(QStringLiteral("valeur incorrecte pour --%1 : %2 (un nombre entier de %3 à %4)")
+                   .arg(option, parser.value(option))
+                   .arg(range.least)
+                   .arg(range.most));
+    return limit;
+}
+
 void ReadRun(const QCommandLineParser &parser, Options &options)
 {
     const QString current = QStringLiteral("current");
@@ -111,21 +134,27 @@ void ReadRun(const QCommandLineParser &parser, Options &options)
     const QString discharge = QStringLiteral("discharge");
     const QString cycles = QStringLiteral("cycles");
     const QString every = QStringLiteral("every");
+    const QString maxTemperature = QStringLiteral("max-temperature");
+    const QString maxMinutes = QStringLiteral("max-minutes");
+    const QString maxMah = QStringLiteral("max-mah");
+    const QStringList ofAll = {every, maxTemperature, maxMinutes, maxMah};
     const QString why = QStringLiteral("ne va pas avec --run %1").arg(options.run);
     if (parser.isSet(every))
         options.every = WholeOf(parser, every);
+    options.limits = {LimitOf(parser, maxTemperature, Limits::temperatures).value_or(Limits::temperatures.usual),
+                      LimitOf(parser, maxMinutes, Limits::durations), LimitOf(parser, maxMah, Limits::capacities)};
     if (options.run == charge) {
-        AllowOnly(parser, {current, mode, every}, why);
+        AllowOnly(parser, ofAll + QStringList{current, mode}, why);
         if (parser.isSet(current))
             options.charge.amperes = NumberOf(parser, current, 0);
         if (parser.isSet(mode))
             options.charge.mode = parser.value(mode);
     } else if (options.run == discharge) {
-        AllowOnly(parser, {cells, current, every}, why);
+        AllowOnly(parser, ofAll + QStringList{cells, current}, why);
         Needed(parser, cells, 1);
         options.discharge = {WholeOf(parser, cells), Needed(parser, current, 0)};
     } else if (options.run == QLatin1String("capacity")) {
-        AllowOnly(parser, {cells, charge, discharge, cycles, every}, why);
+        AllowOnly(parser, ofAll + QStringList{cells, charge, discharge, cycles}, why);
         Needed(parser, cells, 1);
         options.capacity = {WholeOf(parser, cells), parser.isSet(cycles) ? WholeOf(parser, cycles) : 1,
                             Needed(parser, charge, 0), Needed(parser, discharge, 0)};
@@ -159,8 +188,8 @@ Options Read(const QStringList &arguments)
     QCommandLineParser parser;
     for (const char *flag : {"demo", "help", "version"})
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
-    for (const char *valued :
-         {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge", "discharge", "cycles", "every"})
+    for (const char *valued : {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge",
+                               "discharge", "cycles", "every", "max-temperature", "max-minutes", "max-mah"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
@@ -229,6 +258,7 @@ int main(int argc, char *argv[])
             &window.Link().handshake, &Handshake::Connected, work.driver.get(),
             [&] {
                 window.OpenMode(*work.window);
+                work.driver->SetLimits(options.limits);
                 work.driver->SetControls();
             },
             Qt::SingleShotConnection);

@@ -132,6 +132,7 @@ Task<void> MesCapa::ChargePhase(RunPtr run)
         co_await SetOutputs(run, idle);
         co_await MeasureBattery(run);
         ShowSaturation(saturation.Add(now_.VDeltaCount));
+        KeepLimits(*run); // before a hold
         co_await CheckTemperature(run);
         WriteRecord(*run);
         if (now_.VDeltaCount > capacity::highestDeltaCount) {
@@ -194,6 +195,7 @@ Task<void> MesCapa::PrepareChargeDischarge(RunPtr run)
         tick_.Clear();
         timerchargeur_.SetInterval(phaseTickMs);
         co_await WaitTick(run, InPreparation);
+        KeepLimits(*run);
         ReadingsDue_ = true;
         timerchargeur_.SetEnabled(false);
         ++setting;
@@ -230,6 +232,7 @@ Task<void> MesCapa::DischargePhase(RunPtr run)
         co_await SetOutputs(run, idle);
         now_.ElapsedS += tickSeconds;
         co_await MeasureBattery(run);
+        KeepLimits(*run);
         WriteRecord(*run);
         co_await CheckTemperature(run);
     }
@@ -359,6 +362,18 @@ void MesCapa::WriteRecord(Run &run)
     if (run.log)
         run.log->Write(now_);
     Q_EMIT Measured(now_);
+}
+
+/// Ends the measurement when its tick has reached a limit of the user's, once the tick is recorded.
+void MesCapa::KeepLimits(Run &run)
+{
+    const double total = now_.Phase == 1 ? now_.TotalCharge : now_.TotalDischarge;
+    const QString cause = ui_.securites->Reached(now_.Temperature, PhaseSeconds(), capacity::MilliampereHours(total));
+    if (cause.isEmpty())
+        return;
+    WriteRecord(run);
+    StopFor(cause);
+    throw NotWanted();
 }
 
 // ---- the steps of all this

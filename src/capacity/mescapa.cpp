@@ -4,6 +4,7 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "link/measurement.h"
+#include "link/quantity.h"
 #include "runs/chargerules.h"
 #include "runs/runnote.h"
 #include "runs/streaming.h"
@@ -52,6 +53,7 @@ MesCapa::MesCapa(Codebas &link)
     connect(&timerchargeur_, &Timer::Tick, this, &MesCapa::Timerchargeur_Timer);
     connect(&awake_, &Awake::SleepComing, this, [this] { StopFor(Awake::sleepComing); });
     ShowUnconfirmed(link_.outputs, ui_.LbEtat);
+    ui_.securites->Watch(link_, {&Quantity::chargeCurrent, &Quantity::dischargeCurrent});
 }
 
 void MesCapa::Load()
@@ -73,6 +75,7 @@ void MesCapa::Load()
     phaseClock_.reset();
     paint::Lamp(ui_.Dspvent, lampOff);
     ui_.LbNote->setText(QStringLiteral("Prêt"));
+    ui_.securites->Recall();
 }
 
 void MesCapa::StopTimers()
@@ -324,12 +327,16 @@ void MesCapa::BeginPhase()
     ShowDuration();
 }
 
+double MesCapa::PhaseSeconds() const
+{
+    return phaseClock_ ? std::chrono::duration<double>(phaseClock_->Elapsed()).count() * Timer::Scale() : 0;
+}
+
 void MesCapa::ShowDuration()
 {
     if (!phaseClock_)
         return;
-    const std::chrono::duration<double> elapsed = phaseClock_->Elapsed();
-    const auto seconds = static_cast<qint64>(elapsed.count() * Timer::Scale());
+    const auto seconds = static_cast<qint64>(PhaseSeconds());
     ui_.LbDuree->setText(capacity::DurationText(seconds));
     if (seconds >= capacity::longPhaseSeconds)
         ui_.LbNote->setText(QStringLiteral("Cette phase dure depuis plus de 16 heures"));

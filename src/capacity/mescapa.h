@@ -111,6 +111,7 @@ private:
     void StopTimers();
     void ShowState(const QString &text);
     void BeginPhase();
+    double PhaseSeconds() const;
     void ShowDuration();
     void ShowSaturation(bool saturated);
     void ShowOutputs(const Writes &pattern);
@@ -131,6 +132,7 @@ private:
     Task<void> SetOutputs(RunPtr run, Writes pattern);
     Task<void> PhaseReset(RunPtr run);
     void WriteRecord(Run &run);
+    void KeepLimits(Run &run);
 
     // Its steps
     Task<void> WaitTick(RunPtr run, Refresh refresh);

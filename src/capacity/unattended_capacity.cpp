@@ -12,6 +12,7 @@ UnattendedCapacity::UnattendedCapacity(const Codebas &link, MesCapa &window, Cap
     });
     connect(&window_, &MesCapa::StateShown, this, &UnattendedCapacity::PrintState);
     connect(&window_, &MesCapa::Measured, this, &UnattendedCapacity::PrintTick);
+    connect(&window_, &MesCapa::Stopping, this, &UnattendedCapacity::Stopping);
     connect(&window_, &MesCapa::Stopped, this, [this] { Stopped(); });
     connect(&window_, &MesCapa::Aborted, this, [] { QCoreApplication::exit(1); });
     connect(&window_, &MesCapa::Ended, this, [this](const CapacityRecord &last) {

@@ -17,6 +17,7 @@ Chargeur::Chargeur(Codebas &link)
            RunLog::chargePrefix,
            RunLog::chargeHeader,
            QStringLiteral("CHARGE"),
+           Quantity::chargeCurrent,
            {{command::GroundBattery, 0},
             {command::CutDischarge, 0},
             {command::CutPower, 1},
@@ -30,7 +31,7 @@ Chargeur::Chargeur(Codebas &link)
 {
     ui_.setupUi(this);
     SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,
-              ui_.Label8, ui_.Label9, ui_.Label29});
+              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites});
     ui_.Check1->setAttribute(Qt::WA_TransparentForMouseEvents); // an indicator
     RememberDesign();
     OnClick(ui_.CBstart, &Chargeur::CBstart_Click);
@@ -144,7 +145,7 @@ Task<bool> Chargeur::Step(RunPtr run)
     co_await ReadElapsed(run);
     co_await ReadSupplies();
 
-    co_await ReadCurrent(Quantity::chargeCurrent, ui_.Label10, ui_.Label11);
+    co_await ReadCurrent(ui_.Label10, ui_.Label11);
     AddCapacity(charge);
 
     co_await MeasureBattery(run, charge.RestMode);
@@ -157,7 +158,7 @@ Task<bool> Chargeur::Step(RunPtr run)
     ui_.Label22->setText(number::Str(charge.Peak.Highest()));
     ShowSaturation(charge.Saturation.Add(charge.deltaCount) && charge.phase == Phase::Running);
     if (full && charge.phase == Phase::Running)
-        ui_.Label18->setText(QStringLiteral("Charge Terminée"));
+        ShowState(QStringLiteral("Charge Terminée"));
 
     co_await WriteOf(run, command::GroundBattery, 0);
     co_await WriteOf(run, command::CutPower, 1);

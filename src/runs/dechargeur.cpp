@@ -16,6 +16,7 @@ Dechargeur::Dechargeur(Codebas &link)
            RunLog::dischargePrefix,
            RunLog::dischargeHeader,
            QStringLiteral("DECHARGE"),
+           Quantity::dischargeCurrent,
            {{command::CutCharge, 0}, {command::CutPower, 0}, {command::CutDischarge, 1}, {command::GroundBattery, 1}},
            {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
            {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
@@ -24,7 +25,7 @@ Dechargeur::Dechargeur(Codebas &link)
 {
     ui_.setupUi(this);
     SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,
-              ui_.Label8, ui_.Label9, ui_.Label29});
+              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites});
     RememberDesign();
     OnClick(ui_.CBstart, &Dechargeur::CBstart_Click);
     OnClick(ui_.CBStop, &Dechargeur::CBStop_Click);
@@ -74,7 +75,7 @@ Task<bool> Dechargeur::Step(RunPtr run)
     co_await ReadElapsed(run);
     co_await ReadSupplies();
 
-    co_await ReadCurrent(Quantity::dischargeCurrent, ui_.Label10, ui_.Label11);
+    co_await ReadCurrent(ui_.Label10, ui_.Label11);
     AddCapacity(discharge);
 
     co_await WriteOf(run, command::CutDischarge, 0);
@@ -90,7 +91,7 @@ Task<bool> Dechargeur::Step(RunPtr run)
     co_await WriteOf(run, command::CutDischarge, 1);
     const bool atLimit = AtLimit(discharge.voltsPerCell);
     if (atLimit && run->phase == Phase::Running)
-        ui_.Label18->setText(QStringLiteral("Limite Dech."));
+        ShowState(QStringLiteral("Limite Dech."));
     co_return atLimit;
 }
 

@@ -5,6 +5,7 @@
 #include "base/onset.h"
 #include "base/timer.h"
 #include "base/window.h"
+#include "limitsbox.h"
 #include "link/codebas.h"
 #include "link/quantity.h"
 #include "runlog.h"
@@ -76,6 +77,7 @@ protected:
         double ElapsedSeconds = 0;
         double PrevElapsed = 0;
         double CapacityMAs = 0;
+        Flow flow; ///< what its limits go by
         std::optional<RunLog> log;
         Outputs::RunPtr outputs;
     };
@@ -88,6 +90,7 @@ protected:
         QString logPrefix;
         QString logHeader;
         QString runningText;
+        const Quantity &current;
         Outputs::Writes start;
         Outputs::Writes end;  ///< after the step in which the rule of the end was met
         Outputs::Writes stop; ///< "Arret"
@@ -101,6 +104,7 @@ protected:
         QLabel *state;
         QLabel *supplyCount, *supplyVolts, *doublerCount, *doublerVolts, *temperatureCount, *temperature;
         QLabel *capacity;
+        LimitsBox *limits;
     };
 
     /// The last measurements; a quantity that is not calibrated keeps its former value.
@@ -145,6 +149,8 @@ protected:
     /// The window was closed; `running` says whether the run was on until now.
     virtual void Leave(bool running) = 0;
 
+    void ShowState(const QString &text);
+
     /// A write of a step: void once it would undo the end of its run, or another run has started.
     Task<void> WriteOf(RunPtr run, quint8 reg, quint8 value);
     /// Reads the clock and shows how long the run has lasted.
@@ -152,7 +158,7 @@ protected:
     /// Reads and shows supply, doubler and temperature.
     Task<void> ReadSupplies();
     /// Reads and shows the current of the run.
-    Task<void> ReadCurrent(const Quantity &quantity, QLabel *countLabel, QLabel *valueLabel);
+    Task<void> ReadCurrent(QLabel *countLabel, QLabel *valueLabel);
     /// Adds what has flowed since the step before, at the amperes just read, and shows the sum.
     void AddCapacity(Run &run);
     double MilliampereHours(const Run &run) const;
@@ -172,6 +178,7 @@ private:
     Task<void> StartRun(RunPtr fresh);
     Task<bool> BeginRun(RunPtr run);
     Task<bool> NextTick(RunPtr run);
+    void KeepLimits(const Run &run);
     Task<void> EndByRule(RunPtr run);
     void EndRun(Phase phase);
     void StopTimers();

@@ -1,6 +1,7 @@
 #include "unattended.h"
 
 #include "base/messages.h"
+#include "limitsbox.h"
 #include "link/measurement.h"
 
 #include <QCoreApplication>
@@ -13,6 +14,7 @@
 #include <cstdio>
 
 namespace {
+constexpr int forCause = 3;
 constexpr int bySignal = 128; // as a shell reports a program that a signal ended: this and its number
 constexpr auto answer = 2s;   // how long the board may take to answer "Arret"
 } // namespace
@@ -53,6 +55,21 @@ void Unattended::PressStart()
 {
     started_ = true;
     window_.findChild<QPushButton *>(QStringLiteral("CBstart"))->click();
+}
+
+void Unattended::SetLimits(const Limits &limits)
+{
+    auto *box = window_.findChild<LimitsBox *>();
+    box->Show(limits);
+    if (!box->Blindness().isEmpty())
+        messages::Show(&window_, QMessageBox::Warning, window_.windowTitle(), box->Blindness());
+}
+
+void Unattended::Stopping(const QString &cause)
+{
+    messages::Show(&window_, QMessageBox::Warning, window_.windowTitle(), QStringLiteral("Arret : ") + cause);
+    status_ = forCause;
+    giveUp_.Start(answer);
 }
 
 void Unattended::Stopped()

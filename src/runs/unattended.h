@@ -3,15 +3,19 @@
 #include "base/clock.h"
 #include "base/interrupt.h"
 #include "base/window.h"
+#include "limits.h"
 
 /// "--run": works a window's controls as a user would, prints the progress on standard output and ends the program:
-/// status 0 when the run has ended by its rule, 1 after an error, 128 and the number of the signal after one that asks
-/// the program to end, which presses "Arret" first.
+/// status 0 when the run has ended by its rule, 1 after an error, 3 when it was ended for a cause, such as a limit, 128
+/// and the number of the signal after one that asks the program to end, which presses "Arret" first.
 class Unattended : public QObject
 {
     Q_OBJECT
 
 public:
+    /// The window is open: limits its run.
+    void SetLimits(const Limits &limits);
+
     /// The window is open and the board connected: sets the controls and presses "Demarrage".
     virtual void SetControls() = 0;
 
@@ -35,6 +39,8 @@ protected:
     void PressStart();
     bool IsStarted() const { return started_; }
 
+    /// The run is being ended for this cause.
+    void Stopping(const QString &cause);
     /// "Arret" is done.
     void Stopped();
 

@@ -6,6 +6,7 @@ UnattendedRun::UnattendedRun(RunWindow &window, const QString &endText, int ever
     : Unattended(window), window_(window), every_(every)
 {
     connect(&window_, &RunWindow::Recorded, this, &UnattendedRun::PrintRecord);
+    connect(&window_, &RunWindow::Stopping, this, &UnattendedRun::Stopping);
     connect(&window_, &RunWindow::Stopped, this, [this] { Stopped(); });
     connect(&window_, &RunWindow::Ended, this, [this, endText] {
         End(QStringLiteral("%1 : %2 mAh, journal %3")

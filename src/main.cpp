@@ -39,6 +39,7 @@ struct Options
     DischargeOrder discharge;
     CapacityOrder capacity;
     int every = 1;
+    Limits limits;
 };
 
 [[noreturn]] void Refuse(const QString &why)
@@ -94,6 +95,11 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
   --run MODE         fait un travail sans intervention : une ligne par mesure
                      sur la sortie standard, sans écran s'il le faut
     --every N        une ligne toutes les N mesures seulement (1 à 100000)
+    --max-temperature N  arrêt à N °C (20 à 100, 60 sinon)
+    --max-minutes N      arrêt après N minutes (1 à 9999, sans limite sinon)
+    --max-mah N          arrêt à N mAh (1 à 99999, sans limite sinon)
+                     pour une mesure de capacité, durée et mAh valent pour
+                     chaque charge et chaque décharge
   --run charge       une charge rapide
     --current A      courant de charge en ampères, de 0 à ce que permet
                      l'étalonnage de la carte ; sans cette option, celui qui
@@ -115,6 +121,7 @@ Code de sortie :
   0    le travail s'est terminé de lui-même
   1    une erreur l'a terminé, ou empêché de commencer
   2    une option est incorrecte
+  3    une limite, ou une autre cause, l'a arrêté
   4    la carte n'a pas confirmé en dix secondes que tout est coupé : elle charge
        ou décharge peut-être encore
   128 et le numéro du signal (130 pour Ctrl-C) : un signal a terminé le programme,
@@ -125,7 +132,8 @@ Code de sortie :
 /// Refuses the options of a run that this one does not have.
 void AllowOnly(const QCommandLineParser &parser, const QStringList &allowed, const QString &why)
 {
-    for (const char *name : {"current", "mode", "cells", "charge", "discharge", "cycles", "every"}) {
+    for (const char *name : {"current", "mode", "cells", "charge", "discharge", "cycles", "every", "max-temperature",
+                             "max-minutes", "max-mah"}) {
         const QString option = QString::fromLatin1(name);
         if (parser.isSet(option) && !allowed.contains(option))
             Refuse(QStringLiteral("--%1 %2").arg(option, why));
@@ -139,6 +147,14 @@ void Demand(const QCommandLineParser &parser, const QStringList &options)
             Refuse(QStringLiteral("--run %1 demande --%2").arg(parser.value(QStringLiteral("run")), option));
 }
 
+/// What a run may reach at most, within the range that the window has for it.
+std::optional<int> LimitOf(const QCommandLineParser &parser, const QString &option, const Limits::Range &range)
+{
+    if (!parser.isSet(option))
+        return std::nullopt;
+    return WholeOf(parser, option, range.least, range.most);
+}
+
 void ReadRun(const QCommandLineParser &parser, Options &options)
 {
     const QString current = QStringLiteral("current");
@@ -148,21 +164,27 @@ void ReadRun(const QCommandLineParser &parser, Options &options)
     const QString discharge = QStringLiteral("discharge");
     const QString cycles = QStringLiteral("cycles");
     const QString every = QStringLiteral("every");
+    const QString maxTemperature = QStringLiteral("max-temperature");
+    const QString maxMinutes = QStringLiteral("max-minutes");
+    const QString maxMah = QStringLiteral("max-mah");
+    const QStringList ofAll = {every, maxTemperature, maxMinutes, maxMah};
     const QString why = QStringLiteral("ne va pas avec --run %1").arg(options.run);
     if (parser.isSet(every))
         options.every = WholeOf(parser, every, 1, mostEvery);
+    options.limits = {LimitOf(parser, maxTemperature, Limits::temperatures).value_or(Limits::temperatures.usual),
+                      LimitOf(parser, maxMinutes, Limits::durations), LimitOf(parser, maxMah, Limits::capacities)};
     if (options.run == charge) {
-        AllowOnly(parser, {current, mode, every}, why);
+        AllowOnly(parser, ofAll + QStringList{current, mode}, why);
         if (parser.isSet(current))
             options.charge.amperes = AmperesOf(parser, current);
         if (parser.isSet(mode))
             options.charge.mode = WholeOf(parser, mode, 0, 255);
     } else if (options.run == discharge) {
-        AllowOnly(parser, {cells, current, every}, why);
+        AllowOnly(parser, ofAll + QStringList{cells, current}, why);
         Demand(parser, {cells, current});
         options.discharge = {WholeOf(parser, cells, 1, mostCells), AmperesOf(parser, current)};
     } else if (options.run == QLatin1String("capacity")) {
-        AllowOnly(parser, {cells, charge, discharge, cycles, every}, why);
+        AllowOnly(parser, ofAll + QStringList{cells, charge, discharge, cycles}, why);
         Demand(parser, {cells, charge, discharge});
         options.capacity = {WholeOf(parser, cells, 1, mostCells),
                             parser.isSet(cycles) ? WholeOf(parser, cycles, 1, mostCycles) : 1,
@@ -225,8 +247,8 @@ Options Read(const QStringList &arguments)
     QCommandLineParser parser;
     for (const char *flag : {"demo", "help", "version"})
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
-    for (const char *valued :
-         {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge", "discharge", "cycles", "every"})
+    for (const char *valued : {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge",
+                               "discharge", "cycles", "every", "max-temperature", "max-minutes", "max-mah"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
@@ -300,6 +322,7 @@ int main(int argc, char *argv[])
             &window.Link().handshake, &Handshake::Connected, work.driver.get(),
             [&] {
                 window.OpenMode(*work.window);
+                work.driver->SetLimits(options.limits);
                 work.driver->SetControls();
             },
             Qt::SingleShotConnection);

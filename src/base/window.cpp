@@ -29,6 +29,8 @@ void Window::Open()
     if (!isVisible() && mayOpen && !mayOpen(*this))
         return;
     if (!isVisible()) {
+        if (!MayOpen())
+            return;
         for (const auto &restore : design_)
             restore();
         Load();

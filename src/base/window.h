@@ -18,7 +18,7 @@ class Window : public QMainWindow
 public:
     explicit Window(const QString &name);
 
-    /// Loads and shows the window; one that is open is only raised.
+    /// Loads and shows the window, if it may open; one that is open is only raised.
     void Open();
 
     /// Asked before a window opens that is not open; false keeps it closed for now. To be set by who keeps the windows.
@@ -34,6 +34,9 @@ Q_SIGNALS:
 protected:
     /// Puts the window into the state in which it opens; its labels, boxes and sliders are as designed again.
     virtual void Load() = 0;
+
+    /// Whether it may open now; tells the user if not.
+    virtual bool MayOpen() { return true; }
 
     /// To be called once the controls are made: this is what they are designed like.
     void RememberDesign();

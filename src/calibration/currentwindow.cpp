@@ -5,6 +5,7 @@
 #include "correction.h"
 #include "link/measurement.h"
 
+#include <QApplication>
 #include <QMouseEvent>
 
 namespace {
@@ -12,7 +13,9 @@ constexpr int samples = 8;
 }
 
 CurrentWindow::CurrentWindow(const QString &name, Codebas &link, Kind kind)
-    : ReadingWindow(name, link, QStringLiteral("Timercourant"), kind.readingMs), kind_(std::move(kind))
+    : ReadingWindow(name, link, QStringLiteral("Timercourant"), kind.readingMs)
+    , kind_(std::move(kind))
+    , activity_(link.activities, Activity::Kind::Current, kind_.name, [this] { return current_ && !current_->over; })
 {
 }
 
@@ -21,6 +24,11 @@ void CurrentWindow::SetPanel(const Panel &panel)
     panel_ = panel;
     connect(panel_.slider, &QSlider::valueChanged, this, [this](int value) { Start(Slider_Change(value)); });
     panel_.setting->installEventFilter(this);
+}
+
+bool CurrentWindow::MayOpen()
+{
+    return !activity_.IsBarred(QApplication::activeWindow(), windowTitle());
 }
 
 void CurrentWindow::Load()

@@ -14,6 +14,7 @@ protected:
     /// What makes a window the charge's or the discharge's.
     struct Kind
     {
+        QString name; ///< of the window, in a sentence
         int readingMs;
         QString readingText;
         quint8 channel;
@@ -38,6 +39,7 @@ protected:
     /// To be called once the controls are made.
     void SetPanel(const Panel &panel);
 
+    bool MayOpen() override;
     void Load() override;
     void Failed(const Error &error) override;
     void closeEvent(QCloseEvent *event) override;
@@ -70,6 +72,7 @@ private:
 
     const Kind kind_;
     Outputs::RunPtr current_; ///< that the window lets flow while it is open
+    const Activity activity_;
     Panel panel_{};
     Newest settings_; ///< that were asked for
 };

@@ -4,7 +4,8 @@
 
 Rcourant::Rcourant(Codebas &link)
     : CurrentWindow(QStringLiteral("Rcourant"), link,
-                    {.readingMs = 300,
+                    {.name = QStringLiteral("La fenêtre de réglage du courant de charge"),
+                     .readingMs = 300,
                      .readingText = QStringLiteral("Valeur mesurée = "),
                      .channel = command::ChargeCurrent,
                      .settingRegister = command::ChargeSetting,

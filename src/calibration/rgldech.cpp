@@ -4,7 +4,8 @@
 
 RglDech::RglDech(Codebas &link)
     : CurrentWindow(QStringLiteral("RglDech"), link,
-                    {.readingMs = 500,
+                    {.name = QStringLiteral("La fenêtre de réglage du courant de décharge"),
+                     .readingMs = 500,
                      .readingText = QStringLiteral("Valeur CAD Mesurée : "),
                      .channel = command::DischargeCurrent,
                      .settingRegister = command::DischargeSetting,

@@ -7,6 +7,7 @@
 #include "link/measurement.h"
 #include "link/quantity.h"
 #include "mescapa.h"
+#include "runs/chargerules.h"
 #include "runs/runnote.h"
 
 #include <algorithm>
@@ -121,6 +122,7 @@ Task<void> MesCapa::ChargePhase(RunPtr run)
     ShowState(QStringLiteral("Charge"));
     BeginPhase();
     capacity::DeltaFall delta;
+    DeltaSaturation saturation;
     timerchargeur_.SetInterval(phaseTickMs);
     tick_.Clear();
     bool done = false;
@@ -132,6 +134,8 @@ Task<void> MesCapa::ChargePhase(RunPtr run)
         now_.ElapsedS += tickSeconds;
         co_await SetOutputs(run, idle);
         co_await MeasureBattery(run);
+        ShowSaturation(saturation.Add(now_.VDeltaCount));
+        KeepLimits(*run); // before a hold
         co_await CheckTemperature(run);
         WriteRecord(*run);
         if (now_.VDeltaCount > capacity::highestDeltaCount) {
@@ -194,6 +198,7 @@ Task<void> MesCapa::PrepareChargeDischarge(RunPtr run)
         tick_.Clear();
         timerchargeur_.SetInterval(phaseTickMs);
         co_await WaitTick(run, InPreparation);
+        KeepLimits(*run);
         ReadingsDue_ = true;
         timerchargeur_.SetEnabled(false);
         ++setting;
@@ -230,6 +235,7 @@ Task<void> MesCapa::DischargePhase(RunPtr run)
         co_await SetOutputs(run, idle);
         now_.ElapsedS += tickSeconds;
         co_await MeasureBattery(run);
+        KeepLimits(*run);
         WriteRecord(*run);
         co_await CheckTemperature(run);
     }
@@ -368,6 +374,18 @@ void MesCapa::FollowLog(const Run &run)
 {
     resultPath_ = run.log->Path();
     run.outputs->note = runnote::PathOf(resultPath_);
+}
+
+/// Ends the measurement when its tick has reached a limit of the user's, once the tick is recorded.
+void MesCapa::KeepLimits(Run &run)
+{
+    const double total = now_.Phase == 1 ? now_.TotalCharge : now_.TotalDischarge;
+    const QString cause = ui_.securites->Reached(now_.Temperature, PhaseSeconds(), capacity::MilliampereHours(total));
+    if (cause.isEmpty())
+        return;
+    WriteRecord(run);
+    StopFor(cause);
+    throw NotWanted();
 }
 
 // ---- the steps of all this

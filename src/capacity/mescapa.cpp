@@ -4,6 +4,8 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "link/measurement.h"
+#include "link/quantity.h"
+#include "runs/chargerules.h"
 #include "runs/runnote.h"
 #include "runs/streaming.h"
 #include "runs/unconfirmed.h"
@@ -51,6 +53,7 @@ MesCapa::MesCapa(Codebas &link)
     connect(&timerchargeur_, &Timer::Tick, this, &MesCapa::Timerchargeur_Timer);
     connect(&awake_, &Awake::SleepComing, this, [this] { StopFor(Awake::sleepComing); });
     ShowUnconfirmed(link_.outputs, ui_.LbEtat);
+    ui_.securites->Watch(link_, {&Quantity::chargeCurrent, &Quantity::dischargeCurrent});
 }
 
 void MesCapa::Load()
@@ -72,6 +75,7 @@ void MesCapa::Load()
     phaseClock_.reset();
     paint::Lamp(ui_.Dspvent, lampOff);
     ui_.LbNote->setText(QStringLiteral("Prêt"));
+    ui_.securites->Recall();
 }
 
 void MesCapa::StopTimers()
@@ -100,7 +104,7 @@ Task<void> MesCapa::CBstart_Click()
 {
     if (run_ || leaving_)
         co_return;
-    if (MonitorKeepsLine(this, link_))
+    if (MonitorKeepsLine(this, link_) || activity_.IsBarred(this, windowTitle()))
         co_return;
     run_ = std::make_shared<Run>();
     const RunPtr run = run_;
@@ -126,6 +130,7 @@ MesCapa::RunPtr MesCapa::EndRun()
     StopTimers();
     awake_.Release();
     const RunPtr ended = std::exchange(run_, nullptr);
+    ShowSaturation(false);
     if (ended) {
         ended->wanted = false;
         ended->log.reset();
@@ -318,18 +323,28 @@ void MesCapa::BeginPhase()
 {
     phaseClock_.emplace();
     ui_.LbNote->clear();
+    ShowSaturation(false);
     ShowDuration();
+}
+
+double MesCapa::PhaseSeconds() const
+{
+    return phaseClock_ ? std::chrono::duration<double>(phaseClock_->Elapsed()).count() * Timer::Scale() : 0;
 }
 
 void MesCapa::ShowDuration()
 {
     if (!phaseClock_)
         return;
-    const std::chrono::duration<double> elapsed = phaseClock_->Elapsed();
-    const auto seconds = static_cast<qint64>(elapsed.count() * Timer::Scale());
+    const auto seconds = static_cast<qint64>(PhaseSeconds());
     ui_.LbDuree->setText(capacity::DurationText(seconds));
     if (seconds >= capacity::longPhaseSeconds)
         ui_.LbNote->setText(QStringLiteral("Cette phase dure depuis plus de 16 heures"));
+}
+
+void MesCapa::ShowSaturation(bool saturated)
+{
+    ui_.saturation->setText(saturated ? DeltaSaturation::warning : QString());
 }
 
 void MesCapa::ShowOutputs(const Writes &pattern)

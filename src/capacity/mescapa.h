@@ -110,7 +110,9 @@ private:
     void StopTimers();
     void ShowState(const QString &text);
     void BeginPhase();
+    double PhaseSeconds() const;
     void ShowDuration();
+    void ShowSaturation(bool saturated);
     void ShowOutputs(const Writes &pattern);
     void ShowTemperature(int count);
     Task<void> SendSetting(int slider, quint8 reg, int value);
@@ -130,6 +132,7 @@ private:
     Task<void> PhaseReset(RunPtr run);
     void WriteRecord(Run &run);
     void FollowLog(const Run &run);
+    void KeepLimits(Run &run);
 
     // Its steps
     Task<void> WaitTick(RunPtr run, Refresh refresh);
@@ -159,6 +162,8 @@ private:
     std::optional<Stopwatch> phaseClock_; ///< since the phase began
     QString resultPath_;
     Awake awake_;
+    const Activity activity_{link_.activities, Activity::Kind::Run, QStringLiteral("Une mesure de capacité"),
+                             [this] { return Running(); }};
     Outputs::RunPtr switched_; ///< what may be on still, whatever has become of the measurement
     Watch watch_{link_, [this] { Overdue(); }};
 };

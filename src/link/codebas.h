@@ -1,5 +1,6 @@
 #pragma once
 
+#include "activity.h"
 #include "com.h"
 #include "exchanges.h"
 #include "handshake.h"
@@ -25,6 +26,7 @@ public:
     Com &com;
     Exchanges line{com, *this};
     Outputs outputs{line, *this};
+    Activity::All activities;
     Handshake handshake;
 
     /// Configures the port ("9600,n,8,1", port 1, no handshaking, binary, byte by byte, RTS and DTR on); does not open

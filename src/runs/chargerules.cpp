@@ -10,6 +10,12 @@ bool DeltaPeak::Add(int count)
     return count < highest_ - fall;
 }
 
+bool DeltaSaturation::Add(int count)
+{
+    atEnd_ = count <= 0 || count >= ceiling ? std::min(atEnd_ + 1, steps) : 0;
+    return atEnd_ == steps;
+}
+
 namespace {
 constexpr int blockSteps = 50;
 constexpr double earlyRise = 10;        // stands for the first two blocks, which have nothing before them

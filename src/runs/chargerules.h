@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QString>
+
 /// The end of a fast charge: the delta-voltage count has fallen more than 9 counts below its highest value.
 class DeltaPeak
 {
@@ -13,6 +15,23 @@ public:
 
 private:
     int highest_ = 0;
+};
+
+/// Whether the delta amplifier is driven to an end of the converter's range, where no fall can be seen.
+class DeltaSaturation
+{
+public:
+    static constexpr int ceiling = 1023;
+    static constexpr int steps = 10; ///< in a row, until it is believed
+
+    /// What the user is told.
+    static inline const QString warning = QStringLiteral("V Delta saturé : la fin ne peut pas être détectée");
+
+    /// Takes a count; true while it is so.
+    bool Add(int count);
+
+private:
+    int atEnd_ = 0;
 };
 
 /// The dV/dt indicator: the rise of the battery count from one block of 50 steps to the next, compared with the average

@@ -13,10 +13,12 @@ constexpr quint8 startDischargeSetting = 35;
 Chargeur::Chargeur(Codebas &link)
     : RunWindow(
           QStringLiteral("Chargeur"), link,
-          {RunLog::chargePrefix,
+          {QStringLiteral("Une charge"),
+           RunLog::chargePrefix,
            RunLog::chargeHeader,
            QStringLiteral("CHARGE"),
            QStringLiteral("charge"),
+           Quantity::chargeCurrent,
            {{command::GroundBattery, 0},
             {command::CutDischarge, 0},
             {command::CutPower, 1},
@@ -30,7 +32,7 @@ Chargeur::Chargeur(Codebas &link)
 {
     ui_.setupUi(this);
     SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,
-              ui_.Label8, ui_.Label9, ui_.Label29});
+              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites});
     ui_.Check1->setAttribute(Qt::WA_TransparentForMouseEvents); // an indicator
     RememberDesign();
     OnClick(ui_.CBstart, &Chargeur::CBstart_Click);
@@ -40,6 +42,8 @@ Chargeur::Chargeur(Codebas &link)
     connect(ui_.Slider2, &QSlider::valueChanged, this, [this](int value) { Start(Slider2_Change(value)); });
     connect(ui_.Slider3, &QSlider::valueChanged, this, [this](int value) { Start(Slider3_Change(value)); });
     connect(&timerch2_, &Timer::Tick, this, [this] { settleDone_.Set(); });
+    connect(this, &RunWindow::Ended, this, [this] { ShowSaturation(false); });
+    connect(this, &RunWindow::Stopped, this, [this] { ShowSaturation(false); });
 }
 
 void Chargeur::Load()
@@ -62,17 +66,17 @@ void Chargeur::Leave(bool running)
     Q_EMIT LeftCharging();
 }
 
-Task<void> Chargeur::CBstart_Click()
+Chargeur::RunPtr Chargeur::NewRun()
 {
     const auto charge = std::make_shared<Charge>();
     charge->RestMode = number::ToByte(number::Val(ui_.Text1->text()), QStringLiteral("MODE"));
     if (const Charge *former = Current())
         charge->Rise = former->Rise;
     charge->Rise.Restart();
+    ShowSaturation(false);
     ShowIndicator(charge->Rise.Indicator());
-    if (!link_.Streaming)
-        StopMode_ = false;
-    co_await StartRun(charge);
+    StopMode_ = false;
+    return charge;
 }
 
 Task<void> Chargeur::Stop(QString cause)
@@ -144,7 +148,7 @@ Task<bool> Chargeur::Step(RunPtr run)
     co_await ReadElapsed(run);
     co_await ReadSupplies();
 
-    co_await ReadCurrent(Quantity::chargeCurrent, ui_.Label10, ui_.Label11);
+    co_await ReadCurrent(ui_.Label10, ui_.Label11);
     AddCapacity(charge);
 
     co_await MeasureBattery(run, charge.RestMode);
@@ -155,8 +159,9 @@ Task<bool> Chargeur::Step(RunPtr run)
     ui_.Label21->setText(number::Str(charge.deltaCount));
     const bool full = charge.Peak.Add(charge.deltaCount);
     ui_.Label22->setText(number::Str(charge.Peak.Highest()));
+    ShowSaturation(charge.Saturation.Add(charge.deltaCount) && charge.phase == Phase::Running);
     if (full && charge.phase == Phase::Running)
-        ui_.Label18->setText(QStringLiteral("Charge Terminée"));
+        ShowState(QStringLiteral("Charge Terminée"));
 
     co_await WriteOf(run, command::GroundBattery, 0);
     co_await WriteOf(run, command::CutPower, 1);
@@ -194,6 +199,11 @@ void Chargeur::ShowRise(const RiseIndicator &rise)
     ui_.Label33->setText(number::Str(rise.BlockRise()));
     ui_.Label34->setText(QStringLiteral("Avrg") + number::Str(rise.RiseAverage()));
     ShowIndicator(rise.Indicator());
+}
+
+void Chargeur::ShowSaturation(bool saturated)
+{
+    ui_.saturation->setText(saturated ? DeltaSaturation::warning : QString());
 }
 
 void Chargeur::ShowIndicator(RiseIndicator::Shown indicator)

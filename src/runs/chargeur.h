@@ -20,6 +20,7 @@ Q_SIGNALS:
 
 protected:
     void Load() override;
+    RunPtr NewRun() override;
     Task<bool> Step(RunPtr run) override;
     void WriteRecord(Run &run) override;
     void EndPause() override { settleDone_.Set(); }
@@ -32,13 +33,13 @@ private:
         int RestMode = 0; ///< 0: the battery is measured with the charge interrupted
         DeltaPeak Peak;
         RiseIndicator Rise;
+        DeltaSaturation Saturation;
         int deltaCount = 0;
     };
 
     /// The charge that is on screen; null before the first one.
     Charge *Current() const { return dynamic_cast<Charge *>(run_.get()); }
 
-    Task<void> CBstart_Click();
     Task<void> Slider1_Change(int value);
     Task<void> Slider2_Change(int value);
     Task<void> Slider3_Change(int value);
@@ -47,6 +48,7 @@ private:
     Task<void> StopModeStep();
     void ResetPeak();
     void ShowRise(const RiseIndicator &rise);
+    void ShowSaturation(bool saturated);
     void ShowIndicator(RiseIndicator::Shown indicator);
 
     Ui::Chargeur ui_;

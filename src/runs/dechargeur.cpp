@@ -12,10 +12,12 @@ constexpr int pauseMs = 10;
 Dechargeur::Dechargeur(Codebas &link)
     : RunWindow(
           QStringLiteral("Dechargeur"), link,
-          {RunLog::dischargePrefix,
+          {QStringLiteral("Une décharge"),
+           RunLog::dischargePrefix,
            RunLog::dischargeHeader,
            QStringLiteral("DECHARGE"),
            QStringLiteral("décharge"),
+           Quantity::dischargeCurrent,
            {{command::CutCharge, 0}, {command::CutPower, 0}, {command::CutDischarge, 1}, {command::GroundBattery, 1}},
            {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
            {{command::CutDischarge, 0}, {command::CutPower, 0}, {command::GroundBattery, 1}},
@@ -24,7 +26,7 @@ Dechargeur::Dechargeur(Codebas &link)
 {
     ui_.setupUi(this);
     SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,
-              ui_.Label8, ui_.Label9, ui_.Label29});
+              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites});
     RememberDesign();
     OnClick(ui_.CBstart, &Dechargeur::CBstart_Click);
     OnClick(ui_.CBStop, &Dechargeur::CBStop_Click);
@@ -45,11 +47,11 @@ bool Dechargeur::AtLimit(double voltsPerCell)
     return number::Int(10 * voltsPerCell) < 5;
 }
 
-Task<void> Dechargeur::CBstart_Click()
+Dechargeur::RunPtr Dechargeur::NewRun()
 {
     const auto discharge = std::make_shared<Discharge>();
     discharge->CellCount = number::Val(ui_.Text1->text());
-    co_await StartRun(discharge);
+    return discharge;
 }
 
 /// The acknowledgement is not waited for: the user is gone.
@@ -74,7 +76,7 @@ Task<bool> Dechargeur::Step(RunPtr run)
     co_await ReadElapsed(run);
     co_await ReadSupplies();
 
-    co_await ReadCurrent(Quantity::dischargeCurrent, ui_.Label10, ui_.Label11);
+    co_await ReadCurrent(ui_.Label10, ui_.Label11);
     AddCapacity(discharge);
 
     co_await WriteOf(run, command::CutDischarge, 0);
@@ -90,7 +92,7 @@ Task<bool> Dechargeur::Step(RunPtr run)
     co_await WriteOf(run, command::CutDischarge, 1);
     const bool atLimit = AtLimit(discharge.voltsPerCell);
     if (atLimit && run->phase == Phase::Running)
-        ui_.Label18->setText(QStringLiteral("Limite Dech."));
+        ShowState(QStringLiteral("Limite Dech."));
     co_return atLimit;
 }
 

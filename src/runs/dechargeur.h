@@ -17,6 +17,7 @@ public:
 
 protected:
     void Load() override;
+    RunPtr NewRun() override;
     Task<bool> Step(RunPtr run) override;
     void WriteRecord(Run &run) override;
     void Leave(bool running) override;
@@ -28,7 +29,6 @@ private:
         double voltsPerCell = 0;
     };
 
-    Task<void> CBstart_Click();
     Task<void> Slider1_Change(int value);
 
     Ui::Dechargeur ui_;

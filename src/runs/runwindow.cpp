@@ -13,7 +13,11 @@ using namespace measurement;
 
 namespace {
 constexpr int stepMs = 1000;
-}
+
+constexpr int stateLetters = 15; // of the longest state without a cause
+constexpr int stateSize = 16;    // in points
+constexpr int causeSize = 9;
+} // namespace
 
 RunWindow::RunWindow(const QString &name, Codebas &link, Kind kind, int pauseMs)
     : Window(name)
@@ -21,6 +25,7 @@ RunWindow::RunWindow(const QString &name, Codebas &link, Kind kind, int pauseMs)
     , timerchargeur_(QStringLiteral("Timerchargeur"), stepMs, this)
     , timerch2_(QStringLiteral("Timerch2"), pauseMs, this)
     , kind_(std::move(kind))
+    , activity_(link.activities, Activity::Kind::Run, kind_.name, [this] { return Running(); })
     , watch_(link, [this] { Overdue(); })
 {
     connect(&timerchargeur_, &Timer::Tick, this, [this] {
@@ -37,6 +42,16 @@ void RunWindow::SetPanel(const Panel &panel)
 {
     panel_ = panel;
     ShowUnconfirmed(link_.outputs, panel_.state);
+    panel_.limits->Watch(link_, {&kind_.current});
+}
+
+/// A cause is too long for the letters of a state.
+void RunWindow::ShowState(const QString &text)
+{
+    QFont font = panel_.state->font();
+    font.setPointSize(text.size() <= stateLetters ? stateSize : causeSize);
+    panel_.state->setFont(font);
+    panel_.state->setText(text);
 }
 
 void RunWindow::Load()
@@ -45,7 +60,8 @@ void RunWindow::Load()
     run_ = nullptr;
     read_ = {};
     portClosed_.Forget();
-    panel_.state->setText(QStringLiteral("Prêt"));
+    panel_.limits->Recall();
+    ShowState(QStringLiteral("Prêt"));
 }
 
 void RunWindow::StopTimers()
@@ -109,7 +125,7 @@ void RunWindow::Failed(const Error &error)
         SwitchOffUnanswered();
     if (run_)
         run_->log.reset();
-    panel_.state->setText(QStringLiteral("Arret")); // not what was under way
+    ShowState(QStringLiteral("Arret")); // not what was under way
     EndProgram(error);
 }
 
@@ -120,10 +136,17 @@ void RunWindow::SwitchOffUnanswered()
 
 // ---- the run
 
+Task<void> RunWindow::CBstart_Click()
+{
+    if (MonitorKeepsLine(this, link_) || activity_.IsBarred(this, windowTitle()))
+        co_return;
+    const RunPtr fresh = NewRun();
+    co_await StartRun(fresh);
+}
+
+/// A new run, from its start to its end: `fresh` takes the place of the one before, whose elapsed time it goes on from.
 Task<void> RunWindow::StartRun(RunPtr fresh)
 {
-    if (MonitorKeepsLine(this, link_))
-        co_return;
     EndRun(Phase::Superseded);
     if (const RunPtr former = std::exchange(run_, fresh)) {
         former->phase = Phase::Superseded;
@@ -132,7 +155,7 @@ Task<void> RunWindow::StartRun(RunPtr fresh)
     }
     fresh->outputs = switched_ = link_.outputs.Begin(kind_.off, switched_);
     switched_->what = kind_.what;
-    panel_.state->setText(kind_.runningText);
+    ShowState(kind_.runningText);
     Task<bool> beginning = BeginRun(fresh);
     bool over = !co_await beginning;
     while (!over) {
@@ -162,13 +185,14 @@ Task<bool> RunWindow::BeginRun(RunPtr run)
             run->log.reset();
             if (run->outputs->on)
                 SwitchOffUnanswered();
-            panel_.state->setText(QStringLiteral("Arret"));
+            ShowState(QStringLiteral("Arret"));
         }
         throw;
     }
     if (!wanted())
         co_return false;
     awake_.Hold();
+    run->flow = {};
     Q_EMIT Started();
     co_return true;
 }
@@ -201,7 +225,8 @@ Task<bool> RunWindow::NextTick(RunPtr run)
     if (portClosed_.Begins(closed.has_value()) && run->phase == Phase::Running)
         Window::Failed(*closed);
 
-    if (run->phase == Phase::Running && !closed) {
+    const bool recorded = run->phase == Phase::Running && !closed;
+    if (recorded) {
         WriteRecord(*run);
         FollowLog(*run);
         watch_.GotOn();
@@ -212,7 +237,17 @@ Task<bool> RunWindow::NextTick(RunPtr run)
         co_return false;
     }
     link_.outputs.StepOver(run->outputs); // for one that was ended meanwhile
+    if (recorded)
+        KeepLimits(*run);
     co_return run->phase == Phase::Running;
+}
+
+/// The record of the step that has reached a limit is written.
+void RunWindow::KeepLimits(const Run &run)
+{
+    const QString cause = panel_.limits->Reached(read_.temperature, run.flow.Seconds(), run.flow.MilliampereHours());
+    if (!cause.isEmpty())
+        StopFor(cause);
 }
 
 Task<void> RunWindow::EndByRule(RunPtr run)
@@ -257,7 +292,7 @@ Task<void> RunWindow::Stop(QString cause)
     if (run_ == run) { // not started anew meanwhile
         if (run)
             run->log.reset();
-        panel_.state->setText(cause.isEmpty() ? QStringLiteral("Arret") : QStringLiteral("Arret : ") + cause);
+        ShowState(cause.isEmpty() ? QStringLiteral("Arret") : QStringLiteral("Arret : ") + cause);
         Q_EMIT Stopped();
     }
     if (closed)
@@ -274,7 +309,7 @@ void RunWindow::Overdue()
     SwitchOffUnanswered();
     link_.outputs.StepOver(Switched()); // in doubt from the start
     run->log.reset();
-    panel_.state->setText(QStringLiteral("Arret"));
+    ShowState(QStringLiteral("Arret"));
     messages::Show(this, QMessageBox::Critical, windowTitle(),
                    QStringLiteral("La carte n'a fourni aucune mesure depuis 15 secondes : « %1 » est arrêté.\n"
                                   "Le programme coupe les sorties dès que la carte répond. "
@@ -325,14 +360,15 @@ Task<void> RunWindow::ReadSupplies()
     }
 }
 
-Task<void> RunWindow::ReadCurrent(const Quantity &quantity, QLabel *countLabel, QLabel *valueLabel)
+Task<void> RunWindow::ReadCurrent(QLabel *countLabel, QLabel *valueLabel)
 {
-    read_.currentCount = co_await ReadChannel(link_, quantity.channel);
-    read_.amps = quantity.Show(link_, read_.currentCount, countLabel, valueLabel).value_or(read_.amps);
+    read_.currentCount = co_await ReadChannel(link_, kind_.current.channel);
+    read_.amps = kind_.current.Show(link_, read_.currentCount, countLabel, valueLabel).value_or(read_.amps);
 }
 
 void RunWindow::AddCapacity(Run &run)
 {
+    run.flow.Add(read_.amps);
     run.CapacityMAs += (run.ElapsedSeconds - run.PrevElapsed) * 1000 * read_.amps;
     panel_.capacity->setText(number::Str(MilliampereHours(run)) + QStringLiteral(" mAh"));
 }

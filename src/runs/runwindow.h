@@ -5,6 +5,7 @@
 #include "base/onset.h"
 #include "base/timer.h"
 #include "base/window.h"
+#include "limitsbox.h"
 #include "link/codebas.h"
 #include "link/quantity.h"
 #include "runlog.h"
@@ -73,6 +74,7 @@ protected:
         double ElapsedSeconds = 0;
         double PrevElapsed = 0;
         double CapacityMAs = 0;
+        Flow flow; ///< what its limits go by
         std::optional<RunLog> log;
         Outputs::RunPtr outputs;
     };
@@ -81,10 +83,12 @@ protected:
     /// What makes a window a charge or a discharge.
     struct Kind
     {
+        QString name; ///< in a sentence
         QString logPrefix;
         QString logHeader;
         QString runningText;
         QString what; ///< what the board does: "charge"
+        const Quantity &current;
         Outputs::Writes start;
         Outputs::Writes end;  ///< after the step in which the rule of the end was met
         Outputs::Writes stop; ///< "Arret"
@@ -98,6 +102,7 @@ protected:
         QLabel *state;
         QLabel *supplyCount, *supplyVolts, *doublerCount, *doublerVolts, *temperatureCount, *temperature;
         QLabel *capacity;
+        LimitsBox *limits;
     };
 
     /// The last measurements; a quantity that is not calibrated keeps its former value.
@@ -124,12 +129,12 @@ protected:
     void Failed(const Error &error) override;
     void closeEvent(QCloseEvent *event) override;
 
-    /// A new run, from its start to its end: `fresh` takes the place of the one before, whose elapsed time it goes on
-    /// from.
-    Task<void> StartRun(RunPtr fresh);
+    Task<void> CBstart_Click();
     Task<void> CBStop_Click();
     void CQuitter_Click();
 
+    /// A run as the controls have it, which begins now.
+    virtual RunPtr NewRun() = 0;
     /// Switches off by "Arret", for a cause that the state names or for none. It reaches the board at once, or after
     /// the line's patience when somebody keeps the line.
     virtual Task<void> Stop(QString cause);
@@ -142,6 +147,8 @@ protected:
     /// The window was closed; `running` says whether the run was on until now.
     virtual void Leave(bool running) = 0;
 
+    void ShowState(const QString &text);
+
     /// A write of a step: void once it would undo the end of its run, or another run has started.
     Task<void> WriteOf(RunPtr run, quint8 reg, quint8 value);
     /// Reads the clock and shows how long the run has lasted.
@@ -149,7 +156,7 @@ protected:
     /// Reads and shows supply, doubler and temperature.
     Task<void> ReadSupplies();
     /// Reads and shows the current of the run.
-    Task<void> ReadCurrent(const Quantity &quantity, QLabel *countLabel, QLabel *valueLabel);
+    Task<void> ReadCurrent(QLabel *countLabel, QLabel *valueLabel);
     /// Adds what has flowed since the step before, at the amperes just read, and shows the sum.
     void AddCapacity(Run &run);
     double MilliampereHours(const Run &run) const;
@@ -166,9 +173,11 @@ protected:
     Readings read_;
 
 private:
+    Task<void> StartRun(RunPtr fresh);
     Task<bool> BeginRun(RunPtr run);
     void FollowLog(const Run &run);
     Task<bool> NextTick(RunPtr run);
+    void KeepLimits(const Run &run);
     Task<void> EndByRule(RunPtr run);
     void EndRun(Phase phase);
     /// Sends the stop's writes without waiting for the board's answers.
@@ -177,6 +186,7 @@ private:
     void Overdue();
 
     const Kind kind_;
+    const Activity activity_;
     QString logPath_;
     Outputs::RunPtr switched_;
     Flag tick_;

@@ -1,6 +1,7 @@
 #include "unattended.h"
 
 #include "base/messages.h"
+#include "limitsbox.h"
 #include "link/measurement.h"
 
 #include <QLineEdit>
@@ -11,6 +12,7 @@
 #include <cstdio>
 
 namespace {
+constexpr int forCause = 3;
 constexpr int highestSetting = 255;
 constexpr auto beginning = 1min; // how long the connection and the settings may take
 } // namespace
@@ -63,6 +65,14 @@ void Unattended::PressStart()
     window_.findChild<QPushButton *>(QStringLiteral("CBstart"))->click();
 }
 
+void Unattended::SetLimits(const Limits &limits)
+{
+    auto *box = window_.findChild<LimitsBox *>();
+    box->Show(limits);
+    if (!box->Blindness().isEmpty())
+        messages::Show(&window_, QMessageBox::Warning, window_.windowTitle(), box->Blindness());
+}
+
 void Unattended::End(const QString &summary)
 {
     Print(summary);
@@ -72,7 +82,7 @@ void Unattended::End(const QString &summary)
 void Unattended::EndFor(const QString &cause)
 {
     messages::Show(&window_, QMessageBox::Warning, window_.windowTitle(), QStringLiteral("Arret : ") + cause);
-    Q_EMIT Over(failed);
+    Q_EMIT Over(forCause);
 }
 
 void Unattended::Print(const QString &line)

@@ -2,14 +2,19 @@
 
 #include "base/clock.h"
 #include "base/window.h"
+#include "limits.h"
 
 /// "--run": works a window's controls as a user would, prints the progress on standard output and says when the program
-/// is to end, and with which status: 0 when the run has ended by its rule, 1 after an error.
+/// is to end, and with which status: 0 when the run has ended by its rule, 1 after an error, 3 when it was ended for a
+/// cause, such as a limit.
 class Unattended : public QObject
 {
     Q_OBJECT
 
 public:
+    /// The window is open: limits its run.
+    void SetLimits(const Limits &limits);
+
     /// The window is open and the board connected: sets the controls and presses "Demarrage".
     virtual void SetControls() = 0;
 

@@ -25,9 +25,9 @@ public:
 
     void Start(const Kind &kind, const QString &port)
     {
-        Program::Start(QString::fromLatin1(kind.options).split(u' ') +
-                       QStringList{QStringLiteral("--time-scale"), QStringLiteral("200"), QStringLiteral("--port"),
-                                   port});
+        Program::Start(QString::fromLatin1(kind.options).split(u' ') + QStringList{QStringLiteral("--time-scale"),
+                                                                                   QStringLiteral("200"),
+                                                                                   QStringLiteral("--port"), port});
     }
     /// The process of its guard, 0 when it has none.
     pid_t Guard() const

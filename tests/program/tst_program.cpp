@@ -22,8 +22,8 @@ private Q_SLOTS:
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitCode(), 0);
         const QString help = QString::fromUtf8(program.process.readAllStandardOutput());
-        for (const char *option :
-             {"Usage :", "--port", "--demo", "--time-scale", "--drive-c", "--run", "--current", "--mode", "--every"})
+        for (const char *option : {"Usage :", "--port", "--demo", "--time-scale", "--drive-c", "--run", "--current",
+                                   "--mode", "--every", "--max-temperature", "--max-minutes", "--max-mah"})
             QVERIFY2(help.contains(QLatin1String(option)), option);
     }
 
@@ -65,6 +65,13 @@ private Q_SLOTS:
             row(capacity + QStringLiteral("4 --cycles ") + QLatin1String(wrong), whole(1, 1000));
         for (const char *wrong : {"0", "0.5", "inf", "100001"})
             row(charge + QStringLiteral("--every ") + QLatin1String(wrong), whole(1, 100000));
+        for (const char *wrong : {"19", "101", "150", "chaud"})
+            row(charge + QStringLiteral("--max-temperature ") + QLatin1String(wrong), whole(20, 100));
+        for (const char *wrong : {"0", "1.5"})
+            row(charge + QStringLiteral("--max-minutes ") + QLatin1String(wrong), whole(1, 9999));
+        for (const char *wrong : {"1e9", "-1"})
+            row(charge + QStringLiteral("--max-mah ") + QLatin1String(wrong), whole(1, 99999));
+        row(QStringLiteral("--max-mah 100"), QStringLiteral("ne va qu'avec --run"));
     }
     void WrongOptionsAreRefused()
     {
@@ -155,6 +162,48 @@ private Q_SLOTS:
                                                   QStringLiteral("5")});
         QVERIFY(program.WaitForProgress(3));
         QVERIFY(RecordsOf(OnlyLog(folder.path())).size() - 1 >= 11);
+    }
+
+    void ALimitEndsTheRun_data()
+    {
+        QTest::addColumn<QStringList>("run");
+        QTest::addColumn<QByteArray>("cause");
+        const QStringList discharge = {QStringLiteral("--run"), QStringLiteral("discharge"), QStringLiteral("--cells"),
+                                       QStringLiteral("4"),     QStringLiteral("--current"), QStringLiteral("1")};
+        const QStringList capacity = {
+            QStringLiteral("--run"),    QStringLiteral("capacity"), QStringLiteral("--cells"),     QStringLiteral("4"),
+            QStringLiteral("--charge"), QStringLiteral("1"),        QStringLiteral("--discharge"), QStringLiteral("1")};
+        const QStringList charge = {QStringLiteral("--run"), QStringLiteral("charge"), QStringLiteral("--current"),
+                                    QStringLiteral("2")};
+        const auto with = [](const QStringList &run, const char *option, const char *value) {
+            return run + QStringList{QLatin1String(option), QLatin1String(value)};
+        };
+        QTest::newRow("charge, minutes") << with(charge, "--max-minutes", "5") << QByteArray("min (limite 5 min)");
+        QTest::newRow("charge, mAh") << with(charge, "--max-mah", "50") << QByteArray("mAh (limite 50 mAh)");
+        QTest::newRow("charge, temperature") << with(charge, "--max-temperature", "20") << QByteArray("(limite 20 °C)");
+        QTest::newRow("discharge, minutes")
+            << with(discharge, "--max-minutes", "5") << QByteArray("min (limite 5 min)");
+        QTest::newRow("capacity, mAh") << with(capacity, "--max-mah", "10") << QByteArray("mAh (limite 10 mAh)");
+    }
+    void ALimitEndsTheRun()
+    {
+        QFETCH(QStringList, run);
+        QFETCH(QByteArray, cause);
+        QTemporaryDir folder;
+        Board board;
+        QVERIFY(board.Start({QStringLiteral("--soc"), QStringLiteral("50")}));
+        Program program(folder);
+        program.Start(run + QStringList{QStringLiteral("--time-scale"), QStringLiteral("200"), QStringLiteral("--port"),
+                                        board.Port()});
+        QVERIFY(program.WaitForEnd());
+        QCOMPARE(program.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(program.process.exitCode(), 3);
+        const QByteArray said = program.process.readAllStandardError();
+        const qsizetype at = said.indexOf("Arret : "); // the library may have words of its own
+        const QByteArray line = said.mid(at, said.indexOf('\n', at) - at);
+        QVERIFY2(said.count("Arret : ") == 1 && line.endsWith(cause), said.constData());
+        const QByteArray sent = board.Sent();
+        QVERIFY(sent.endsWith(QByteArray("\x1b\x12\x01", 3)) || sent.endsWith(QByteArray("\x1b\x18\x0a", 3)));
     }
 
     void ASignalStopsTheCharge_data()

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "base/drive.h"
 #include "base/timer.h"
 #include "runs/runwindow.h"
 #include "support/boxes.h"
@@ -18,6 +19,7 @@ struct RunBench : ProgramLink
     RunBench()
     {
         QDir::setCurrent(folder.path());
+        drive::SetRoot(folder.path());
         board.Healthy();
         board.channel = {{6, 800}, {7, 900}, {5, 575}, {10, 300}, {11, 500}, {13, 600}, {12, 700}};
         link.InitSerialPort();
@@ -25,7 +27,11 @@ struct RunBench : ProgramLink
         SetCalibration(link);
         window.Open();
     }
-    ~RunBench() { QDir::setCurrent(QStringLiteral("/")); }
+    ~RunBench()
+    {
+        QDir::setCurrent(QStringLiteral("/"));
+        drive::SetRoot(QString());
+    }
 
     template <class Control>
     Control *Find(const char *name)

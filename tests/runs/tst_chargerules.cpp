@@ -29,6 +29,26 @@ private Q_SLOTS:
         QCOMPARE(peak.Highest(), 700);
     }
 
+    void TenCountsAtAnEndOfTheRangeSaturate_data()
+    {
+        QTest::addColumn<int>("end");
+        QTest::newRow("ceiling") << 1023;
+        QTest::newRow("nothing") << 0;
+    }
+    void TenCountsAtAnEndOfTheRangeSaturate()
+    {
+        QFETCH(int, end);
+        DeltaSaturation saturation;
+        for (int i = 0; i < 9; ++i)
+            QVERIFY(!saturation.Add(end));
+        QVERIFY(saturation.Add(end));
+        QVERIFY(saturation.Add(end));
+        QVERIFY(!saturation.Add(end == 0 ? 1 : 1022)); // inside again: ten more are needed
+        for (int i = 0; i < 9; ++i)
+            QVERIFY(!saturation.Add(end));
+        QVERIFY(saturation.Add(end));
+    }
+
     void PeakFollowsUpwardsOnly()
     {
         DeltaPeak peak;

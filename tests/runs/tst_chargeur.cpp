@@ -371,6 +371,30 @@ private Q_SLOTS:
         SOON(bench.board.Received().startsWith(Bytes({27, 21, 95})));
     }
 
+    void ASaturatedDeltaIsSaid()
+    {
+        Bench bench;
+        const QString saying = QStringLiteral("V Delta saturé : la fin ne peut pas être détectée");
+        bench.board.channel[12] = 1023;
+        bench.Start();
+        const auto *stop = bench.Button("CBStop");
+        const QRect before = stop->geometry();
+        SOON_EQUAL(bench.Records(), 9);
+        QCOMPARE(bench.Text("saturation"), QString());
+        SOON_EQUAL(bench.Records(), 10);
+        QCOMPARE(bench.Text("saturation"), saying);
+        const auto *label = bench.Find<QLabel>("saturation");
+        QVERIFY(label->heightForWidth(label->width()) <= label->height());
+        QCOMPARE(stop->geometry(), before);
+        bench.board.channel[12] = 1020;
+        SOON_EQUAL(bench.Text("saturation"), QString());
+        // And no longer than the charge.
+        bench.board.channel[12] = 1023;
+        SOON_EQUAL(bench.Text("saturation"), saying);
+        bench.Button("CBStop")->click();
+        SOON_EQUAL(bench.Text("saturation"), QString());
+    }
+
     void AStopForACauseWithoutARunDoesNothing()
     {
         Bench bench;

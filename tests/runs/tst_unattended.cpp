@@ -77,14 +77,14 @@ private Q_SLOTS:
         QVERIFY(bench.Records() > records + 5);
     }
 
-    void ACauseIsAFailure()
+    void ACauseHasAStatusOfItsOwn()
     {
         Bench bench;
         bench.driver.SetControls();
         Simulated().Run(10s);
         bench.window.StopFor(QStringLiteral("mise en veille"));
         QCOMPARE(bench.over.size(), 1);
-        QCOMPARE(bench.over[0][0].toInt(), 1);
+        QCOMPARE(bench.over[0][0].toInt(), 3);
     }
 
     void ABoardThatMeasuresNoMoreIsToldOf()

@@ -13,6 +13,7 @@
 #include <QPushButton>
 #include <QRadioButton>
 #include <QSlider>
+#include <QSpinBox>
 
 namespace {
 const std::vector<QString> typed{QString(),
@@ -84,7 +85,7 @@ QString VerbFor(const QWidget *control)
 {
     if (qobject_cast<const QAbstractButton *>(control))
         return QStringLiteral("click");
-    if (qobject_cast<const QSlider *>(control))
+    if (qobject_cast<const QSlider *>(control) || qobject_cast<const QSpinBox *>(control))
         return QStringLiteral("slide");
     if (const auto *box = qobject_cast<const QLineEdit *>(control))
         return box->isReadOnly() ? QStringLiteral("press") : QStringLiteral("type");
@@ -109,6 +110,8 @@ QString ValueFor(Dice &dice, const QString &verb, const QWidget *control)
         return dice.Any(typed);
     if (const auto *slider = qobject_cast<const QSlider *>(control))
         return QString::number(slider->minimum() + dice.Below(slider->maximum() - slider->minimum() + 1));
+    if (const auto *spin = qobject_cast<const QSpinBox *>(control)) // a small one is reached in time
+        return QString::number(dice.Chance(0.5) ? spin->minimum() + dice.Below(10) : spin->maximum());
     if (const auto *combo = qobject_cast<const QComboBox *>(control))
         return QString::number(dice.Below(combo->count() + 1) - 1);
     if (const auto *list = qobject_cast<const QListWidget *>(control))
@@ -233,6 +236,8 @@ void Hands::Do(const Act &act) const
         button->click();
     else if (auto *slider = qobject_cast<QSlider *>(control))
         slider->setValue(act.value.toInt());
+    else if (auto *spin = qobject_cast<QSpinBox *>(control))
+        spin->setValue(act.value.toInt());
     else if (auto *combo = qobject_cast<QComboBox *>(control)) {
         combo->setCurrentIndex(act.value.toInt());
         if (act.value.toInt() >= 0)

@@ -215,6 +215,26 @@ void Judge::Look()
         streamed_ = Clock::Current().Now();
     LookAtRuns();
     LookAtOutputs();
+    CountActivities();
+}
+
+/// A run, and nothing else that lets a current flow.
+void Judge::CountActivities()
+{
+    QStringList on;
+    for (const Watched &run : runs_)
+        if (run.window.Running())
+            on.append(run.window.objectName());
+    if (program_.CapacityWindow().Running())
+        on.append(QStringLiteral("MesCapa"));
+    if (on.isEmpty())
+        return;
+    for (const QWidget *widget : QApplication::topLevelWidgets())
+        if ((widget->objectName() == QLatin1String("Rcourant") || widget->objectName() == QLatin1String("RglDech")) &&
+            widget->isVisible() && static_cast<const QMainWindow *>(widget)->centralWidget()->isEnabled())
+            on.append(widget->objectName());
+    if (on.size() > 1)
+        Accuse(QStringLiteral("two-at-once"), on.join(u' '));
 }
 
 void Judge::LookAtRuns()

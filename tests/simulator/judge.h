@@ -77,6 +77,7 @@ private:
     void Over(quint8 lines);
     void LookAtRuns();
     void LookAtOutputs();
+    void CountActivities();
     quint8 InUse() const;
     bool ByHand() const;
     bool Quiet(Clock::Duration length) const;

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QProcess>
+#include <QTemporaryDir>
 
 #include <cstdio>
 #include <map>
@@ -48,6 +49,8 @@ int main(int argc, char *argv[])
 
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen"); // what the tests reckon with
+    const QTemporaryDir home;                    // what the program keeps in its user's home is nobody else's
+    qputenv("HOME", home.path().toLocal8Bit());
     QApplication app(argc, argv);
     QApplication::setAttribute(Qt::AA_Use96Dpi);
     if (first.empty() || first.front() == '-')

@@ -328,6 +328,89 @@ private Q_SLOTS:
         QVERIFY(!house.ChargeOn());
     }
 
+    // ---- one thing at a time
+
+    void ARunBarsEveryOther_data()
+    {
+        QTest::addColumn<int>("first");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("charge") << 0 << QStringLiteral("Une charge est en cours, ");
+        QTest::newRow("discharge") << 1 << QStringLiteral("Une décharge est en cours, ");
+        QTest::newRow("capacity") << 2 << QStringLiteral("Une mesure de capacité est en cours, ");
+    }
+    void ARunBarsEveryOther()
+    {
+        QFETCH(int, first);
+        QFETCH(QString, name);
+        House house;
+        house.Load();
+        house.main.Link().ReconnectOnActivate = 0;
+        const Window *runs[] = {&house.main.ChargeWindow(), &house.main.DischargeWindow(),
+                                &house.main.CapacityWindow()};
+        const auto running = [&house] {
+            return int(house.main.ChargeWindow().Running()) + 2 * int(house.main.DischargeWindow().Running()) +
+                   4 * int(house.main.CapacityWindow().Running());
+        };
+        for (const char *button : {"cb_chargeur", "CbDechargeur", "CbCapa"})
+            house.Press(button);
+        house.main.DischargeWindow().findChild<QLineEdit *>(QStringLiteral("Text1"))->setText(QStringLiteral("6"));
+        house.Press("Cb_Reglage");
+        auto *menu = House::Named("Reglage")->findChild<QComboBox *>(QStringLiteral("SelRegl"));
+        House::Press(*runs[first], "CBstart");
+        Simulated().Run(5s);
+        QCOMPARE(running(), 1 << first);
+        for (const Window *other : runs) {
+            if (other == runs[first])
+                continue;
+            const QString state = other == runs[2] ? QString() : House::State(*other);
+            House::Press(*other, "CBstart");
+            QCOMPARE(BoxTexts().size(), 1);
+            QVERIFY2(BoxTexts().constFirst().startsWith(name), qPrintable(BoxTexts().constFirst()));
+            AnswerBoxes();
+            if (other != runs[2])
+                QCOMPARE(House::State(*other), state);
+        }
+        for (const int entry : {3, 4}) { // the calibrations with a current
+            menu->setCurrentIndex(entry);
+            QCOMPARE(BoxTexts().size(), 1);
+            QVERIFY(BoxTexts().constFirst().startsWith(name));
+            AnswerBoxes();
+        }
+        QVERIFY(!House::Named("Rcourant")->isVisible() && !House::Named("RglDech")->isVisible());
+        menu->setCurrentIndex(0); // the others are as they were
+        QVERIFY(House::Named("Temper")->isVisible());
+        QVERIFY(BoxTexts().isEmpty());
+        QCOMPARE(running(), 1 << first);
+        House::Press(*runs[first], "CBStop");
+        SOON(running() == 0 && !house.ChargeOn());
+        menu->setCurrentIndex(4);
+        QVERIFY(House::Named("RglDech")->isVisible());
+    }
+
+    void ACalibrationsCurrentBarsRuns()
+    {
+        House house;
+        house.Load();
+        house.main.Link().ReconnectOnActivate = 0;
+        house.Press("Cb_Reglage");
+        auto *menu = House::Named("Reglage")->findChild<QComboBox *>(QStringLiteral("SelRegl"));
+        menu->setCurrentIndex(4);
+        SOON(house.board.DischargeOn());
+        house.Press("cb_chargeur");
+        House::Press(house.main.ChargeWindow(), "CBstart");
+        QCOMPARE(BoxTexts(), QStringList(QStringLiteral(
+                                 "La fenêtre de réglage du courant de décharge est ouverte et laisse passer un "
+                                 "courant.\nFermez-la d'abord : les deux se disputeraient les sorties de la carte.")));
+        AnswerBoxes();
+        QVERIFY(!house.main.ChargeWindow().Running());
+        QCOMPARE(House::State(house.main.ChargeWindow()), QStringLiteral("Prêt"));
+        Simulated().Run(5s);
+        QVERIFY(!house.board.ChargeOn());
+        House::Press(*House::Named("RglDech"), "Btquit");
+        house.Charge();
+        QVERIFY(house.board.ChargeOn());
+    }
+
     // ---- the monitor
 
     void ACalibrationLeftForTheMonitorIsOffBeforeTheBoardStreams_data()

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QString>
+
+class QLabel;
+class QWidget;
+
+/// Words in red, out of sight at first.
+QLabel *RedWarning(const QString &text, QWidget *parent);
+
+/// Puts a warning at the right of the title line of a window's frame, where nothing moves when it appears.
+void PutOnTitleLine(QLabel *warning, QWidget *frame);

@@ -1,6 +1,7 @@
 #include "messages.h"
 
 #include <QApplication>
+#include <QPushButton>
 
 #include <cstdio>
 
@@ -22,11 +23,18 @@ void Print(const QString &text)
     std::fprintf(stderr, "%s\n", qUtf8Printable(text));
 }
 
-QMessageBox *Open(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text)
+QMessageBox *Make(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text,
+                  QMessageBox::StandardButtons buttons)
 {
-    auto *box = new QMessageBox(icon, title, text, QMessageBox::Ok, over);
+    auto *box = new QMessageBox(icon, title, text, buttons, over);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setWindowModality(Qt::NonModal); // a stop button stays within reach
+    return box;
+}
+
+QMessageBox *Open(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text)
+{
+    QMessageBox *const box = Make(over, icon, title, text, QMessageBox::Ok);
     box->show();
     return box;
 }
@@ -43,6 +51,24 @@ void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QSt
         Print(text);
     else if (!IsOpen(text))
         Open(over, icon, title, text);
+}
+
+QMessageBox *Ask(QWidget *over, const QString &title, const QString &text, const QStringList &answers,
+                 std::function<void(int)> answered)
+{
+    if (endOnConsole)
+        return nullptr;
+    QMessageBox *const box = Make(over, QMessageBox::Question, title, text, QMessageBox::NoButton);
+    QPushButton *last = nullptr;
+    for (const QString &answer : answers)
+        last = box->addButton(answer, &answer == &answers.back() ? QMessageBox::RejectRole : QMessageBox::ActionRole);
+    box->setDefaultButton(last);
+    box->setEscapeButton(last);
+    QObject::connect(box, &QMessageBox::buttonClicked, over, [answers, answered](const QAbstractButton *button) {
+        answered(static_cast<int>(answers.indexOf(button->text())));
+    });
+    box->show();
+    return box;
 }
 
 void ShowAndEnd(QWidget *over, const QString &title, const QString &text)

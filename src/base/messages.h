@@ -13,6 +13,11 @@ void UseConsole(std::function<void()> end);
 /// Shows a message box with one button; while a box with the same text is open, nothing more.
 void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text);
 
+/// Asks a question with these answers, the last of which is also that of the close box; `answered` is told the number
+/// of the answer. Null for runs that nobody watches: nobody would answer.
+QMessageBox *Ask(QWidget *over, const QString &title, const QString &text, const QStringList &answers,
+                 std::function<void(int)> answered);
+
 /// Names an error that ends the program, and ends it with status 1 as soon as the user has seen it.
 void ShowAndEnd(QWidget *over, const QString &title, const QString &text);
 } // namespace messages

@@ -187,8 +187,10 @@ void MesCapa::StopFor(const QString &cause)
 {
     if (!run_)
         return;
-    runnote::Add(run_->log ? run_->log->Path() : QString(), QStringLiteral("Arret : ") + cause);
-    Q_EMIT Stopping(cause);
+    if (!cause.isEmpty()) {
+        runnote::Add(run_->log ? run_->log->Path() : QString(), QStringLiteral("Arret : ") + cause);
+        Q_EMIT Stopping(cause);
+    }
     Start(Stop(cause));
 }
 

@@ -30,7 +30,7 @@ public:
     bool Running() const { return run_ != nullptr; }
 
     /// Ends a measurement that is under way as "Arret" does, and says why below its state and in a note beside the
-    /// result file.
+    /// result file. Without a cause it is the user's own stop.
     void StopFor(const QString &cause);
 
 Q_SIGNALS:

@@ -15,6 +15,12 @@ Activity::~Activity()
     std::erase(all_, this);
 }
 
+const Activity *Activity::On(const All &all)
+{
+    const auto on = std::ranges::find_if(all, [](const Activity *each) { return each->isOn_(); });
+    return on == all.end() ? nullptr : *on;
+}
+
 /// The calibration's menu leaves its windows open side by side: they do not bar each other.
 bool Activity::Bars(const Activity &fresh) const
 {

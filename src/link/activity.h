@@ -27,6 +27,12 @@ public:
     Activity &operator=(const Activity &) = delete;
     ~Activity();
 
+    /// The first of them that is on; null while none is.
+    static const Activity *On(const All &all);
+
+    Kind What() const { return kind_; }
+    const QString &Name() const { return name_; }
+
     /// Whether it cannot begin, because another one is on; tells the user so.
     bool IsBarred(QWidget *over, const QString &title) const;
 

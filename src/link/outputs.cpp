@@ -364,6 +364,13 @@ void Outputs::EndNow(const RunPtr &run, const Writes &writes)
     SendNow(run, writes);
 }
 
+void Outputs::EndRest()
+{
+    for (const RunPtr &run : WatchedRuns())
+        if (!run->over)
+            QueueEnd(run, run->off);
+}
+
 void Outputs::EndWatchedNow()
 {
     for (const RunPtr &run : WatchedRuns())

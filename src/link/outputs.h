@@ -68,6 +68,9 @@ public:
     /// The same for all that this program has to see off.
     void EndWatchedNow();
 
+    /// Ends what is watched and was not ended yet, behind what is queued.
+    void EndRest();
+
     /// A step that was under way when its run was ended is over: it may have left something undone.
     void StepOver(const RunPtr &run);
 

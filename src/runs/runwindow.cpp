@@ -273,8 +273,10 @@ void RunWindow::StopFor(const QString &cause)
 {
     if (!Running())
         return;
-    runnote::Add(logPath_, QStringLiteral("Arret : ") + cause);
-    Q_EMIT Stopping(cause);
+    if (!cause.isEmpty()) {
+        runnote::Add(logPath_, QStringLiteral("Arret : ") + cause);
+        Q_EMIT Stopping(cause);
+    }
     Start(Stop(cause));
 }
 

@@ -39,7 +39,8 @@ public:
     /// The log of the run, the last one if it is over.
     QString LogPath() const { return logPath_; }
 
-    /// Ends a run that is on as "Arret" does, and says why in the state and in a note beside the log.
+    /// Ends a run that is on as "Arret" does, and says why in the state and in a note beside the log. Without a cause
+    /// it is the user's own stop.
     void StopFor(const QString &cause);
 
 Q_SIGNALS:

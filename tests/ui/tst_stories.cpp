@@ -526,7 +526,8 @@ private Q_SLOTS:
         if (unplugged)
             house.board.Unplug();
         else
-            house.Press("CD_DECONNECT");
+            for (int i = 0; i < 2; ++i)
+                house.Press("CD_DECONNECT"); // it asks, and the user insists
         SOON(!house.main.SerialPort().PortOpen());
         Simulated().Run(2s);
         AnswerBoxes();

@@ -267,6 +267,12 @@ Task<void> Main::Reconnect()
 
 void Main::CD_DECONNECT_Click()
 {
+    if (!AsksBeforeLeaving([this](bool) { BeginDisconnecting(); }))
+        BeginDisconnecting();
+}
+
+void Main::BeginDisconnecting()
+{
     opensLater_ = nullptr;
     connecting_.Drop();
     timer1_.SetEnabled(false);
@@ -297,14 +303,15 @@ Task<void> Main::Disconnect()
 
 void Main::Mnuquitter_Click()
 {
-    quitting_.Start(Quit());
+    if (!AsksBeforeLeaving([this](bool stop) { quitting_.Start(Quit(stop)); }))
+        quitting_.Start(Quit(false));
 }
 
 /// Nothing is switched here. But a stop that was pressed just before is still told to the board.
-Task<void> Main::Quit()
+Task<void> Main::Quit(bool stop)
 {
     link_.outputs.LeaveAll();
-    Task<void> settled = link_.outputs.Settled();
+    Task<void> settled = stop ? link_.outputs.Confirmed() : link_.outputs.Settled();
     co_await settled;
     Task<void> sent = com_.Sent();
     co_await sent;
@@ -313,8 +320,8 @@ Task<void> Main::Quit()
 
 void Main::closeEvent(QCloseEvent *event)
 {
-    event->accept();
     Mnuquitter_Click();
+    event->setAccepted(!question_);
 }
 
 void Main::Failed(std::exception_ptr thrown)
@@ -350,6 +357,34 @@ void Main::StopAll(const QString &cause)
 {
     StopRuns(cause);
     calibration_.StopCurrents();
+    link_.outputs.EndRest();
+}
+
+/// A way out while something is on asks once what is to become of it, and is taken when that is answered. False when
+/// there is nothing to ask, or the user insists. `leave` is told whether what was on is being stopped.
+bool Main::AsksBeforeLeaving(std::function<void(bool)> leave)
+{
+    if (question_) {
+        question_->close();
+        return false;
+    }
+    const Activity *const on = Activity::On(link_.activities);
+    if (!on)
+        return false;
+    const bool run = on->What() == Activity::Kind::Run;
+    question_ = messages::Ask(
+        this, windowTitle(),
+        run ? QStringLiteral("%1 est en cours, et c'est le programme qui la termine.").arg(on->Name())
+            : QStringLiteral("%1 est ouverte et laisse passer un courant.").arg(on->Name()),
+        {run ? QStringLiteral("Arrêter la ") + on->Name().section(u' ', 1) : QStringLiteral("Arrêter le courant"),
+         run ? QStringLiteral("La laisser") : QStringLiteral("Le laisser"), QStringLiteral("Annuler")},
+        [this, leave](int answer) {
+            if (answer == 0)
+                StopAll({});
+            if (answer < 2)
+                leave(answer == 0);
+        });
+    return question_ != nullptr;
 }
 
 /// The monitor keeps the line, and a run that is not watched does not end.

@@ -17,6 +17,8 @@
 
 #include <QLabel>
 #include <QMainWindow>
+#include <QMessageBox>
+#include <QPointer>
 
 #include <memory>
 
@@ -83,12 +85,14 @@ private:
     Task<void> Cut();
     Task<void> Reconnect();
     Task<void> ConnectAgain();
+    void BeginDisconnecting();
     Task<void> Disconnect();
-    Task<void> Quit();
+    Task<void> Quit(bool stop);
     void Cb_Reconnect_Click();
     void CD_DECONNECT_Click();
     void CbMoni_Click();
     bool RunIsOn() const;
+    bool AsksBeforeLeaving(std::function<void(bool)> leave);
     void Mnuquitter_Click();
     void Failed(std::exception_ptr thrown);
 
@@ -103,6 +107,7 @@ private:
     Handlers cutting_;
     Unwatched unwatched_{link_};
     bool guardMissing_ = false;
+    QPointer<QMessageBox> question_;     ///< what is to become of that which is on
     std::vector<WarningStrip *> strips_; ///< of all windows that were ever opened
     QLabel *streams_ = new QLabel(QStringLiteral("La carte émet : session à rouvrir"), this);
     Window *opensLater_ = nullptr; ///< once the session is there

@@ -141,9 +141,13 @@ void Exchanges::SendUnanswered(const QByteArray &request, Reply reply, std::func
             done(false);
         return;
     }
-    if (held_) {
+    if (held_ || draining_) {
         com_.Output(request); // who holds the line reads it all, or leaves it to those behind him
         LeaveDoubt();
+        if (draining_) {
+            clearing_ = false;
+            quiet_.Start(drainLength_);
+        }
         if (done)
             done(false);
         return;

@@ -200,7 +200,7 @@ public:
     bool IsUndisturbed() const;
 
     /// Whether it is uncertain at the moment whose the answers are that come.
-    bool Doubtful() const { return overtaken_; }
+    bool Doubtful() const { return overtaken_ || clearing_; }
 
     /// Whether nothing is owed and nobody waits.
     bool Idle() const { return owed_.empty() && waiting_.empty() && !draining_ && !held_; }

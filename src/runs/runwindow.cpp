@@ -7,6 +7,7 @@
 #include "unconfirmed.h"
 
 #include <QCloseEvent>
+#include <QFileInfo>
 
 using namespace measurement;
 
@@ -145,7 +146,8 @@ Task<bool> RunWindow::BeginRun(RunPtr run)
         if (!wanted())
             co_return false;
         run->log.emplace(kind_.logPrefix, kind_.logHeader);
-        logPath_ = run->log->Path();
+        logPath_ = QFileInfo(run->log->Path()).absoluteFilePath();
+        Q_EMIT LogOpened();
         for (const Outputs::Write &write : kind_.start) {
             Task<void> sending = link_.outputs.Send(run->outputs, write.reg, write.value, wanted);
             co_await sending;

@@ -35,13 +35,15 @@ public:
     /// Whether a run is on whose end this program has to see.
     bool Running() const { return run_ && run_->phase == Phase::Running; }
 
-    /// The log of the run, the last one if it is over.
+    /// The log of the run, the last one if it is over; its full path, as others change the current folder.
     QString LogPath() const { return logPath_; }
 
     /// Sends the stop's writes without waiting for the board's answers.
     void SwitchOffUnanswered();
 
 Q_SIGNALS:
+    /// The log of a new run was opened; one of the same name is gone.
+    void LogOpened();
     /// The board was told to begin.
     void Started();
     void Recorded(const RunRecord &record);

@@ -1,6 +1,5 @@
 #include "judge.h"
 
-#include <QFileInfo>
 #include <QLabel>
 
 namespace {
@@ -65,22 +64,20 @@ Judge::Judge(Main &program, MemoryPort &port, FaultyBoard &board, Counts &counts
     for (Watched &run : runs_) {
         connect(&run.window, &RunWindow::Recorded, this, [this, &run] {
             run.gotOn = Clock::Current().Now();
-            Recorded(run);
+            ++counts_.records;
+            ++records_[run.window.LogPath()];
         });
-        connect(&run.window, &RunWindow::Started, this, [this, &run] {
-            run.log = QFileInfo(run.window.LogPath()).absoluteFilePath();
-            records_[run.log] = 0;
-        });
-        // The discharge line is the charge's only while it is on; a stop without a run leaves it alone.
-        const auto over = [this, &run] { Over(run.running ? run.lines : run.lines & run.stops); };
+        // Within a minute the next run's log has the same name, and takes the place of the one before.
+        connect(&run.window, &RunWindow::LogOpened, this, [this, &run] { records_[run.window.LogPath()] = 0; });
+        // What was on before a run, and was left alone by it, is none of its own.
+        const auto over = [this, &run] { Over(run.stops | std::exchange(run.switched, quint8(0))); };
         connect(&run.window, &RunWindow::Ended, this, over);
         connect(&run.window, &RunWindow::Stopped, this, over);
     }
-    for (const auto done : {&MesCapa::Stopped, &MesCapa::Aborted})
-        connect(&program.CapacityWindow(), done, this, [this] {
-            if (measuring_)
-                Over(Charge | Discharge | Power);
-        });
+    const auto measured = [this] { Over(std::exchange(measureSwitched_, quint8(0))); };
+    connect(&program.CapacityWindow(), &MesCapa::Ended, this, measured);
+    connect(&program.CapacityWindow(), &MesCapa::Stopped, this, measured);
+    connect(&program.CapacityWindow(), &MesCapa::Aborted, this, measured);
 }
 
 void Judge::Accuse(const QString &name, const QString &detail)
@@ -157,7 +154,15 @@ void Judge::Sent(const QByteArray &bytes)
                        (at(1) == flashBlock || at(1) == booster || bytes.size() == 2 + ParameterCount(at(1)));
     if (!greeting && !whole)
         Accuse(QStringLiteral("torn-request"), QString::fromLatin1(bytes.toHex(' ')));
-    if (!greeting && bytes.size() == 3 && at(2) == 1 && (LineBit(at(1)) & over_ & ~InUse()) && !ByHand())
+    if (greeting || bytes.size() != 3)
+        return;
+    const quint8 line = LineBit(at(1));
+    for (Watched &run : runs_)
+        if (run.window.Running())
+            run.switched |= line & run.lines;
+    if (program_.CapacityWindow().Running())
+        measureSwitched_ |= line;
+    if (at(2) == 1 && (line & over_ & ~InUse()) && !ByHand())
         Accuse(QStringLiteral("switched-on-after-the-end"), QString::fromLatin1(bytes.toHex(' ')));
 }
 
@@ -171,12 +176,6 @@ void Judge::Answered(const Question &question, const QByteArray &data)
     else if (!Streamed())
         Accuse(QStringLiteral("foreign-answer"),
                QString::fromLatin1(question.request.toHex(' ') + " was answered by " + data.toHex(' ')));
-}
-
-void Judge::Recorded(const Watched &run)
-{
-    ++counts_.records;
-    ++records_[run.log];
 }
 
 void Judge::CountRecords()
@@ -246,7 +245,9 @@ void Judge::LookAtRuns()
 void Judge::LookAtOutputs()
 {
     if (ByHand()) {
-        over_ = 0;
+        over_ = measureSwitched_ = 0;
+        for (Watched &run : runs_)
+            run.switched = 0;
         return;
     }
     if (!over_ || !Quiet(settled) || Clock::Current().Now() - overSince_ < settled ||

@@ -63,7 +63,7 @@ private:
         quint8 lines; ///< bits of those that it switches on
         quint8 stops; ///< of those that a stop switches off
         bool running = false;
-        QString log{}; ///< its path
+        quint8 switched = 0; ///< of those that its runs have written since one was over last
         Clock::Duration gotOn{};
         std::optional<Clock::Duration> stopPressed{};
     };
@@ -73,7 +73,6 @@ private:
 
     void Sent(const QByteArray &bytes);
     void Answered(const Question &question, const QByteArray &data);
-    void Recorded(const Watched &run);
     void Over(quint8 lines);
     void LookAtRuns();
     void LookAtOutputs();
@@ -89,7 +88,8 @@ private:
     Ledger ledger_;
     std::vector<Watched> runs_; ///< stays as it is made
     bool measuring_ = false;
-    quint8 over_ = 0; ///< lines that the runs which are over have to have switched off
+    quint8 measureSwitched_ = 0; ///< lines that a capacity measurement has written since one was over last
+    quint8 over_ = 0;            ///< lines that the runs which are over have to have switched off
     Clock::Duration overSince_{};
     bool portOpen_ = false;
     Clock::Duration disturbed_{};

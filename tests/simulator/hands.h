@@ -12,8 +12,8 @@ class QWidget;
 class Hands
 {
 public:
-    /// `files`: what file dialogs are answered with.
-    explicit Hands(QStringList files) : files_(std::move(files)) {}
+    /// `files`: what file dialogs are answered with, by their names in `folder`.
+    Hands(QString folder, QStringList files) : folder_(std::move(folder)), files_(std::move(files)) {}
 
     /// Something that can be done now, anywhere or, if a window is given, on the way to it and in it.
     Act Choose(Dice &dice, const QString &window) const;
@@ -29,5 +29,6 @@ public:
     static QList<QWidget *> Windows();
 
 private:
+    QString folder_;
     QStringList files_;
 };

@@ -1,5 +1,7 @@
 #include "judge.h"
 
+#include <QFileDialog>
+#include <QFileInfo>
 #include <QLabel>
 
 namespace {
@@ -70,11 +72,17 @@ Judge::Judge(Main &program, MemoryPort &port, FaultyBoard &board, Counts &counts
         // Within a minute the next run's log has the same name, and takes the place of the one before.
         connect(&run.window, &RunWindow::LogOpened, this, [this, &run] { records_[run.window.LogPath()] = 0; });
         // What was on before a run, and was left alone by it, is none of its own.
-        const auto over = [this, &run] { Over(run.stops | std::exchange(run.switched, quint8(0))); };
-        connect(&run.window, &RunWindow::Ended, this, over);
-        connect(&run.window, &RunWindow::Stopped, this, over);
+        const auto over = [this, &run](Clock::Duration since) {
+            Over(run.stops | std::exchange(run.switched, quint8(0)), since);
+        };
+        connect(&run.window, &RunWindow::Ended, this, [over] { over(Clock::Current().Now()); });
+        connect(&run.window, &RunWindow::Stopped, this,
+                [&run, over] { over(run.stopPressed.value_or(Clock::Current().Now())); });
     }
-    const auto measured = [this] { Over(std::exchange(measureSwitched_, quint8(0))); };
+    const auto measured = [this] {
+        Over(std::exchange(measureSwitched_, quint8(0)),
+             std::exchange(measureStopPressed_, {}).value_or(Clock::Current().Now()));
+    };
     connect(&program.CapacityWindow(), &MesCapa::Ended, this, measured);
     connect(&program.CapacityWindow(), &MesCapa::Stopped, this, measured);
     connect(&program.CapacityWindow(), &MesCapa::Aborted, this, measured);
@@ -95,6 +103,10 @@ void Judge::Note(const Act &act)
     }
     if (act.target == QLatin1String("SelRegl") || act.target == QLatin1String("CBEtat"))
         over_ = 0; // windows that switch lines themselves
+    if (ByHand())
+        byHand_ = Clock::Current().Now();
+    if (act.window == program_.CapacityWindow().objectName() && act.target == QLatin1String("CBStop"))
+        measureStopPressed_ = Clock::Current().Now();
     for (Watched &run : runs_) {
         if (act.window != run.window.objectName())
             continue;
@@ -178,6 +190,23 @@ void Judge::Answered(const Question &question, const QByteArray &data)
                QString::fromLatin1(question.request.toHex(' ') + " was answered by " + data.toHex(' ')));
 }
 
+void Judge::LookForGrowth(int alarms)
+{
+    constexpr int some = 50;
+    int objects = 0;
+    for (const QWidget *window : QApplication::topLevelWidgets()) {
+        const auto within = static_cast<int>(window->findChildren<QObject *>().size());
+        // A window makes its file dialog when it is first asked for, and keeps it.
+        objects += qobject_cast<const QFileDialog *>(window) ? -within - 1 : within;
+    }
+    if (!objects_)
+        objects_ = objects;
+    if (objects > *objects_ + some || alarms > some)
+        Accuse(
+            QStringLiteral("grows"),
+            QStringLiteral("%1 objects, at first %2, and %3 alarms at rest").arg(objects).arg(*objects_).arg(alarms));
+}
+
 void Judge::CountRecords()
 {
     if (diskFault_)
@@ -187,8 +216,10 @@ void Judge::CountRecords()
         const bool there = file.open(QIODevice::ReadOnly);
         const qsizetype lines = there ? file.readAll().count('\n') : 0;
         if (lines < log.value() + logHeaderLines)
-            Accuse(QStringLiteral("lost-records"),
-                   QStringLiteral("%1 records, %2 lines in %3").arg(log.value()).arg(lines).arg(log.key()));
+            Accuse(QStringLiteral("lost-records"), QStringLiteral("%1 records, %2 lines in %3")
+                                                       .arg(log.value())
+                                                       .arg(lines)
+                                                       .arg(QFileInfo(log.key()).fileName()));
     }
 }
 
@@ -197,10 +228,11 @@ bool Judge::Streamed() const
     return streamed_ != Clock::Duration::zero() && Clock::Current().Now() - streamed_ < suspicion;
 }
 
-/// A board that streams hears nothing, which the program does not know until it greets it.
-void Judge::Over(quint8 lines)
+/// A board that streams hears nothing, which the program does not know until it greets it. And a window that is closed
+/// behind the press of a stop may switch on what it leaves behind.
+void Judge::Over(quint8 lines, Clock::Duration since)
 {
-    if (Streamed())
+    if (Streamed() || byHand_ >= since)
         return;
     over_ |= static_cast<quint8>(lines & ~InUse());
     overSince_ = Clock::Current().Now();

@@ -172,6 +172,18 @@ private Q_SLOTS:
         QVERIFY2(told.isEmpty(), told.constData());
     }
 
+    void AWindowThatIsClosedBehindAStopMaySwitchOn()
+    {
+        const std::vector<Act> acts{
+            Click(10s, "Main", "Cb_Reglage"),
+            {20s, QStringLiteral("choose"), QStringLiteral("Reglage"), QStringLiteral("SelRegl"), QStringLiteral("5")},
+            Click(30s, "Main", "CbDechargeur"),
+            Click(50s, "Dechargeur", "CBStop"),
+            {50s, QStringLiteral("close"), QStringLiteral("RegLIPO"), {}, {}}};
+        const QByteArray told = Told(World(Seed(30257)).Replay(acts, 60s));
+        QVERIFY2(told.isEmpty(), told.constData());
+    }
+
     void TheLogOfTheSameMinuteTakesThePlaceOfTheOneBefore()
     {
         const std::vector<Act> acts{Click(7460ms, "Main", "cb_chargeur"), Click(7464ms, "Chargeur", "CBstart"),
@@ -248,6 +260,18 @@ private Q_SLOTS:
         Court court;
         court.port->Send(Request(15));
         QCOMPARE(court.Verdict(), QStringLiteral("torn-request"));
+    }
+
+    void WhatBecomesMoreFromRestToRestGrows()
+    {
+        Court court;
+        court.judge.LookForGrowth(0);
+        court.judge.LookForGrowth(20);
+        QVERIFY(!court.judge.Verdict());
+        for (int i = 0; i < 100; ++i)
+            new QObject(&court.program);
+        court.judge.LookForGrowth(0);
+        QCOMPARE(court.Verdict(), QStringLiteral("grows"));
     }
 
     void TheShortestStoryKeepsWhatItNeeds()

@@ -32,7 +32,7 @@ void LimitFiles(rlim_t bytes)
     setrlimit(RLIMIT_FSIZE, &limit);
 }
 
-/// What a user may hand to a file dialog: some good, some not.
+/// What a user may hand to a file dialog: some good, some not. Their names, as the folder has another each time.
 QStringList MakeFiles(const QString &folder)
 {
     const QDir data(QStringLiteral(TEST_DATA));
@@ -40,16 +40,16 @@ QStringList MakeFiles(const QString &folder)
     for (const char *name :
          {"hex/slave-protected.HEX", "hex/master-whole.HEX", "hex/no-end.HEX", "hex/wrong-checksums.HEX",
           "profiles/types.ESV", "profiles/types_short.ESV", "profiles/image.ESV", "profiles/empty.ESV"}) {
-        const QString copy = folder + u'/' + QString::fromLatin1(name).section(u'/', 1);
-        if (!QFile::copy(data.filePath(QLatin1String(name)), copy))
+        const QString copy = QString::fromLatin1(name).section(u'/', 1);
+        if (!QFile::copy(data.filePath(QLatin1String(name)), folder + u'/' + copy))
             qFatal("%s is missing", name);
         files.append(copy);
     }
     QFile huge(folder + QStringLiteral("/huge.HEX"));
     if (!huge.open(QIODevice::WriteOnly) || !huge.resize(hugeFile)) // of nothing: takes no room on the disk
         qFatal("no room for %s", qPrintable(huge.fileName()));
-    files << huge.fileName() << folder + QStringLiteral("/missing.HEX") << folder + QStringLiteral("/new.ESV")
-          << folder + QStringLiteral("/no/such/folder.ESV") << folder;
+    files << QStringLiteral("huge.HEX") << QStringLiteral("missing.HEX") << QStringLiteral("new.ESV")
+          << QStringLiteral("no/such/folder.ESV") << QStringLiteral(".");
     return files;
 }
 
@@ -75,15 +75,17 @@ QString Outcome::Text() const
 
 const QStringList &World::FaultKinds()
 {
-    static const QStringList kinds{QStringLiteral("lost"),  QStringLiteral("added"),   QStringLiteral("changed"),
-                                   QStringLiteral("late"),  QStringLiteral("silent"),  QStringLiteral("cut"),
-                                   QStringLiteral("noise"), QStringLiteral("restart"), QStringLiteral("unplug"),
-                                   QStringLiteral("disk"),  QStringLiteral("folder"),  QStringLiteral("clock"),
-                                   QStringLiteral("stall"), QStringLiteral("kill")};
+    static const QStringList kinds{QStringLiteral("lost"),   QStringLiteral("added"),   QStringLiteral("changed"),
+                                   QStringLiteral("late"),   QStringLiteral("silent"),  QStringLiteral("cut"),
+                                   QStringLiteral("noise"),  QStringLiteral("restart"), QStringLiteral("unplug"),
+                                   QStringLiteral("disk"),   QStringLiteral("folder"),  QStringLiteral("clock"),
+                                   QStringLiteral("stall"),  QStringLiteral("kill"),    QStringLiteral("freeze"),
+                                   QStringLiteral("rename"), QStringLiteral("stranger")};
     return kinds;
 }
 
-World::World(const Order &order) : order_(order), dice_(order.seed * 2 + 1), hands_(MakeFiles(folder_.path()))
+World::World(const Order &order)
+    : order_(order), dice_(order.seed * 2 + 1), hands_(folder_.path(), MakeFiles(folder_.path()))
 {
     std::signal(SIGXFSZ, SIG_IGN); // a full disk is an error of the write
     QDir().mkpath(folder_.filePath(QStringLiteral("work")));
@@ -180,7 +182,12 @@ Act World::ChooseFault()
     if (fault.window == QLatin1String("noise"))
         for (int left = 1 + dice_.Below(5); left > 0; --left)
             fault.value += QStringLiteral("%1").arg(dice_.Below(256), 2, 16, QLatin1Char('0'));
-    if (fault.window == QLatin1String("unplug"))
+    if (fault.window == QLatin1String("freeze")) {
+        fault.target = QString::number(dice_.Below(8));
+        fault.value = Milliseconds(dice_.Time(50ms, 12s));
+    }
+    if (fault.window == QLatin1String("unplug") || fault.window == QLatin1String("rename") ||
+        fault.window == QLatin1String("stranger"))
         fault.value = Milliseconds(dice_.Time(10ms, 1min));
     if (fault.window == QLatin1String("clock"))
         fault.value = Milliseconds(dice_.Time(1s, 48h) * (dice_.Chance(0.5) ? 1 : -1));
@@ -332,12 +339,19 @@ void World::Strike(const Act &fault)
         LimitFiles(RLIM_INFINITY);
         board_.SwitchOn({QStringLiteral("--seed"), QString::number(order_.seed), QStringLiteral("--memory"),
                          folder_.filePath(QStringLiteral("memory"))});
-    } else if (kind == QLatin1String("unplug")) {
+    } else if (kind == QLatin1String("freeze"))
+        board_.FreezeAfter(fault.target.toInt(), length);
+    else if (kind == QLatin1String("unplug") || kind == QLatin1String("rename") || kind == QLatin1String("stranger")) {
         port_->Unplug();
         unplugged_ = true;
         Await([] { return false; }, length);
+        if (kind == QLatin1String("stranger")) {
+            port_->PlugStranger();
+            Await([] { return false; }, length);
+            port_->Unplug();
+        }
         unplugged_ = false;
-        port_->Plug();
+        port_->Plug(kind == QLatin1String("rename") ? QStringLiteral("another") : QString());
     } else if (kind == QLatin1String("disk"))
         LimitFiles(0);
     else if (kind == QLatin1String("folder")) {
@@ -400,4 +414,5 @@ void World::Heal()
     };
     if (!ended() && !Await(idle, 30s))
         judge_->Accuse(QStringLiteral("waits-for-ever"), QStringLiteral("after a new connection"));
+    judge_->LookForGrowth(clock_.Due());
 }

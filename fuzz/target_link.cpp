@@ -61,7 +61,7 @@ public:
             (answer.size() > 1 ? partLost : wholeLost) = true;
             answer.chop(1);
         }
-        late = late || delay + gap > Exchanges::quiet / 2;
+        late += (delay > Exchanges::quiet / 2) + (answer.size() > 1 && gap > Exchanges::quiet / 2);
         ready_ = std::max(ready_, Clock::Current().Now()) + 1ms + std::exchange(delay, Clock::Duration::zero());
         for (const char byte : answer) {
             due_.emplace_back(ready_, byte);
@@ -86,7 +86,7 @@ public:
 
     bool partLost = false; ///< of some answer
     bool wholeLost = false;
-    bool late = false; ///< some answer, by more than what the line is drained for
+    int late = 0; ///< how often one was so late that it may come behind a drain
 
 private:
     void Next()
@@ -160,9 +160,13 @@ private:
         return runner_.Idle() && doomed_.Idle() && program_.closing.Idle() && program_.link.line.Idle();
     }
 
-    /// Answers carry no name: what was invented passes for one, and so does a late one that was given up, or the next
-    /// one after a loss among conversations that go on side by side.
-    bool IsCertain() const { return !invented_ && !board_.partLost && !(board_.late && givenUp_); }
+    /// Answers carry no name: what was invented passes for one; so does what is late and was given up, when the board
+    /// was late before, or was prompt until then as far as anybody knew.
+    bool IsCertain() const
+    {
+        return !invented_ && !board_.partLost && !(board_.late > 1 && givenUp_) &&
+               !(board_.late > 0 && givenUpBlindly_);
+    }
 
     void Do(int what, int how)
     {
@@ -182,6 +186,7 @@ private:
             const Subject subject{kind, Name(), 0};
             const Wanted wanted(wanted_, subject.name);
             ++unanswered_;
+            givenUpBlindly_ = givenUpBlindly_ || program_.link.line.IsHeld();
             program_.link.line.SendUnanswered(subject.Bytes(), subject.Form(), [this](bool) { ++told_; });
             break;
         }
@@ -225,7 +230,7 @@ private:
 
     void Plug(int how)
     {
-        givenUp_ = true;
+        givenUp_ = givenUpBlindly_ = true;
         switch (how % 4) {
         case 0:
             program_.port->Unplug();
@@ -247,7 +252,6 @@ private:
     static Task<void> Ask(Line *line, quint8 name, quint8 kind, int questions, Exchanges::Overtaking overtaking)
     {
         const Wanted wanted(line->wanted_, name);
-        line->severalQuestions_ = line->severalQuestions_ || questions > 1;
         Exchanges::Conversation conversation;
         conversation.overtaking = overtaking;
         conversation.next = [name, kind, questions](int number) -> std::optional<Question> {
@@ -289,9 +293,9 @@ private:
     int unanswered_ = 0; ///< requests that nobody waits for
     int told_ = 0;       ///< of these, whose fate was told
     bool invented_ = false;
-    bool severalQuestions_ = false; ///< in one conversation
     bool givenUp_ = false; ///< answers may have been, when the port was closed or somebody wanted the line for himself
-    Runner runner_;        ///< its coroutines end before all else does
+    bool givenUpBlindly_ = false; ///< not because of a silence: by a closing, or asked while somebody held the line
+    Runner runner_;               ///< its coroutines end before all else does
     Runner doomed_;
 };
 } // namespace

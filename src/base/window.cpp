@@ -26,7 +26,7 @@ Window::Window(const QString &name)
 
 void Window::Open()
 {
-    if (!isVisible() && mayOpen && !mayOpen(*this))
+    if (!isVisible() && opensNow && !opensNow(*this))
         return;
     if (!isVisible()) {
         if (!MayOpen())

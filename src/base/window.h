@@ -22,7 +22,7 @@ public:
     void Open();
 
     /// Asked before a window opens that is not open; false keeps it closed for now. To be set by who keeps the windows.
-    static inline std::function<bool(Window &)> mayOpen;
+    static inline std::function<bool(Window &)> opensNow;
 
     /// Puts the window in the middle of its screen.
     void Centre();

@@ -11,8 +11,8 @@ constexpr int mostTrials = 4;     // of a board that is slow, not late
 Exchanges::Exchanges(Com &com, Session &session)
     : com_(com), session_(session), quiet_([this] {
         draining_ = false;
-        if (std::exchange(clearing_, false) && (prompt_ || ++trials_ == mostTrials))
-            HeardOut();
+        if (std::exchange(clearing_, false))
+            Believe();
         Decide();
     })
 {
@@ -153,9 +153,13 @@ void Exchanges::SendUnanswered(const QByteArray &request, Reply reply, std::func
             done(false);
         return;
     }
-    if (held_) {
+    if (held_ || draining_) {
         com_.Output(request); // who holds the line reads it all, or leaves it to those behind him
         LeaveDoubt();
+        if (draining_) {
+            clearing_ = false;
+            quiet_.Start(drainLength_);
+        }
         if (done)
             done(false);
         return;
@@ -216,20 +220,21 @@ Exchanges::Owed *Exchanges::Oldest()
 void Exchanges::Listen()
 {
     if (draining_ && com_.InBufferCount() > 0) {
-        com_.KeepNewest(0);
+        DropInput();
         if (drainBegan_.Elapsed() < longestDrain)
             quiet_.Start(drainLength_);
     }
-    if ((doubtful_ || cut_) && !held_ && !owed_.empty() && com_.InputWaits()) {
-        const auto cut = std::exchange(cut_, {});
-        if (cut && !doubtful_ && Clock::Current().Now() - owed_.front().sent >= quiet) {
+    if ((doubtful_ || probation_) && !held_ && !owed_.empty() && com_.InputWaits()) {
+        const auto since = std::exchange(probation_, {});
+        if (since && !doubtful_ && Clock::Current().Now() - owed_.front().sent >= quiet) {
             doubtful_ = true; // the board has become slow: this may be what was asked for before
-            doubtSince_ = *cut;
+            doubtSince_ = *since;
         }
         if (doubtful_) {
             LookAtTrial();
             return;
         }
+        trials_ = 0;
     }
     while (!held_ && Oldest() && com_.InputWaits() && ReceiveByte()) {
         Owed &owed = *Oldest();
@@ -424,12 +429,27 @@ void Exchanges::LeaveDoubt()
 }
 
 /// The board speaks again. It answers in order, and what follows is no later than this: once it has paused for as long,
-/// everything has come that was late. When it was prompt besides, what comes then answers what is asked then.
+/// and has said no less than what was asked last, everything has come that was late. When it was prompt besides, what
+/// comes then answers what is asked then.
 void Exchanges::LookAtTrial()
 {
     clearing_ = true;
+    unheard_ = 0;
+    for (const Owed &owed : owed_)
+        unheard_ += owed.question.reply.length + (owed.framed ? 0 : 1);
     prompt_ = Clock::Current().Now() - owed_.front().sent < quiet;
     AskLater(std::clamp<Clock::Duration>(Clock::Current().Now() - doubtSince_, quiet, longestDrain));
+}
+
+/// What was late has come, if the board is prompt and stays so. One that is always slow is not late.
+void Exchanges::Believe()
+{
+    if (prompt_ && unheard_ <= 0) {
+        doubtful_ = false;
+        probation_ = doubtSince_;
+    } else if (++trials_ == mostTrials) {
+        HeardOut();
+    }
 }
 
 /// Whoever is owed an answer asks again once the line has been quiet for so long.
@@ -452,9 +472,15 @@ void Exchanges::AskLater(Clock::Duration quietFor)
             owed.done(false);
 }
 
+void Exchanges::DropInput()
+{
+    unheard_ -= com_.InBufferCount();
+    com_.KeepNewest(0);
+}
+
 void Exchanges::Drain(Clock::Duration length)
 {
-    com_.KeepNewest(0);
+    DropInput();
     draining_ = true;
     drainBegan_.Restart();
     drainLength_ = length;
@@ -524,10 +550,10 @@ void Exchanges::SetState(State state)
         if (!owed_.empty()) {
             answerDue_ = true;
             ++disturbances_;
-            if (!prompt_ || overtaken_ || Silence() >= patience)
+            if (!prompt_ || overtaken_ || Silence() >= quiet)
                 LeaveDoubt();
-            else if (!cut_) // the answers are here once the line has been quiet for a moment, if it goes on like that
-                cut_ = owed_.front().sent;
+            else if (!probation_) // the answers are here once the line has been quiet for a moment
+                probation_ = owed_.front().sent;
             AskLater(quiet);
         }
         Q_EMIT Unusable();

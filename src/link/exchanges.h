@@ -190,6 +190,7 @@ public:
     void HeardOut()
     {
         doubtful_ = false;
+        probation_.reset();
         trials_ = 0;
     }
 
@@ -204,7 +205,7 @@ public:
     bool IsUndisturbed() const;
 
     /// Whether it is uncertain at the moment whose the answers are that come.
-    bool Doubtful() const { return overtaken_; }
+    bool Doubtful() const { return overtaken_ || clearing_; }
 
     /// Whether nothing is owed and nobody waits.
     bool Idle() const { return owed_.empty() && waiting_.empty() && !draining_ && !held_; }
@@ -266,7 +267,9 @@ private:
     void LookForLoss();
     void VoidAll();
     void LookAtTrial();
+    void Believe();
     void AskLater(Clock::Duration quietFor);
+    void DropInput();
     void Drain(Clock::Duration length);
     void EndHold();
     void Decide();
@@ -283,10 +286,11 @@ private:
     bool overtaken_ = false; ///< answers are held back until all that is owed has come
     bool company_ = false;   ///< some request was sent while another answer was owed
     bool draining_ = false;
-    bool answerDue_ = false;             ///< to what was owed when the port was closed or lost
-    std::optional<Clock::Duration> cut_; ///< when the first was asked for that a closing cut, until the board speaks
-    bool prompt_ = true;                 ///< the last answer came at once
-    bool clearing_ = false;              ///< that sign has come, and what follows it is drained
+    bool answerDue_ = false;                   ///< to what was owed when the port was closed or lost
+    std::optional<Clock::Duration> probation_; ///< when the first was asked for of what has come if the board is prompt
+    bool prompt_ = true;                       ///< the last answer came at once
+    bool clearing_ = false;                    ///< that sign has come, and what follows it is drained
+    int unheard_ = 0;                          ///< bytes that are due before the drain behind it is over
     int trials_ = 0;
     Clock::Duration doubtSince_{}; ///< when the first of those was asked for that were given up
     bool doubtful_ = false; ///< answers that were given up may still come: the next answer is only a sign of life

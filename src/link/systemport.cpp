@@ -80,9 +80,17 @@ QString SystemPort::PathOf(const QString &name)
 
 void SystemPort::Open(const QString &name, const LineSettings &settings)
 {
-    const QString path = PathOf(name);
+    const QString asked = PathOf(name);
     Use(settings);
-    const int descriptor = OpenDevice(path);
+    // The adapter that had this name is wanted, also when it was unplugged since and has another now.
+    QString path = asked;
+    int descriptor = -1;
+    if (asked == asked_)
+        for (const QString &same : PathsOfSame())
+            if (descriptor < 0)
+                descriptor = OpenDevice(path = same);
+    if (descriptor < 0)
+        descriptor = OpenDevice(path = asked);
     if (descriptor < 0) {
         const int reason = errno;
         QString text =
@@ -96,6 +104,7 @@ void SystemPort::Open(const QString &name, const LineSettings &settings)
         throw PortError(text); // a device that was lost is looked for all the same
     }
     Close();
+    asked_ = asked;
     path_ = path;
     identity_ = IdentityOf(path);
     Adopt(descriptor);
@@ -288,8 +297,8 @@ SystemPort::Identity SystemPort::IdentityOf(const QString &path)
     return identity;
 }
 
-/// Whether the device that has this path now is the one that was lost.
-bool SystemPort::IsLostDevice(const QString &path) const
+/// Whether the device that has this path now is the one that was open last.
+bool SystemPort::IsSameDevice(const QString &path) const
 {
     const Identity found = IdentityOf(path);
     if (!identity_.adapter.isEmpty())
@@ -297,18 +306,25 @@ bool SystemPort::IsLostDevice(const QString &path) const
     return identity_.link ? found.link : identity_.number != 0 && found.number == identity_.number;
 }
 
-/// Opens the lost device if it is back: under its own name or, as an adapter with a serial number, under any.
+/// Where that device is: under its own name or, as an adapter with a serial number, under any.
+QStringList SystemPort::PathsOfSame() const
+{
+    QStringList paths{path_};
+    if (!identity_.adapter.isEmpty() && !identity_.adapter.endsWith(u':'))
+        for (const QSerialPortInfo &info : QSerialPortInfo::availablePorts())
+            paths.append(info.systemLocation());
+    paths.removeIf([this](const QString &path) { return !IsSameDevice(path); });
+    return paths;
+}
+
+/// Opens the lost device if it is back.
 void SystemPort::LookAgain()
 {
     if (!lost_)
         return;
     look_.Start(lookAgain);
-    QStringList paths{path_};
-    if (!identity_.adapter.isEmpty() && !identity_.adapter.endsWith(u':'))
-        for (const QSerialPortInfo &info : QSerialPortInfo::availablePorts())
-            paths.append(info.systemLocation());
-    for (const QString &path : std::as_const(paths)) {
-        const int descriptor = IsLostDevice(path) ? OpenDevice(path) : -1;
+    for (const QString &path : PathsOfSame()) {
+        const int descriptor = OpenDevice(path);
         if (descriptor < 0)
             continue;
         Close();

@@ -47,7 +47,8 @@ private:
 
     static QString PathOf(const QString &name);
     static Identity IdentityOf(const QString &path);
-    bool IsLostDevice(const QString &path) const;
+    bool IsSameDevice(const QString &path) const;
+    QStringList PathsOfSame() const;
     void Use(const LineSettings &settings);
     int OpenDevice(const QString &path);
     void Adopt(int descriptor);
@@ -62,7 +63,8 @@ private:
     bool open_ = false;
     bool lost_ = false;
     QString lossReason_; ///< of a loss that is still to be told
-    QString path_;
+    QString asked_;      ///< the path that it was opened by
+    QString path_;       ///< the one that the device has now
     LineSettings settings_;
     speed_t speed_ = B9600;
     Identity identity_;

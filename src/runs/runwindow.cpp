@@ -8,6 +8,7 @@
 #include "unconfirmed.h"
 
 #include <QCloseEvent>
+#include <QFileInfo>
 
 using namespace measurement;
 
@@ -175,6 +176,7 @@ Task<bool> RunWindow::BeginRun(RunPtr run)
             co_return false;
         run->log.emplace(kind_.logPrefix, kind_.logHeader);
         FollowLog(*run);
+        Q_EMIT LogOpened();
         for (const Outputs::Write &write : kind_.start) {
             Task<void> sending = link_.outputs.Send(run->outputs, write.reg, write.value, wanted);
             co_await sending;

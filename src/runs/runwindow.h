@@ -36,7 +36,7 @@ public:
     /// Whether a run is on whose end this program has to see.
     bool Running() const { return run_ && run_->phase == Phase::Running; }
 
-    /// The log of the run, the last one if it is over.
+    /// The log of the run, the last one if it is over; its full path, as others change the current folder.
     QString LogPath() const { return logPath_; }
 
     /// Ends a run that is on as "Arret" does, and says why in the state and in a note beside the log. Without a cause
@@ -44,6 +44,8 @@ public:
     void StopFor(const QString &cause);
 
 Q_SIGNALS:
+    /// The log of a new run was opened; one of the same name is gone.
+    void LogOpened();
     /// The board was told to begin.
     void Started();
     void Recorded(const RunRecord &record);

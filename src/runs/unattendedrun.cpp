@@ -1,7 +1,5 @@
 #include "unattendedrun.h"
 
-#include <QFileInfo>
-
 UnattendedRun::UnattendedRun(RunWindow &window, const QString &endText, int every)
     : Unattended(window), window_(window), every_(every)
 {
@@ -12,7 +10,7 @@ UnattendedRun::UnattendedRun(RunWindow &window, const QString &endText, int ever
         End(QStringLiteral("%1 : %2 mAh, journal %3")
                 .arg(endText)
                 .arg(milliampereHours_, 0, 'f', 0)
-                .arg(QFileInfo(window_.LogPath()).absoluteFilePath()));
+                .arg(window_.LogPath()));
     });
 }
 

@@ -118,6 +118,65 @@ class TestLostAnswers : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    // ---- what was given up and is late
+
+    /// The first byte of the board is a sign of life, and all behind it is dropped: its rest, too.
+    void APartOfAnAnswerDoesNotEndTheDoubt()
+    {
+        LinkFixture f;
+        f.link.OpenPort();
+        f.link.line.LeaveDoubt();
+        Simulated().Run(100ms);
+        Result result;
+        f.runner.Start(Ask(&f.link, Request(13), channel, &result));
+        f.board.Send(Bytes({27}));
+        Simulated().Run(100ms + quiet);
+        f.board.TakeReceived();          // asked again
+        f.board.Send(Bytes({7, 7, 27})); // the rest of what was late, at once behind it
+        f.board.Send(Bytes({1, 2, 3}));
+        f.board.On(13, 0, [](const QByteArray &) { return Bytes({27, 13, 130, 0}); });
+        SOON(result.done);
+        QCOMPARE(result.reply, Bytes({13, 130, 0}));
+        QVERIFY(f.link.line.Idle());
+    }
+
+    void AnAnswerBehindASignOfLifeThatDoesNotComeAtOnceIsAnotherOne()
+    {
+        LinkFixture f;
+        f.link.OpenPort();
+        f.link.line.LeaveDoubt();
+        Result result;
+        f.runner.Start(Ask(&f.link, Request(13), channel, &result));
+        f.board.Send(Bytes({27, 1, 1, 0})); // to what was asked for before
+        Simulated().Run(2 * quiet);
+        QCOMPARE(f.board.Received(), Bytes({27, 13, 27, 13}));
+        Simulated().Run(10 * quiet);
+        f.board.Send(Bytes({27, 2, 2, 0})); // to the first time, late; and to the second
+        f.board.Send(Bytes({27, 3, 3, 0}));
+        f.board.On(13, 0, [](const QByteArray &) { return Bytes({27, 13, 130, 0}); });
+        SOON(result.done);
+        QCOMPARE(result.reply, Bytes({13, 130, 0}));
+        QVERIFY(f.link.line.Idle());
+    }
+
+    void AnAnswerThatWasLateWhenAClosingCutItComesBehindTheClosing()
+    {
+        LinkFixture f;
+        f.link.OpenPort();
+        Result first;
+        f.runner.Start(Ask(&f.link, Request(13), channel, &first));
+        Simulated().Run(2 * quiet);
+        f.Reopen();
+        f.board.TakeReceived();
+        SOON_EQUAL(f.board.Received(), Request(13));
+        f.board.Send(Bytes({27, 1, 1, 0})); // to the first time; and to the second
+        f.board.Send(Bytes({27, 2, 2, 0}));
+        f.board.On(13, 0, [](const QByteArray &) { return Bytes({27, 13, 130, 0}); });
+        SOON(first.done);
+        QCOMPARE(first.reply, Bytes({13, 130, 0}));
+        QVERIFY(f.link.line.Idle());
+    }
+
     // ---- what silence is
 
     void TheYoungerOneWaitsForAQuarterOfASecondOfSilence()

@@ -275,6 +275,21 @@ private Q_SLOTS:
         QVERIFY(b.Quiet());
     }
 
+    void AnEndDoesNotWaitUntilAnswersThatMayBeLateAreHeardOut()
+    {
+        Bench b;
+        b.Charge();
+        b.link.line.LeaveDoubt();
+        Simulated().Run(2s);
+        b.End();
+        Simulated().Run(100ms); // the first acknowledgement is a sign of life, and a second is drained
+        QVERIFY(b.told);
+        QVERIFY(!b.board.ChargeOn());
+        QCOMPARE(b.Sent(), BytesOf(b.off));
+        SOON(!b.outputs.Unconfirmed());
+        QVERIFY(b.Quiet());
+    }
+
     void ABoardThatAcknowledgesAndDoesNotDoIt()
     {
         Bench b;

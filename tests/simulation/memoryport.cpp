@@ -2,11 +2,14 @@
 
 void MemoryPort::Open(const QString &name, const LineSettings &settings)
 {
-    if (!plugged_ || taken_)
+    const bool found = device_ && (device_->name.isEmpty() || device_->name == name || (IsSame() && name == asked_));
+    if (!found || taken_)
         throw PortError(
             QStringLiteral("Le port série %1 ne peut pas être ouvert : %2")
                 .arg(name, taken_ ? QStringLiteral("un autre programme s'en sert") : QStringLiteral("débranché")));
     settings_ = settings;
+    asked_ = name;
+    opened_ = device_->adapter;
     open_ = true;
     lost_ = false;
 }
@@ -19,13 +22,13 @@ void MemoryPort::Close()
 
 void MemoryPort::Send(const QByteArray &bytes)
 {
-    if (open_ && plugged_)
+    if (open_ && IsBoard())
         Q_EMIT SentByProgram(bytes);
 }
 
 void MemoryPort::Deliver(const QByteArray &bytes)
 {
-    if (!open_ || !plugged_ || bytes.isEmpty())
+    if (!open_ || !IsBoard() || bytes.isEmpty())
         return;
     arrived_ += bytes;
     QMetaObject::invokeMethod(this, &MemoryPort::Arrived, Qt::QueuedConnection);
@@ -33,10 +36,10 @@ void MemoryPort::Deliver(const QByteArray &bytes)
 
 void MemoryPort::Unplug()
 {
-    plugged_ = false;
+    device_.reset();
     arrived_.clear();
     const auto tell = [this] {
-        if (plugged_ || !open_)
+        if (!open_ || IsSame())
             return;
         open_ = false;
         lost_ = true;
@@ -45,11 +48,11 @@ void MemoryPort::Unplug()
     QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
 }
 
-void MemoryPort::Plug()
+void MemoryPort::PlugIn(const Device &device)
 {
-    plugged_ = true;
+    device_ = device;
     const auto back = [this] {
-        if (!plugged_ || !lost_)
+        if (!lost_ || !IsSame())
             return;
         lost_ = false;
         open_ = true;

@@ -33,6 +33,8 @@ public:
     /// From now on so much work lies between two looks at the clock: time passes for those too who never wait.
     void SetWork(Duration length) { work_ = length; }
 
+    /// How many alarms are set.
+    int Due() const { return static_cast<int>(due_.size()); }
     /// How many alarms have rung so far: a program that spins has many.
     int Rung() const { return rung_; }
 

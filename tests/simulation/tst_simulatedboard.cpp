@@ -109,6 +109,42 @@ private Q_SLOTS:
         QVERIFY(device.Pressed(3));
     }
 
+    // ---- its port
+
+    void AnAdapterIsTakenAgainUnderAnyName()
+    {
+        Bench bench;
+        bench.port.Unplug();
+        bench.clock.Run(1s);
+        QVERIFY(bench.port.IsLost());
+        bench.port.Plug(QStringLiteral("another"));
+        bench.clock.Run(1s);
+        QCOMPARE(bench.Ask("U"), QByteArray("\x1b"));
+        bench.port.Close();
+        bench.port.Open(QStringLiteral("memory"), {}); // is found by its former name
+        QCOMPARE(bench.Ask("U"), QByteArray("\x1b"));
+        bench.port.Close();
+        QVERIFY_EXCEPTION_THROWN(bench.port.Open(QStringLiteral("third"), {}), PortError);
+    }
+
+    void AStrangerIsNotTakenForTheAdapterThatWasLost()
+    {
+        Bench bench;
+        bench.port.Unplug();
+        bench.clock.Run(1s);
+        bench.port.PlugStranger();
+        bench.clock.Run(1s);
+        QVERIFY(bench.port.IsLost());
+        bench.port.Open(QStringLiteral("memory"), {}); // unless it is asked for
+        QCOMPARE(bench.Ask("U"), QByteArray());
+        bench.port.Unplug();
+        bench.port.Plug();
+        bench.clock.Run(1s);
+        QVERIFY(bench.port.IsLost());
+        bench.port.Open(QStringLiteral("memory"), {});
+        QCOMPARE(bench.Ask("U"), QByteArray("\x1b"));
+    }
+
     void KeepsItsMemories()
     {
         const QTemporaryDir folder;

@@ -24,8 +24,46 @@ bool FaultyBoard::Silent() const
     return silent_ || Clock::Current().Now() < silentUntil_;
 }
 
+void FaultyBoard::FreezeAfter(int bytes, Clock::Duration length)
+{
+    freezeAfter_ = bytes;
+    freezeLength_ = length;
+    Arrive({});
+}
+
+/// Bytes are at the program's end, unless the board has frozen by then.
+void FaultyBoard::Arrive(const QByteArray &bytes)
+{
+    if (freezeAfter_ && *freezeAfter_ <= bytes.size() && !thaw_.IsSet()) {
+        const qsizetype left = *std::exchange(freezeAfter_, {});
+        SimulatedBoard::ToProgram(bytes.first(left));
+        heldToProgram_ = bytes.mid(left);
+        thaw_.Start(freezeLength_);
+        Trouble();
+    } else if (thaw_.IsSet()) {
+        heldToProgram_ += bytes;
+        Trouble();
+    } else {
+        if (freezeAfter_)
+            *freezeAfter_ -= static_cast<int>(bytes.size());
+        SimulatedBoard::ToProgram(bytes);
+    }
+}
+
+void FaultyBoard::Thaw()
+{
+    Trouble();
+    SimulatedBoard::ToProgram(std::exchange(heldToProgram_, {}));
+    SimulatedBoard::ToBoard(std::exchange(heldToBoard_, {}));
+}
+
 void FaultyBoard::Heal()
 {
+    freezeAfter_.reset();
+    if (thaw_.IsSet()) {
+        thaw_.Stop();
+        Thaw();
+    }
     if (Silent() || !late_.empty())
         Trouble();
     toBoard_ = toProgram_ = {};
@@ -60,7 +98,12 @@ void FaultyBoard::ToBoard(const QByteArray &bytes)
         Trouble();
         return;
     }
-    SimulatedBoard::ToBoard(Strike(toBoard_, bytes));
+    const QByteArray left = Strike(toBoard_, bytes);
+    if (thaw_.IsSet()) {
+        heldToBoard_ += left;
+        Trouble();
+    } else
+        SimulatedBoard::ToBoard(left);
 }
 
 void FaultyBoard::ToProgram(const QByteArray &bytes)
@@ -77,7 +120,7 @@ void FaultyBoard::ToProgram(const QByteArray &bytes)
     const auto now = Clock::Current().Now();
     const Clock::Duration due = now + std::exchange(delay_, Clock::Duration::zero());
     if (due == now && late_.empty()) {
-        SimulatedBoard::ToProgram(left);
+        Arrive(left);
         return;
     }
     Trouble();
@@ -93,7 +136,7 @@ void FaultyBoard::Deliver()
         const QByteArray bytes = late_.front().second;
         late_.pop_front();
         Trouble();
-        SimulatedBoard::ToProgram(bytes);
+        Arrive(bytes);
     }
     if (!late_.empty())
         arrival_.Start(late_.front().first - now);

@@ -25,6 +25,9 @@ public:
     void Delay(Clock::Duration length) { delay_ = length; }
     /// Neither hears nor is heard for so long; zero: until Heal.
     void BeSilent(Clock::Duration length);
+    /// Stands still for so long, once it has sent so many bytes more: what it is sent meanwhile waits, and then it goes
+    /// on as if nothing had been.
+    void FreezeAfter(int bytes, Clock::Duration length);
     /// Only the beginning of the next answer comes.
     void CutAnswer() { cut_ = true; }
 
@@ -52,6 +55,8 @@ private:
     InWait &At(Way way) { return way == Way::ToBoard ? toBoard_ : toProgram_; }
     QByteArray Strike(InWait &faults, QByteArray bytes);
     bool Silent() const;
+    void Arrive(const QByteArray &bytes);
+    void Thaw();
     void Trouble();
     void Invented();
     void Deliver();
@@ -60,6 +65,11 @@ private:
     InWait toProgram_;
     Clock::Duration delay_{};
     bool cut_ = false;
+    std::optional<int> freezeAfter_; ///< bytes
+    Clock::Duration freezeLength_{};
+    QByteArray heldToBoard_;
+    QByteArray heldToProgram_;
+    Alarm thaw_{[this] { Thaw(); }}; ///< set while it is frozen
     bool silent_ = false;
     Clock::Duration silentUntil_{};
     Clock::Duration trouble_{};

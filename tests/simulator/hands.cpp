@@ -51,6 +51,14 @@ constexpr Way ways[] = {{"Chargeur", "Main", "cb_chargeur"},  {"Dechargeur", "Ma
                         {"FEtat", "Micro", "CBEtat"},         {"EEprom", "Micro", "CBepr"},
                         {"Exteepr", "Micro", "CbextEEPROM"}};
 
+/// In an order that is the same each time: the system's is that of addresses.
+QString Rank(const QWidget *widget)
+{
+    const QWidget *parent = widget->parentWidget();
+    return (parent ? parent->objectName() : QString()) + u'/' + widget->objectName() + u'/' +
+           widget->property("text").toString();
+}
+
 template <class T>
 QList<T *> InSight()
 {
@@ -58,13 +66,13 @@ QList<T *> InSight()
     for (QWidget *widget : QApplication::topLevelWidgets())
         if (auto *wanted = qobject_cast<T *>(widget); wanted && wanted->isVisible())
             found.append(wanted);
+    std::ranges::sort(found, {}, Rank);
     return found;
 }
 
 QMessageBox *Box()
 {
-    QList<QMessageBox *> boxes = InSight<QMessageBox>();
-    std::ranges::sort(boxes, {}, [](const QMessageBox *box) { return box->text(); });
+    const QList<QMessageBox *> boxes = InSight<QMessageBox>();
     return boxes.isEmpty() ? nullptr : boxes.constFirst();
 }
 
@@ -132,7 +140,6 @@ QList<QWidget *> Hands::Windows()
     QList<QWidget *> windows;
     for (QMainWindow *window : InSight<QMainWindow>())
         windows.append(window);
-    std::ranges::sort(windows, {}, [](const QWidget *window) { return window->objectName(); });
     return windows;
 }
 

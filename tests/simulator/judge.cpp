@@ -1,5 +1,6 @@
 #include "judge.h"
 
+#include <QFileDialog>
 #include <QFileInfo>
 #include <QLabel>
 
@@ -65,22 +66,26 @@ Judge::Judge(Main &program, MemoryPort &port, FaultyBoard &board, Counts &counts
     for (Watched &run : runs_) {
         connect(&run.window, &RunWindow::Recorded, this, [this, &run] {
             run.gotOn = Clock::Current().Now();
-            Recorded(run);
+            ++counts_.records;
+            ++records_[run.window.LogPath()];
         });
-        connect(&run.window, &RunWindow::Started, this, [this, &run] {
-            run.log = QFileInfo(run.window.LogPath()).absoluteFilePath();
-            records_[run.log] = 0;
-        });
-        // The discharge line is the charge's only while it is on; a stop without a run leaves it alone.
-        const auto over = [this, &run] { Over(run.running ? run.lines : run.lines & run.stops); };
-        connect(&run.window, &RunWindow::Ended, this, over);
-        connect(&run.window, &RunWindow::Stopped, this, over);
+        // Within a minute the next run's log has the same name, and takes the place of the one before.
+        connect(&run.window, &RunWindow::LogOpened, this, [this, &run] { records_[run.window.LogPath()] = 0; });
+        // What was on before a run, and was left alone by it, is none of its own.
+        const auto over = [this, &run](Clock::Duration since) {
+            Over(run.stops | std::exchange(run.switched, quint8(0)), since);
+        };
+        connect(&run.window, &RunWindow::Ended, this, [over] { over(Clock::Current().Now()); });
+        connect(&run.window, &RunWindow::Stopped, this,
+                [&run, over] { over(run.stopPressed.value_or(Clock::Current().Now())); });
     }
-    for (const auto done : {&MesCapa::Stopped, &MesCapa::Aborted})
-        connect(&program.CapacityWindow(), done, this, [this] {
-            if (measuring_)
-                Over(Charge | Discharge | Power);
-        });
+    const auto measured = [this] {
+        Over(std::exchange(measureSwitched_, quint8(0)),
+             std::exchange(measureStopPressed_, {}).value_or(Clock::Current().Now()));
+    };
+    connect(&program.CapacityWindow(), &MesCapa::Ended, this, measured);
+    connect(&program.CapacityWindow(), &MesCapa::Stopped, this, measured);
+    connect(&program.CapacityWindow(), &MesCapa::Aborted, this, measured);
 }
 
 void Judge::Accuse(const QString &name, const QString &detail)
@@ -98,6 +103,10 @@ void Judge::Note(const Act &act)
     }
     if (act.target == QLatin1String("SelRegl") || act.target == QLatin1String("CBEtat"))
         over_ = 0; // windows that switch lines themselves
+    if (ByHand())
+        byHand_ = Clock::Current().Now();
+    if (act.window == program_.CapacityWindow().objectName() && act.target == QLatin1String("CBStop"))
+        measureStopPressed_ = Clock::Current().Now();
     for (Watched &run : runs_) {
         if (act.window != run.window.objectName())
             continue;
@@ -157,7 +166,15 @@ void Judge::Sent(const QByteArray &bytes)
                        (at(1) == flashBlock || at(1) == booster || bytes.size() == 2 + ParameterCount(at(1)));
     if (!greeting && !whole)
         Accuse(QStringLiteral("torn-request"), QString::fromLatin1(bytes.toHex(' ')));
-    if (!greeting && bytes.size() == 3 && at(2) == 1 && (LineBit(at(1)) & over_ & ~InUse()) && !ByHand())
+    if (greeting || bytes.size() != 3)
+        return;
+    const quint8 line = LineBit(at(1));
+    for (Watched &run : runs_)
+        if (run.window.Running())
+            run.switched |= line & run.lines;
+    if (program_.CapacityWindow().Running())
+        measureSwitched_ |= line;
+    if (at(2) == 1 && (line & over_ & ~InUse()) && !ByHand())
         Accuse(QStringLiteral("switched-on-after-the-end"), QString::fromLatin1(bytes.toHex(' ')));
 }
 
@@ -173,10 +190,21 @@ void Judge::Answered(const Question &question, const QByteArray &data)
                QString::fromLatin1(question.request.toHex(' ') + " was answered by " + data.toHex(' ')));
 }
 
-void Judge::Recorded(const Watched &run)
+void Judge::LookForGrowth(int alarms)
 {
-    ++counts_.records;
-    ++records_[run.log];
+    constexpr int some = 50;
+    int objects = 0;
+    for (const QWidget *window : QApplication::topLevelWidgets()) {
+        const auto within = static_cast<int>(window->findChildren<QObject *>().size());
+        // A window makes its file dialog when it is first asked for, and keeps it.
+        objects += qobject_cast<const QFileDialog *>(window) ? -within - 1 : within;
+    }
+    if (!objects_)
+        objects_ = objects;
+    if (objects > *objects_ + some || alarms > some)
+        Accuse(
+            QStringLiteral("grows"),
+            QStringLiteral("%1 objects, at first %2, and %3 alarms at rest").arg(objects).arg(*objects_).arg(alarms));
 }
 
 void Judge::CountRecords()
@@ -188,8 +216,10 @@ void Judge::CountRecords()
         const bool there = file.open(QIODevice::ReadOnly);
         const qsizetype lines = there ? file.readAll().count('\n') : 0;
         if (lines < log.value() + logHeaderLines)
-            Accuse(QStringLiteral("lost-records"),
-                   QStringLiteral("%1 records, %2 lines in %3").arg(log.value()).arg(lines).arg(log.key()));
+            Accuse(QStringLiteral("lost-records"), QStringLiteral("%1 records, %2 lines in %3")
+                                                       .arg(log.value())
+                                                       .arg(lines)
+                                                       .arg(QFileInfo(log.key()).fileName()));
     }
 }
 
@@ -198,10 +228,11 @@ bool Judge::Streamed() const
     return streamed_ != Clock::Duration::zero() && Clock::Current().Now() - streamed_ < suspicion;
 }
 
-/// A board that streams hears nothing, which the program does not know until it greets it.
-void Judge::Over(quint8 lines)
+/// A board that streams hears nothing, which the program does not know until it greets it. And a window that is closed
+/// behind the press of a stop may switch on what it leaves behind.
+void Judge::Over(quint8 lines, Clock::Duration since)
 {
-    if (Streamed())
+    if (Streamed() || byHand_ >= since)
         return;
     over_ |= static_cast<quint8>(lines & ~InUse());
     overSince_ = Clock::Current().Now();
@@ -266,7 +297,9 @@ void Judge::LookAtRuns()
 void Judge::LookAtOutputs()
 {
     if (ByHand()) {
-        over_ = 0;
+        over_ = measureSwitched_ = 0;
+        for (Watched &run : runs_)
+            run.switched = 0;
         return;
     }
     if (!over_ || !Quiet(settled) || Clock::Current().Now() - overSince_ < settled ||

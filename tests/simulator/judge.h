@@ -51,6 +51,9 @@ public:
     /// Whether the board streams, or has just streamed: what it sends then is no answer to anything.
     bool Streamed() const;
 
+    /// Everything is closed and nobody waits: what the program keeps then must not become more from time to time.
+    void LookForGrowth(int alarms);
+
     /// The program has ended, or was killed: its logs hold all that it has recorded.
     void CountRecords();
 
@@ -63,7 +66,7 @@ private:
         quint8 lines; ///< bits of those that it switches on
         quint8 stops; ///< of those that a stop switches off
         bool running = false;
-        QString log{}; ///< its path
+        quint8 switched = 0; ///< of those that its runs have written since one was over last
         Clock::Duration gotOn{};
         std::optional<Clock::Duration> stopPressed{};
     };
@@ -73,8 +76,7 @@ private:
 
     void Sent(const QByteArray &bytes);
     void Answered(const Question &question, const QByteArray &data);
-    void Recorded(const Watched &run);
-    void Over(quint8 lines);
+    void Over(quint8 lines, Clock::Duration since);
     void LookAtRuns();
     void LookAtOutputs();
     void CountActivities();
@@ -90,12 +92,16 @@ private:
     Ledger ledger_;
     std::vector<Watched> runs_; ///< stays as it is made
     bool measuring_ = false;
-    quint8 over_ = 0; ///< lines that the runs which are over have to have switched off
+    quint8 measureSwitched_ = 0; ///< lines that a capacity measurement has written since one was over last
+    std::optional<Clock::Duration> measureStopPressed_;
+    Clock::Duration byHand_{}; ///< when a window in which the user himself switches lines was open last
+    quint8 over_ = 0;          ///< lines that the runs which are over have to have switched off
     Clock::Duration overSince_{};
     bool portOpen_ = false;
     Clock::Duration disturbed_{};
     Clock::Duration streamed_{};
     bool diskFault_ = false;
+    std::optional<int> objects_;  ///< at the first rest
     QHash<QString, int> records_; ///< by log
     QByteArray half_;             ///< of a request that is sent byte by byte
     std::optional<Violation> verdict_;

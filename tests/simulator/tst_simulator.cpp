@@ -146,6 +146,65 @@ private Q_SLOTS:
         QVERIFY2(told.isEmpty(), told.constData());
     }
 
+    void AStopShowsAtOnceWhenThePortWasOpenedAnewInMidAnswer()
+    {
+        const std::vector<Act> acts{Click(5s, "Main", "cb_chargeur"),
+                                    Fault(21635ms, "cut"),
+                                    Click(21708ms, "Chargeur", "CBstart"),
+                                    {23132ms, QStringLiteral("look away"), {}, {}, {}},
+                                    Click(23133ms, "Chargeur", "CBStop")};
+        const QByteArray told = Told(World(Seed(118)).Replay(acts, 30s));
+        QVERIFY2(told.isEmpty(), told.constData());
+    }
+
+    // ---- where the judge once erred
+
+    void ALineThatARunHasNotTouchedIsNoneOfItsOwn()
+    {
+        const std::vector<Act> acts{
+            Click(10s, "Main", "Cb_Reglage"),
+            {11s, QStringLiteral("choose"), QStringLiteral("Reglage"), QStringLiteral("SelRegl"), QStringLiteral("1")},
+            Click(20s, "Vout", "CBQvout"), // switches the discharge line on
+            Click(21s, "Main", "cb_chargeur"),
+            Click(30s, "Chargeur", "CBstart"),
+            Click(30002ms, "Chargeur", "CBStop")};
+        const QByteArray told = Told(World(Seed(20355)).Replay(acts, 40s));
+        QVERIFY2(told.isEmpty(), told.constData());
+    }
+
+    void AWindowThatIsClosedBehindAStopMaySwitchOn()
+    {
+        const std::vector<Act> acts{
+            Click(10s, "Main", "Cb_Reglage"),
+            {20s, QStringLiteral("choose"), QStringLiteral("Reglage"), QStringLiteral("SelRegl"), QStringLiteral("5")},
+            Click(30s, "Main", "CbDechargeur"),
+            Click(50s, "Dechargeur", "CBStop"),
+            {50s, QStringLiteral("close"), QStringLiteral("RegLIPO"), {}, {}}};
+        const QByteArray told = Told(World(Seed(30257)).Replay(acts, 60s));
+        QVERIFY2(told.isEmpty(), told.constData());
+    }
+
+    void TheLogOfTheSameMinuteTakesThePlaceOfTheOneBefore()
+    {
+        const std::vector<Act> acts{Click(7460ms, "Main", "cb_chargeur"), Click(7464ms, "Chargeur", "CBstart"),
+                                    Click(9073ms, "Chargeur", "CBstart"),
+                                    Click(9074ms, "Chargeur", "CQuitter")}; // before a write of the start has gone out
+        const QByteArray told = Told(World(Seed(116)).Replay(acts, 20s));
+        QVERIFY2(told.isEmpty(), told.constData());
+    }
+
+    void ALogStaysWhereItWasOpened()
+    {
+        const std::vector<Act> acts{Click(10s, "Main", "CbMoni"),
+                                    Click(15s, "Moni", "CbDepart"), // changes the folder
+                                    Click(20s, "Main", "Cb_quitter"),
+                                    Click(30s, "Main", "cb_chargeur"),
+                                    Click(40s, "Chargeur", "CBstart"),
+                                    {40004ms, QStringLiteral("rest"), {}, {}, {}}}; // and this changes it back
+        const QByteArray told = Told(World(Seed(20401)).Replay(acts, 90s));
+        QVERIFY2(told.isEmpty(), told.constData());
+    }
+
     // ---- the judge
 
     void AnAnswerThatTheBoardNeverGaveIsForeign()
@@ -201,6 +260,18 @@ private Q_SLOTS:
         Court court;
         court.port->Send(Request(15));
         QCOMPARE(court.Verdict(), QStringLiteral("torn-request"));
+    }
+
+    void WhatBecomesMoreFromRestToRestGrows()
+    {
+        Court court;
+        court.judge.LookForGrowth(0);
+        court.judge.LookForGrowth(20);
+        QVERIFY(!court.judge.Verdict());
+        for (int i = 0; i < 100; ++i)
+            new QObject(&court.program);
+        court.judge.LookForGrowth(0);
+        QCOMPARE(court.Verdict(), QStringLiteral("grows"));
     }
 
     void TheShortestStoryKeepsWhatItNeeds()

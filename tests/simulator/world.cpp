@@ -75,11 +75,12 @@ QString Outcome::Text() const
 
 const QStringList &World::FaultKinds()
 {
-    static const QStringList kinds{QStringLiteral("lost"),  QStringLiteral("added"),   QStringLiteral("changed"),
-                                   QStringLiteral("late"),  QStringLiteral("silent"),  QStringLiteral("cut"),
-                                   QStringLiteral("noise"), QStringLiteral("restart"), QStringLiteral("unplug"),
-                                   QStringLiteral("disk"),  QStringLiteral("folder"),  QStringLiteral("clock"),
-                                   QStringLiteral("stall"), QStringLiteral("kill")};
+    static const QStringList kinds{QStringLiteral("lost"),   QStringLiteral("added"),   QStringLiteral("changed"),
+                                   QStringLiteral("late"),   QStringLiteral("silent"),  QStringLiteral("cut"),
+                                   QStringLiteral("noise"),  QStringLiteral("restart"), QStringLiteral("unplug"),
+                                   QStringLiteral("disk"),   QStringLiteral("folder"),  QStringLiteral("clock"),
+                                   QStringLiteral("stall"),  QStringLiteral("kill"),    QStringLiteral("freeze"),
+                                   QStringLiteral("rename"), QStringLiteral("stranger")};
     return kinds;
 }
 
@@ -181,7 +182,12 @@ Act World::ChooseFault()
     if (fault.window == QLatin1String("noise"))
         for (int left = 1 + dice_.Below(5); left > 0; --left)
             fault.value += QStringLiteral("%1").arg(dice_.Below(256), 2, 16, QLatin1Char('0'));
-    if (fault.window == QLatin1String("unplug"))
+    if (fault.window == QLatin1String("freeze")) {
+        fault.target = QString::number(dice_.Below(8));
+        fault.value = Milliseconds(dice_.Time(50ms, 12s));
+    }
+    if (fault.window == QLatin1String("unplug") || fault.window == QLatin1String("rename") ||
+        fault.window == QLatin1String("stranger"))
         fault.value = Milliseconds(dice_.Time(10ms, 1min));
     if (fault.window == QLatin1String("clock"))
         fault.value = Milliseconds(dice_.Time(1s, 48h) * (dice_.Chance(0.5) ? 1 : -1));
@@ -333,12 +339,19 @@ void World::Strike(const Act &fault)
         LimitFiles(RLIM_INFINITY);
         board_.SwitchOn({QStringLiteral("--seed"), QString::number(order_.seed), QStringLiteral("--memory"),
                          folder_.filePath(QStringLiteral("memory"))});
-    } else if (kind == QLatin1String("unplug")) {
+    } else if (kind == QLatin1String("freeze"))
+        board_.FreezeAfter(fault.target.toInt(), length);
+    else if (kind == QLatin1String("unplug") || kind == QLatin1String("rename") || kind == QLatin1String("stranger")) {
         port_->Unplug();
         unplugged_ = true;
         Await([] { return false; }, length);
+        if (kind == QLatin1String("stranger")) {
+            port_->PlugStranger();
+            Await([] { return false; }, length);
+            port_->Unplug();
+        }
         unplugged_ = false;
-        port_->Plug();
+        port_->Plug(kind == QLatin1String("rename") ? QStringLiteral("another") : QString());
     } else if (kind == QLatin1String("disk"))
         LimitFiles(0);
     else if (kind == QLatin1String("folder")) {
@@ -401,4 +414,5 @@ void World::Heal()
     };
     if (!ended() && !Await(idle, 30s))
         judge_->Accuse(QStringLiteral("waits-for-ever"), QStringLiteral("after a new connection"));
+    judge_->LookForGrowth(clock_.Due());
 }

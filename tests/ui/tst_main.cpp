@@ -365,8 +365,8 @@ private Q_SLOTS:
         QCOMPARE(answer, Bytes({2, 10, 0}));
         const QByteArray sent = board_->Received().mid(2); // after the one that was cut
         QVERIFY(sent.endsWith(Bytes({27, 13})));
-        const QByteArray between = sent.chopped(2);
-        QVERIFY(reconnectOnActivate == 1 ? between == HandshakeBytes() : between.isEmpty());
+        // Without a handshake its first answer is only a sign of life: the one that was cut was late already.
+        QCOMPARE(sent.chopped(2), reconnectOnActivate == 1 ? HandshakeBytes() : Bytes({27, 13}));
     }
 
     void AnActivationInTheMiddleOfAReconnectionDoesNotLoseIt()

@@ -4,6 +4,7 @@
 #include "link/command.h"
 #include "runs/unconfirmed.h"
 
+#include <QApplication>
 #include <QCloseEvent>
 #include <QLabel>
 #include <QScreen>
@@ -34,6 +35,10 @@ Main::Main(std::unique_ptr<Port> port)
     streams_->setStyleSheet(QStringLiteral("color: #c00000; font-weight: bold"));
     ui_.statusbar->addPermanentWidget(streams_); // a passing word, as menus have them, does not hide it
     AddStrip(*this, QStringLiteral("Couper maintenant"));
+    const auto widgets = QApplication::topLevelWidgets();
+    for (QWidget *widget : widgets)
+        if (auto *window = qobject_cast<Window *>(widget))
+            AddStrip(*window, QStringLiteral("Couper"));
     ui_.statusbar->addPermanentWidget(UnconfirmedWarning(link_.outputs, this));
 
     connect(&link_.handshake, &Handshake::Display, ui_.TXT_Display, &QPlainTextEdit::setPlainText);
@@ -97,7 +102,7 @@ Main::Main(std::unique_ptr<Port> port)
     }
     connect(&capacity_, &MesCapa::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
     connect(&link_.line, &Exchanges::SessionWanted, this, &Main::GreetStreamingBoard);
-    Window::mayOpen = [this](Window &window) { return MayOpen(window); };
+    Window::opensNow = [this](Window &window) { return OpensNow(window); };
     monitor_.AskBefore([this] { return !RunIsOn(); });
 
     connect(ui_.Cb_Reconnect, &QPushButton::clicked, this, &Main::Cb_Reconnect_Click);
@@ -109,7 +114,7 @@ Main::Main(std::unique_ptr<Port> port)
 
 Main::~Main()
 {
-    Window::mayOpen = {};
+    Window::opensNow = {};
     quitting_.Drop();
     cutting_.Drop();
     moving_.Drop();
@@ -184,10 +189,8 @@ void Main::GreetStreamingBoard()
 }
 
 /// A window that talks to the board opens when the board listens. The monitor wants it to stream.
-bool Main::MayOpen(Window &window)
+bool Main::OpensNow(Window &window)
 {
-    if (!window.findChild<WarningStrip *>())
-        AddStrip(window, QStringLiteral("Couper"));
     if (!link_.BoardStreams || !com_.PortOpen() || &window == &monitor_ || monitor_.isVisible())
         return true;
     opensLater_ = &window;

@@ -78,7 +78,7 @@ private:
     void ConnectForSwitchingOff();
     void EndGreeting();
     void GreetStreamingBoard();
-    bool MayOpen(Window &window);
+    bool OpensNow(Window &window);
     void AddStrip(QMainWindow &window, const QString &cutText);
     void ShowWarnings();
     void ShowStreaming();
@@ -108,7 +108,7 @@ private:
     Unwatched unwatched_{link_};
     bool guardMissing_ = false;
     QPointer<QMessageBox> question_;     ///< what is to become of that which is on
-    std::vector<WarningStrip *> strips_; ///< of all windows that were ever opened
+    std::vector<WarningStrip *> strips_; ///< of all windows
     QLabel *streams_ = new QLabel(QStringLiteral("La carte émet : session à rouvrir"), this);
     Window *opensLater_ = nullptr; ///< once the session is there
     Activation activation_{this};

@@ -1,4 +1,5 @@
 #include "program.h"
+#include "support/loginmanager.h"
 #include "support/suite.h"
 
 #include <QtTest>
@@ -114,7 +115,7 @@ private Q_SLOTS:
         const qsizetype before = board.SentSoFar().size();
         program.Signal(SIGCONT);
         QVERIFY(program.WaitForEnd());
-        QVERIFY(program.process.exitCode() != 0);
+        QCOMPARE(program.process.exitCode(), 3);
         const QByteArray after = board.Sent().mid(before);
         for (const char *on : {"\x1b\x0f\x01", "\x1b\x10\x01", "\x1b\x11\x01"})
             QVERIFY2(!after.contains(on), after.toHex(' ').constData());
@@ -198,6 +199,32 @@ private Q_SLOTS:
         QVERIFY(program.WaitForEnd());
         QVERIFY(WaitForPort(board.Port()));
         QVERIFY(board.Sent().endsWith(guardWrites + guardWrites));
+    }
+
+    // ---- sleep of the computer
+
+    void AComputerThatGoesToSleepWaitsUntilTheChargeIsOff()
+    {
+        LoginManager manager;
+        QVERIFY(manager.Start());
+        QTemporaryDir folder;
+        Board board;
+        QVERIFY(board.Start());
+        Guarded program(folder);
+        QProcessEnvironment environment = program.process.processEnvironment();
+        environment.insert(QStringLiteral("DBUS_SYSTEM_BUS_ADDRESS"), manager.Address());
+        program.process.setProcessEnvironment(environment);
+        program.Start(kinds.at("charge"), board.Port());
+        QVERIFY(program.WaitForProgress(2));
+        QTRY_COMPARE(manager.inhibitors.size(), size_t(2));
+        QVERIFY(manager.inhibitors[1].IsHeld());
+        Q_EMIT manager.PrepareForSleep(true);
+        QTRY_VERIFY_WITH_TIMEOUT(!manager.inhibitors[1].IsHeld(), 30000);
+        QTRY_COMPARE_WITH_TIMEOUT(program.process.state(), QProcess::NotRunning, 30000);
+        QCOMPARE(program.process.exitCode(), 3);
+        QVERIFY(program.process.readAllStandardError().contains("Arret : mise en veille"));
+        QVERIFY(program.Notes().endsWith("  Arret : mise en veille\n"));
+        QVERIFY(WithoutAssurance(board.Sent()).endsWith(stopWrites));
     }
 
     void TheNextStartTells()

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <ctime>
 #include <string>
@@ -96,11 +97,11 @@ bool Guard::Receive()
     if (bytes[0] == guard::Port)
         TakePort(DescriptorOf(message));
     if (bytes[0] == guard::Watch && length >= 2) {
-        const unsigned char *const writes = bytes.data() + 2;
+        const std::ptrdiff_t note = 2 + std::ptrdiff_t{2} * bytes[1];
         writes_.clear();
-        for (int i = 0; i < bytes[1]; ++i)
-            writes_.insert(writes_.end(), {escape, writes[2 * i], writes[2 * i + 1]});
-        note_.assign(bytes.begin() + 2 + 2 * bytes[1], bytes.begin() + length);
+        for (auto write = bytes.begin() + 2; write != bytes.begin() + note; write += 2)
+            writes_.insert(writes_.end(), {escape, write[0], write[1]});
+        note_.assign(bytes.begin() + note, bytes.begin() + length);
     }
     return true;
 }

@@ -4,35 +4,16 @@
 #include "ui/main/main.h"
 
 #include "link/systemport.h"
+#include "process.h"
 
 #include <QApplication>
-#include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
 
 #include <cstdio>
-#include <ctime>
-#include <unistd.h>
 
 namespace {
-double Now()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) / 1e9;
-}
-
-/// Seconds of processor time that a process has used.
-double ProcessorTime(qint64 process)
-{
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(process));
-    if (!stat.open(QIODevice::ReadOnly))
-        return 0;
-    const QByteArrayList fields = stat.readAll().split(')').last().trimmed().split(' ');
-    return (fields[11].toDouble() + fields[12].toDouble()) / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
 void Waiting(const char *what, const QStringList &boardOptions, const QStringList &options, int settleSeconds,
              int seconds)
 {

@@ -342,10 +342,8 @@ int main(int argc, char *argv[])
     }
 
     std::optional<RunMark> mark;
-    if (!options.demo) { // whose board ends with the program
-        TellOfFormerRuns(window);
+    if (!options.demo) // whose board ends with the program
         mark.emplace(window.Link());
-    }
 
     std::unique_ptr<DemoBoard> board;
     if (options.demo) {
@@ -362,7 +360,11 @@ int main(int argc, char *argv[])
         const double timeScale = options.timeScale;
         QMetaObject::invokeMethod(board.get(), [&board, timeScale] { board->Start(timeScale); }, Qt::QueuedConnection);
     } else {
-        QMetaObject::invokeMethod(&window, &Main::Load, Qt::QueuedConnection);
+        const auto load = [&window] {
+            window.Load();
+            TellOfFormerRuns(window); // in front of the window
+        };
+        QMetaObject::invokeMethod(&window, load, Qt::QueuedConnection);
     }
     return QApplication::exec();
 }

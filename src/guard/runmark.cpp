@@ -32,7 +32,8 @@ void RunMark::Follow()
     const bool flows =
         outputs.IsOn(command::CutDischarge) || (outputs.IsOn(command::CutCharge) && outputs.IsOn(command::CutPower));
     if (!isWatched && !flows) {
-        file_.remove();
+        if (file_.isOpen())
+            file_.remove();
         written_.clear();
         return;
     }

@@ -20,20 +20,24 @@ Unwatched::Unwatched(Codebas &link) : link_(link)
     };
     connect(&link_.outputs, &Outputs::LinesChanged, this, later);
     connect(&link_.outputs, &Outputs::WatchedChanged, this, later);
+    connect(&link_, &Codebas::BoardStreamsChanged, this, later);
+}
+
+/// Somebody is there to end it, and the board hears him.
+bool Unwatched::IsWatched(quint8 line) const
+{
+    return !link_.BoardStreams && std::ranges::count(link_.outputs.WhatIsWatched().off, Outputs::Write{line, 0}) > 0;
 }
 
 bool Unwatched::Charges() const
 {
     const Outputs &outputs = link_.outputs;
-    return outputs.IsOn(command::CutCharge) && outputs.IsOn(command::CutPower) &&
-           std::ranges::count(outputs.WhatIsWatched().off, Outputs::Write{command::CutCharge, 0}) == 0;
+    return outputs.IsOn(command::CutCharge) && outputs.IsOn(command::CutPower) && !IsWatched(command::CutCharge);
 }
 
 bool Unwatched::Discharges() const
 {
-    const Outputs &outputs = link_.outputs;
-    return outputs.IsOn(command::CutDischarge) &&
-           std::ranges::count(outputs.WhatIsWatched().off, Outputs::Write{command::CutDischarge, 0}) == 0;
+    return link_.outputs.IsOn(command::CutDischarge) && !IsWatched(command::CutDischarge);
 }
 
 QString Unwatched::Text() const

@@ -37,6 +37,7 @@ Q_SIGNALS:
 
 private:
     void Look();
+    bool IsWatched(quint8 line) const;
     Task<std::optional<double>> Amperes(quint8 channel, bool (*calibrated)(const Codebas &),
                                         double (*convert)(const Codebas &, int));
 

@@ -217,16 +217,51 @@ private Q_SLOTS:
         SOON(!house.ChargeOn());
     }
 
+    void TheStripIsNotCutAndMovesNothing()
+    {
+        LeftCharge house;
+        house.Press("Cb_Reglage");
+        QWidget *window = House::Named("Reglage"); // the narrowest
+        SOON_EQUAL(Warning(*window), charges);
+        const auto *text = window->findChild<QLabel *>(QStringLiteral("unwatched"));
+        QVERIFY(text->width() >= text->sizeHint().width());
+        const auto *back = window->findChild<QPushButton *>(QStringLiteral("Rquitter"));
+        const int height = window->height();
+        const int place = back->mapTo(window, QPoint()).y();
+        Cut(*window);
+        SOON_EQUAL(Warning(*window), QString());
+        QVERIFY(window->height() < height);
+        QCOMPARE(back->mapTo(window, QPoint()).y(), place);
+    }
+
+    void ACalibrationBesideTheMonitorIsWarnedOf()
+    {
+        House house;
+        house.Load();
+        house.Press("Cb_Reglage");
+        House::Named("Reglage")->findChild<QComboBox *>(QStringLiteral("SelRegl"))->setCurrentIndex(3);
+        Simulated().Run(5s);
+        QCOMPARE(Warning(*House::Named("Rcourant")), QString());
+        house.Press("CbMoni"); // the board hears nobody any more
+        SOON_EQUAL(Warning(*House::Named("Rcourant")), charges);
+        QCOMPARE(Warning(*House::Named("Moni")), charges);
+        House::Press(*House::Named("Moni"), "CbQuit");
+        Cut(*House::Named("Rcourant"));
+        SOON(!house.ChargeOn()); // it is greeted for that
+        SOON_EQUAL(Warning(*House::Named("Rcourant")), QString());
+    }
+
     // ---- a board that streams
 
     void AWindowThatOpensOnAStreamingBoardOpensWhenItListens()
     {
         House house;
         house.Load();
+        const auto *streams = house.main.findChild<QLabel *>(QStringLiteral("streams"));
+        QVERIFY(!streams->isVisible());
         house.main.Link().ReconnectOnActivate = 0; // a window of before has been left
         house.Press("CbMoni");
         SOON(house.main.Link().Streaming);
-        const auto *streams = house.main.findChild<QLabel *>(QStringLiteral("streams"));
         QVERIFY(!streams->isVisible()); // as the monitor wants it
         house.board.TakeReceived();
         House::Press(*House::Named("Moni"), "CbQuit");

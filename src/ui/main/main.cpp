@@ -7,9 +7,28 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QLabel>
+#include <QLayout>
 #include <QScreen>
 
 #include <optional>
+
+namespace {
+constexpr QMargins stripMargins(9, 0, 9, 6); // in line with what is above it
+
+/// The window grows and shrinks by its bar: the buttons stay where they are.
+void ShowBar(QMainWindow &window, bool shown)
+{
+    QStatusBar *const bar = window.statusBar();
+    const bool changes = bar->isHidden() == shown;
+    const int before = window.height();
+    bar->setVisible(shown); // in any case: a new one is neither shown nor hidden
+    if (!changes || window.isMaximized())
+        return;
+    window.layout()->activate();
+    const int height = bar->sizeHint().height();
+    window.resize(window.width(), before + (shown ? height : -height));
+}
+} // namespace
 
 Main::Main(std::unique_ptr<Port> port)
     : com_(std::move(port), this)
@@ -32,7 +51,6 @@ Main::Main(std::unique_ptr<Port> port)
     ui_.TXT_Display->setPlainText(QStringLiteral("Pas de connection\r\n ..Attente..\r\n"));
     timer2_.SetEnabled(true);
     streams_->setObjectName(QStringLiteral("streams"));
-    streams_->setStyleSheet(QStringLiteral("color: #c00000; font-weight: bold"));
     ui_.statusbar->addPermanentWidget(streams_); // a passing word, as menus have them, does not hide it
     AddStrip(*this, QStringLiteral("Couper maintenant"));
     const auto widgets = QApplication::topLevelWidgets();
@@ -205,6 +223,8 @@ void Main::AddStrip(QMainWindow &window, const QString &cutText)
     auto *strip = new WarningStrip(cutText, &window);
     window.statusBar()->addPermanentWidget(strip, 1);
     window.statusBar()->setSizeGripEnabled(false);
+    window.statusBar()->setContentsMargins(stripMargins);
+    window.statusBar()->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed); // a narrow window widens
     connect(strip, &WarningStrip::Cut, this, [this] { cutting_.Start(Cut()); });
     strips_.push_back(strip);
     ShowWarnings();
@@ -217,7 +237,7 @@ void Main::ShowWarnings()
         strip->Show(text, guardMissing_);
         auto *window = static_cast<QMainWindow *>(strip->window());
         if (window != this) // whose bar has more to say
-            window->statusBar()->setVisible(guardMissing_ || !text.isEmpty());
+            ShowBar(*window, guardMissing_ || !text.isEmpty());
     }
 }
 

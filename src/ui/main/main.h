@@ -12,6 +12,7 @@
 #include "monitor/moni.h"
 #include "runs/chargeur.h"
 #include "runs/dechargeur.h"
+#include "runs/warning.h"
 #include "ui_main.h"
 #include "warningstrip.h"
 
@@ -109,7 +110,7 @@ private:
     bool guardMissing_ = false;
     QPointer<QMessageBox> question_;     ///< what is to become of that which is on
     std::vector<WarningStrip *> strips_; ///< of all windows
-    QLabel *streams_ = new QLabel(QStringLiteral("La carte émet : session à rouvrir"), this);
+    QLabel *streams_ = RedWarning(QStringLiteral("La carte émet : session à rouvrir"), this);
     Window *opensLater_ = nullptr; ///< once the session is there
     Activation activation_{this};
     Kept<Chargeur> chargeur_;

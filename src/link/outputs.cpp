@@ -155,6 +155,7 @@ void Outputs::Over(const RunPtr &run, const Writes &writes)
     for (const Write &write : writes)
         ended_[write.reg] = {write.value, moment_};
     run->over = true;
+    run->wanted = run->off; // once more, when it was over already and others have switched since
 }
 
 void Outputs::Told(quint8 reg, quint8 value)

@@ -693,6 +693,22 @@ private Q_SLOTS:
         QVERIFY(b.board.ChargeOn());
     }
 
+    void AStopThatIsPressedAgainMeansWhatOthersHaveSwitchedSince()
+    {
+        Bench b;
+        b.End();
+        SOON(b.told);
+        b.outputs.Told(charge, 1);
+        b.board.lines[charge] = 1;
+        b.board.SetSilent(true);
+        b.End();
+        Simulated().Run(2s);
+        QVERIFY(b.outputs.Unconfirmed());
+        b.board.SetSilent(false);
+        SOON(!b.outputs.Unconfirmed());
+        QVERIFY(!b.board.ChargeOn());
+    }
+
     void ANewRunThatSwitchesOnIsNotSwitchedOffByTheOneBefore()
     {
         Bench b;

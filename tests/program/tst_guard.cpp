@@ -5,19 +5,23 @@
 #include <QtTest>
 
 namespace {
+const QByteArray chargeOn("\x1b\x0f\x01", 3);
+const QByteArray dischargeOn("\x1b\x10\x01", 3);
 const QByteArray dischargeOff("\x1b\x10\x00", 3);
 const QByteArray capacityOff("\x1b\x11\x00\x1b\x0f\x00\x1b\x10\x00\x1b\x12\x01", 12);
 
-/// A run of each kind: how it is started, a line of its progress, and the writes with which its guard switches it off.
+/// A run of each kind: how it is started, the write that lets its current flow, and those with which its guard switches
+/// it off.
 struct Kind
 {
     const char *options;
+    QByteArray on;
     QByteArray off;
 };
 const std::map<QByteArray, Kind> kinds = {
-    {"charge", {"--run charge --current 1", guardWrites}},
-    {"discharge", {"--run discharge --cells 4 --current 1", dischargeOff}},
-    {"capacity", {"--run capacity --cells 4 --charge 1 --discharge 1", capacityOff}}};
+    {"charge", {"--run charge --current 1", chargeOn, guardWrites}},
+    {"discharge", {"--run discharge --cells 4 --current 1", dischargeOn, dischargeOff}},
+    {"capacity", {"--run capacity --cells 4 --charge 1 --discharge 1", chargeOn, capacityOff}}};
 
 class Guarded : public Program
 {
@@ -88,12 +92,13 @@ private Q_SLOTS:
         QVERIFY(board.Start());
         Guarded program(folder);
         program.Start(kinds.at(kind), board.Port());
-        QTRY_VERIFY_WITH_TIMEOUT(program.Guard() != 0, 30000); // something is on
+        QTRY_VERIFY_WITH_TIMEOUT(board.SentSoFar().contains(kinds.at(kind).on), 30000);
         program.Signal(signal);
         QVERIFY(program.WaitForEnd());
         QVERIFY(WaitForPort(board.Port())); // the guard has done
         const QByteArray off = kinds.at(kind).off;
-        QVERIFY(board.Sent().endsWith(off + off));
+        const QByteArray sent = board.Sent();
+        QVERIFY2(sent.endsWith(off + off), sent.right(40).toHex(' ').constData());
         QVERIFY2(program.Notes().endsWith(
                      QByteArray("  Coupé par la surveillance de secours : le programme s'est terminé sans arrêter ce "
                                 "qu'il avait mis en marche\n")),
@@ -175,7 +180,7 @@ private Q_SLOTS:
         QVERIFY(board.Start());
         Guarded program(folder);
         program.Start(kinds.at("charge"), board.Port());
-        QTRY_VERIFY_WITH_TIMEOUT(program.Guard() != 0, 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(board.SentSoFar().contains(chargeOn), 30000);
         const pid_t first = program.Guard();
         kill(first, SIGKILL);
         QTRY_VERIFY_WITH_TIMEOUT(program.Guard() != 0 && program.Guard() != first, 30000);
@@ -192,7 +197,7 @@ private Q_SLOTS:
         QVERIFY(board.Start());
         Guarded program(folder);
         program.Start(kinds.at("charge"), board.Port());
-        QTRY_VERIFY_WITH_TIMEOUT(program.Guard() != 0, 30000);
+        QTRY_VERIFY_WITH_TIMEOUT(board.SentSoFar().contains(chargeOn), 30000);
         for (const int signal : {SIGHUP, SIGINT, SIGTERM})
             kill(program.Guard(), signal);
         program.Signal(SIGKILL);
@@ -235,7 +240,7 @@ private Q_SLOTS:
         {
             Guarded program(folder);
             program.Start(kinds.at("charge"), board.Port());
-            QTRY_VERIFY_WITH_TIMEOUT(program.Guard() != 0, 30000);
+            QTRY_VERIFY_WITH_TIMEOUT(board.SentSoFar().contains(chargeOn), 30000);
             program.Signal(SIGKILL);
             QVERIFY(program.WaitForEnd());
             QVERIFY(WaitForPort(board.Port()));

@@ -98,7 +98,10 @@ void FaultyBoard::ToBoard(const QByteArray &bytes)
         Trouble();
         return;
     }
+    const bool loses = toBoard_.lose;
     const QByteArray left = Strike(toBoard_, bytes);
+    if (loses && left.contains(char(85)))
+        Invented(); // without its escape byte it is heard as a greeting, and answered as one
     if (thaw_.IsSet()) {
         heldToBoard_ += left;
         Trouble();

@@ -157,6 +157,21 @@ private Q_SLOTS:
         QVERIFY2(told.isEmpty(), told.constData());
     }
 
+    void ABoardThatStreamsSinceADisconnectionIsGreetedForWhoeverWaits()
+    {
+        const std::vector<Act> acts{Click(10s, "Main", "CD_DECONNECT"),
+                                    Click(12s, "Main", "CbMoni"),
+                                    Click(20s, "Main", "CbDechargeur"),
+                                    Click(30s, "Main", "Cb_Debug"),
+                                    Click(30025ms, "Micro", "CbPgmSlave"),
+                                    {30026ms, QStringLiteral("file"), {}, {}, QStringLiteral("no-end.HEX")},
+                                    Click(40s, "Dechargeur", "CBstart"),
+                                    Fault(50s, "restart"),
+                                    {60s, QStringLiteral("rest"), {}, {}, {}}};
+        const QByteArray told = Told(World(Seed(70459)).Replay(acts, 90s));
+        QVERIFY2(told.isEmpty(), told.constData());
+    }
+
     // ---- where the judge once erred
 
     void ALineThatARunHasNotTouchedIsNoneOfItsOwn()

@@ -277,6 +277,23 @@ private Q_SLOTS:
         QVERIFY(!streams->isVisible());
     }
 
+    void ABoardThatStreamsSinceADisconnectionIsGreetedToo()
+    {
+        House house;
+        house.Load();
+        house.main.Link().ReconnectOnActivate = 0;
+        house.Press("CD_DECONNECT");
+        Simulated().Run(1s);
+        house.Press("CbMoni"); // it opens the port itself
+        SOON(house.main.Link().Streaming);
+        house.main.Link().ReconnectOnActivate = 0;
+        House::Press(*House::Named("Moni"), "CbQuit");
+        Simulated().Run(1s);
+        house.Press("cb_chargeur");
+        SOON(house.main.ChargeWindow().isVisible());
+        QVERIFY(house.board.Received().contains(Bytes({85, 170, 27, 1})));
+    }
+
     void AStreamingBoardThatDoesNotAnswerCanBeLeft()
     {
         House house;

@@ -199,10 +199,10 @@ Task<void> Main::ConnectAgain()
 }
 
 /// The board was left streaming, and somebody has something to say to it. Not while the monitor wants the stream, nor
-/// against the user, who may have disconnected it.
+/// while the port is being closed or opened anew.
 void Main::GreetStreamingBoard()
 {
-    if (link_.BoardStreams && connecting_.Empty() && !link_.LinkDropped && !monitor_.isVisible())
+    if (link_.BoardStreams && connecting_.Empty() && moving_.Empty() && !monitor_.isVisible())
         Connect();
 }
 

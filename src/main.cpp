@@ -1,11 +1,14 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/timer.h"
+#include "base/wholefile.h"
 #include "capacity/unattended_capacity.h"
 #include "demo/demoboard.h"
 #include "guard/guardian.h"
 #include "guard/runmark.h"
 #include "link/systemport.h"
+#include "logs/csv.h"
+#include "logs/logfile.h"
 #include "runs/runnote.h"
 #include "runs/unattendedrun.h"
 #include "ui/main/wayout.h"
@@ -40,6 +43,7 @@ struct Options
     CapacityOrder capacity;
     int every = 1;
     Limits limits;
+    QString exportFrom, exportTo;
 };
 
 [[noreturn]] void Refuse(const QString &why)
@@ -114,6 +118,10 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
     --charge A       courant de charge en ampères, de même
     --discharge A    courant de décharge en ampères, de même
     --cycles N       nombre de cycles (1 à 1000, 1 sinon)
+  --export JOURNAL -o FICHIER
+                     écrit un journal en CSV (point décimal, colonnes Time [s],
+                     Step, Cycle, Current [A], Voltage [V], Capacity [Ah] et
+                     Temperature [C]) ; ni carte ni écran
   --help             ce texte
   --version          la version
 
@@ -242,13 +250,29 @@ void TellOfFormerRuns(Main &window)
     }
 }
 
+/// The exit status.
+int Export(const Options &options)
+{
+    try {
+        const LogFile log(options.exportFrom);
+        if (log.Unreadable() > 0)
+            std::fprintf(stderr, "voltaire : %zu lignes illisibles\n", log.Unreadable());
+        wholefile::Replace(options.exportTo, csv::Of(log.Contents()));
+        return 0;
+    } catch (const FileError &error) {
+        std::fprintf(stderr, "voltaire : %s\n", qUtf8Printable(error.Text()));
+        return 1;
+    }
+}
+
 Options Read(const QStringList &arguments)
 {
     QCommandLineParser parser;
     for (const char *flag : {"demo", "help", "version"})
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
-    for (const char *valued : {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge",
-                               "discharge", "cycles", "every", "max-temperature", "max-minutes", "max-mah"})
+    for (const char *valued :
+         {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge", "discharge", "cycles", "every",
+          "max-temperature", "max-minutes", "max-mah", "export", "o"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
@@ -278,6 +302,13 @@ Options Read(const QStringList &arguments)
     if (parser.isSet(QStringLiteral("drive-c")))
         drive::SetRoot(QFileInfo(parser.value(QStringLiteral("drive-c"))).absoluteFilePath());
 
+    const QString exporting = QStringLiteral("export");
+    const QString to = QStringLiteral("o");
+    if (parser.isSet(exporting) != parser.isSet(to))
+        Refuse(QStringLiteral("--export et -o vont ensemble"));
+    options.exportFrom = parser.value(exporting);
+    options.exportTo = parser.value(to);
+
     options.run = parser.value(QStringLiteral("run"));
     if (parser.isSet(QStringLiteral("run")))
         ReadRun(parser, options);
@@ -293,6 +324,8 @@ int main(int argc, char *argv[])
     for (int i = 0; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
     const Options options = Read(arguments);
+    if (!options.exportFrom.isEmpty())
+        return Export(options);
     Timer::SetScale(options.timeScale);
     if (!options.run.isEmpty())
         DoWithoutDisplay();

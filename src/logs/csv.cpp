@@ -39,7 +39,7 @@ Values ValuesOf(const Log &log)
                 Measured(log, "VBAT"),
                 [in = Measured(log, "TOTALCHARGE", perMilliampereHour),
                  out = Measured(log, "TOTALDECHARGE", perMilliampereHour)](size_t record) {
-                    return in(record) - out(record);
+                    return in(record)-out(record);
                 },
                 Measured(log, "TEMPER")};
     case Log::Kind::Monitor:

@@ -6,9 +6,9 @@
 
 /// A log as battery-analysis tools read it: comma-separated values with point decimals.
 namespace csv {
-/// A line of names, then one for each record; each ended by a line feed. The columns are those of `names`; of a monitor's
-/// log, whose words have no known units, only time, step and cycle have values, and the words follow under their own
-/// names.
+/// A line of names, then one for each record; each ended by a line feed. The columns are those of `names`; of a
+/// monitor's log, whose words have no known units, only time, step and cycle have values, and the words follow under
+/// their own names.
 QByteArray Of(const Log &log);
 
 /// The columns, in this order. Currents of a discharge are negative. The capacity is what has gone in since the run

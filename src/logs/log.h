@@ -24,10 +24,11 @@ struct Log
 
     Kind kind = Kind::Charge;
     std::vector<Column> columns;
-    /// Seconds since the run began. Unlike the log's own they do not fall back at midnight, when the board's clock does,
-    /// nor at the second phase of a capacity measurement.
+    /// Seconds since the run began. Unlike the log's own they do not fall back at midnight, when the board's clock
+    /// does, nor at the second phase of a capacity measurement.
     std::vector<double> seconds;
-    /// The first record of each step. Only a capacity measurement has a second one: the charge that follows the discharge.
+    /// The first record of each step. Only a capacity measurement has a second one: the charge that follows the
+    /// discharge.
     std::vector<size_t> steps{0};
 
     size_t Records() const { return seconds.size(); }

@@ -31,8 +31,8 @@ private:
 
     const LogFormat *format_ = nullptr;
     std::optional<Log> log_;
-    std::string rest_;          ///< of a line whose end has not come
-    std::vector<double> fields_; ///< of the record in hand
+    std::string rest_;             ///< of a line whose end has not come
+    std::vector<double> fields_;   ///< of the record in hand
     std::optional<double> former_; ///< time of the record before, as the log has it
     double shift_ = 0;             ///< seconds from the log's time to ours
     double missing_ = 0;           ///< milliampere-hours that the log's capacity lost with its time

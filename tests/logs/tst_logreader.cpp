@@ -25,7 +25,8 @@ std::string Counted(int seconds, const std::string &totals)
 
 std::string Streamed(const std::string &prompt, int seconds)
 {
-    return prompt + ", 1 , " + std::to_string(seconds) + " ,=, 500 , 1000 , 251 , 700 , 40 , 123 , 2 , 3 , 1365 , 2304 , 9 , 11 \r\n";
+    return prompt + ", 1 , " + std::to_string(seconds) +
+           " ,=, 500 , 1000 , 251 , 700 , 40 , 123 , 2 , 3 , 1365 , 2304 , 9 , 11 \r\n";
 }
 
 Log Read(const std::string &text)
@@ -74,7 +75,8 @@ private Q_SLOTS:
 
     void PiecesOfAnySizeMakeTheSameLog()
     {
-        const std::string text = chargeHeader + Charged(1, "1", 0) + "noise\n" + Charged(2, "2", 1) + Charged(3, "3", 2);
+        const std::string text =
+            chargeHeader + Charged(1, "1", 0) + "noise\n" + Charged(2, "2", 1) + Charged(3, "3", 2);
         for (size_t size = 1; size < text.size(); ++size) {
             LogReader reader;
             for (size_t at = 0; at < text.size(); at += size)
@@ -142,7 +144,10 @@ private Q_SLOTS:
         QVERIFY(!reader.Contents());
     }
 
-    void AnEditorsByteOrderMarkDoesNoHarm() { QCOMPARE(Read("\xEF\xBB\xBF" + chargeHeader + Charged(1, "1", 0)).Records(), size_t(1)); }
+    void AnEditorsByteOrderMarkDoesNoHarm()
+    {
+        QCOMPARE(Read("\xEF\xBB\xBF" + chargeHeader + Charged(1, "1", 0)).Records(), size_t(1));
+    }
 
     void TimeAndCapacityGoOnAtMidnight()
     {

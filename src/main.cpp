@@ -12,6 +12,7 @@
 #include "runs/runnote.h"
 #include "runs/unattendedrun.h"
 #include "ui/main/wayout.h"
+#include "viewer/courbes.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -44,6 +45,7 @@ struct Options
     int every = 1;
     Limits limits;
     QString exportFrom, exportTo;
+    QStringList view;
 };
 
 [[noreturn]] void Refuse(const QString &why)
@@ -118,6 +120,7 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
     --charge A       courant de charge en ampères, de même
     --discharge A    courant de décharge en ampères, de même
     --cycles N       nombre de cycles (1 à 1000, 1 sinon)
+  --view JOURNAL...  montre des journaux, l'un sur l'autre ; sans carte
   --export JOURNAL -o FICHIER
                      écrit un journal en CSV (point décimal, colonnes Time [s],
                      Step, Cycle, Current [A], Voltage [V], Capacity [Ah] et
@@ -250,6 +253,16 @@ void TellOfFormerRuns(Main &window)
     }
 }
 
+/// The viewer alone; the exit status.
+int View(const QStringList &logs)
+{
+    Kept<Courbes> viewer;
+    QApplication::setQuitOnLastWindowClosed(true);
+    viewer.Open();
+    viewer.OpenLogs(logs);
+    return QApplication::exec();
+}
+
 /// The exit status.
 int Export(const Options &options)
 {
@@ -272,14 +285,15 @@ Options Read(const QStringList &arguments)
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
     for (const char *valued :
          {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge", "discharge", "cycles", "every",
-          "max-temperature", "max-minutes", "max-mah", "export", "o"})
+          "max-temperature", "max-minutes", "max-mah", "export", "o", "view"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
         Refuse(unknown.isEmpty() ? QStringLiteral("il manque une valeur après une option")
                                  : QStringLiteral("option inconnue : %1").arg(unknown.join(u' ')));
     }
-    if (!parser.positionalArguments().isEmpty())
+    const QString view = QStringLiteral("view");
+    if (!parser.positionalArguments().isEmpty() && !parser.isSet(view))
         Refuse(QStringLiteral("argument inattendu : %1").arg(parser.positionalArguments().join(u' ')));
     if (parser.isSet(QStringLiteral("help")))
         Help();
@@ -308,6 +322,9 @@ Options Read(const QStringList &arguments)
         Refuse(QStringLiteral("--export et -o vont ensemble"));
     options.exportFrom = parser.value(exporting);
     options.exportTo = parser.value(to);
+    if (parser.isSet(view) && parser.isSet(QStringLiteral("run")))
+        Refuse(QStringLiteral("--view et --run ne vont pas ensemble"));
+    options.view = parser.values(view) + (parser.isSet(view) ? parser.positionalArguments() : QStringList());
 
     options.run = parser.value(QStringLiteral("run"));
     if (parser.isSet(QStringLiteral("run")))
@@ -336,6 +353,8 @@ int main(int argc, char *argv[])
     QTranslator french;
     if (french.load(QStringLiteral("qtbase_fr"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         QApplication::installTranslator(&french);
+    if (!options.view.isEmpty())
+        return View(options.view);
 
     auto device = std::make_unique<SystemPort>();
     const SystemPort &serial = *device;

@@ -52,6 +52,7 @@ void Chart::MakeFrame()
     legend->setFillOrder(QCPLegend::foColumnsFirst);
     legend->setWrap(legendColumns);
     legend->setBorderPen(Qt::NoPen);
+    legend->setMaximumSize(QWIDGETSIZE_MAX / 2, QWIDGETSIZE_MAX); // an empty one would leave the curves no room
     plotLayout()->setRowStretchFactor(1, 0.001);
 
     setInteractions(QCP::iRangeDrag | QCP::iRangeZoom);
@@ -263,9 +264,10 @@ void Chart::ShowCursor(QPointF at)
     const double key = *NearestKey(wanted);
     QString text = KeyText(key);
     for (const Curve *curve : curves_) {
-        const bool within =
-            curve->Points() > 0 && key > curve->KeyOf(0) - margin && key < curve->KeyOf(curve->Points() - 1) + margin;
-        const double value = within ? curve->ValueOf(*curve->Nearest(key)) : qQNaN();
+        const qsizetype points = curve->Points();
+        if (points == 0 || key < curve->KeyOf(0) - margin || key > curve->KeyOf(points - 1) + margin)
+            continue; // it has not begun, or is over
+        const double value = curve->ValueOf(*curve->Nearest(key));
         text += u'\n' + curve->name() + QStringLiteral(" :");
         if (std::isnan(value))
             text += QStringLiteral(" –");

@@ -40,8 +40,9 @@ private Q_SLOTS:
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitCode(), 0);
         const QString help = QString::fromUtf8(program.process.readAllStandardOutput());
-        for (const char *option : {"Usage :", "--port", "--demo", "--time-scale", "--drive-c", "--run", "--current",
-                                   "--mode", "--every", "--max-temperature", "--max-minutes", "--max-mah"})
+        for (const char *option :
+             {"Usage :", "--port", "--demo", "--time-scale", "--drive-c", "--run", "--current", "--mode", "--every",
+              "--max-temperature", "--max-minutes", "--max-mah", "--view", "--export"})
             QVERIFY2(help.contains(QLatin1String(option)), option);
     }
 
@@ -91,6 +92,7 @@ private Q_SLOTS:
             row(charge + QStringLiteral("--max-mah ") + QLatin1String(wrong), whole(1, 99999));
         row(QStringLiteral("--export log"), QStringLiteral("--export et -o vont ensemble"));
         row(QStringLiteral("-o out.csv"), QStringLiteral("--export et -o vont ensemble"));
+        row(QStringLiteral("--view log --run charge"), QStringLiteral("--view et --run ne vont pas ensemble"));
         row(QStringLiteral("--max-mah 100"), QStringLiteral("ne va qu'avec --run"));
     }
     void WrongOptionsAreRefused()

@@ -76,6 +76,7 @@ Main::Main(std::unique_ptr<Port> port)
     opens(ui_.MnuReglage, &QAction::triggered, calibration_);
     opens(ui_.Cb_Debug, &QPushButton::clicked, tools_);
     opens(ui_.MnuMicro, &QAction::triggered, tools_);
+    connect(ui_.MnuCourbes, &QAction::triggered, &viewer_, &Window::Open);
     for (const Window *window :
          std::initializer_list<const Window *>{&chargeur_, &dechargeur_, &capacity_, &monitor_, &calibration_, &tools_})
         connect(window, &Window::Returning, this, &Main::ShowAgain);
@@ -188,7 +189,7 @@ bool Main::MayOpen(Window &window)
 {
     if (!window.findChild<WarningStrip *>())
         AddStrip(window, QStringLiteral("Couper"));
-    if (!link_.BoardStreams || !com_.PortOpen() || &window == &monitor_ || monitor_.isVisible())
+    if (!link_.BoardStreams || !com_.PortOpen() || &window == &monitor_ || monitor_.isVisible() || &window == &viewer_)
         return true;
     opensLater_ = &window;
     GreetStreamingBoard();

@@ -13,6 +13,7 @@
 #include "runs/chargeur.h"
 #include "runs/dechargeur.h"
 #include "ui_main.h"
+#include "viewer/courbes.h"
 #include "warningstrip.h"
 
 #include <QLabel>
@@ -119,4 +120,5 @@ private:
     Kept<Reglage> calibration_;
     Kept<Micro> tools_;
     Kept<FEtat> dashboard_;
+    Kept<Courbes> viewer_;
 };

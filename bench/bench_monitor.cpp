@@ -5,6 +5,7 @@
 #include "base/drive.h"
 #include "base/timer.h"
 #include "link/codebas.h"
+#include "link/systemport.h"
 #include "monitor/moni.h"
 #include "monitor/monitorchart.h"
 #include "monitor/monitorlog.h"
@@ -293,7 +294,7 @@ RowCost OurRow(int rows)
         // The timer that keeps drawings apart is not part of the cost, nor is the painting of an earlier drawing.
         QElapsedTimer still;
         still.start();
-        while (still.elapsed() < 2 * MonitorChart::redrawMs)
+        while (still.elapsed() < 2 * MonitorChart::redrawPeriod.count())
             QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
         QCoreApplication::processEvents();
         const int before = drawn;

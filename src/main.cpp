@@ -1,14 +1,18 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/timer.h"
+#include "base/wholefile.h"
 #include "capacity/unattended_capacity.h"
 #include "demo/demoboard.h"
 #include "guard/guardian.h"
 #include "guard/runmark.h"
 #include "link/systemport.h"
+#include "logs/csv.h"
+#include "logs/logfile.h"
 #include "runs/runnote.h"
 #include "runs/unattendedrun.h"
 #include "ui/main/wayout.h"
+#include "viewer/courbes.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -40,6 +44,8 @@ struct Options
     CapacityOrder capacity;
     int every = 1;
     Limits limits;
+    QString exportFrom, exportTo;
+    QStringList view;
 };
 
 [[noreturn]] void Refuse(const QString &why)
@@ -114,6 +120,11 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
     --charge A       courant de charge en ampères, de même
     --discharge A    courant de décharge en ampères, de même
     --cycles N       nombre de cycles (1 à 1000, 1 sinon)
+  --view JOURNAL...  montre des journaux, l'un sur l'autre ; sans carte
+  --export JOURNAL -o FICHIER
+                     écrit un journal en CSV (point décimal, colonnes Time [s],
+                     Step, Cycle, Current [A], Voltage [V], Capacity [Ah] et
+                     Temperature [C]) ; ni carte ni écran
   --help             ce texte
   --version          la version
 
@@ -242,20 +253,47 @@ void TellOfFormerRuns(Main &window)
     }
 }
 
+/// The viewer alone; the exit status.
+int View(const QStringList &logs)
+{
+    Kept<Courbes> viewer;
+    QApplication::setQuitOnLastWindowClosed(true);
+    viewer.Open();
+    viewer.OpenLogs(logs);
+    return QApplication::exec();
+}
+
+/// The exit status.
+int Export(const Options &options)
+{
+    try {
+        const LogFile log(options.exportFrom);
+        if (log.Unreadable() > 0)
+            std::fprintf(stderr, "voltaire : %zu lignes illisibles\n", log.Unreadable());
+        wholefile::Replace(options.exportTo, csv::Of(log.Contents()));
+        return 0;
+    } catch (const FileError &error) {
+        std::fprintf(stderr, "voltaire : %s\n", qUtf8Printable(error.Text()));
+        return 1;
+    }
+}
+
 Options Read(const QStringList &arguments)
 {
     QCommandLineParser parser;
     for (const char *flag : {"demo", "help", "version"})
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
-    for (const char *valued : {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge",
-                               "discharge", "cycles", "every", "max-temperature", "max-minutes", "max-mah"})
+    for (const char *valued :
+         {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge", "discharge", "cycles", "every",
+          "max-temperature", "max-minutes", "max-mah", "export", "o", "view"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
         Refuse(unknown.isEmpty() ? QStringLiteral("il manque une valeur après une option")
                                  : QStringLiteral("option inconnue : %1").arg(unknown.join(u' ')));
     }
-    if (!parser.positionalArguments().isEmpty())
+    const QString view = QStringLiteral("view");
+    if (!parser.positionalArguments().isEmpty() && !parser.isSet(view))
         Refuse(QStringLiteral("argument inattendu : %1").arg(parser.positionalArguments().join(u' ')));
     if (parser.isSet(QStringLiteral("help")))
         Help();
@@ -278,6 +316,16 @@ Options Read(const QStringList &arguments)
     if (parser.isSet(QStringLiteral("drive-c")))
         drive::SetRoot(QFileInfo(parser.value(QStringLiteral("drive-c"))).absoluteFilePath());
 
+    const QString exporting = QStringLiteral("export");
+    const QString to = QStringLiteral("o");
+    if (parser.isSet(exporting) != parser.isSet(to))
+        Refuse(QStringLiteral("--export et -o vont ensemble"));
+    options.exportFrom = parser.value(exporting);
+    options.exportTo = parser.value(to);
+    if (parser.isSet(view) && parser.isSet(QStringLiteral("run")))
+        Refuse(QStringLiteral("--view et --run ne vont pas ensemble"));
+    options.view = parser.values(view) + (parser.isSet(view) ? parser.positionalArguments() : QStringList());
+
     options.run = parser.value(QStringLiteral("run"));
     if (parser.isSet(QStringLiteral("run")))
         ReadRun(parser, options);
@@ -293,6 +341,8 @@ int main(int argc, char *argv[])
     for (int i = 0; i < argc; ++i)
         arguments.append(QString::fromLocal8Bit(argv[i]));
     const Options options = Read(arguments);
+    if (!options.exportFrom.isEmpty())
+        return Export(options);
     Timer::SetScale(options.timeScale);
     if (!options.run.isEmpty())
         DoWithoutDisplay();
@@ -303,6 +353,8 @@ int main(int argc, char *argv[])
     QTranslator french;
     if (french.load(QStringLiteral("qtbase_fr"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         QApplication::installTranslator(&french);
+    if (!options.view.isEmpty())
+        return View(options.view);
 
     auto device = std::make_unique<SystemPort>();
     const SystemPort &serial = *device;

@@ -29,9 +29,7 @@ QString CapacityFile::Name(const QDateTime &now)
 
 CapacityFile::CapacityFile() : file_(EnterFolder(Name(Clock::Current().LocalTime())))
 {
-    file_.WriteLine(QStringLiteral("DUREE:TEMPER:"
-                                   "ICHRG:IDECHRG:TOTALCHARGE:TOTALDECHARGE:"
-                                   "VBAT:VUNIT:VDELTA:RESISTANCE:TEMPS"));
+    file_.WriteLine(header);
     file_.WriteLine(QString());
 }
 

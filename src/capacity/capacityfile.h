@@ -39,6 +39,13 @@ public:
 
     QString Path() const { return file_.Path(); }
 
+    static inline const QString header = QStringLiteral("DUREE:TEMPER:"
+                                                        "ICHRG:IDECHRG:TOTALCHARGE:TOTALDECHARGE:"
+                                                        "VBAT:VUNIT:VDELTA:RESISTANCE:TEMPS");
+    /// What a line begins with that stands at the end of the discharge, and at that of the run.
+    static constexpr char dischargeEnd = '*';
+    static constexpr char runEnd = '=';
+
 private:
     TextFile file_;
 };

@@ -2,17 +2,14 @@
 
 #include "base/drive.h"
 #include "base/number.h"
-#include "base/wholefile.h"
+#include "chart/picturemenu.h"
 #include "link/command.h"
 #include "ui_moni.h"
 
-#include <QAction>
 #include <QCloseEvent>
 #include <QDir>
-#include <QFileDialog>
 #include <QFileInfo>
 #include <QScreen>
-#include <QTemporaryDir>
 
 #include <cmath>
 
@@ -22,8 +19,6 @@ constexpr auto statePeriod = 100ms; // from one showing of the state to the next
 
 constexpr int kindsOfColumn = 3;
 
-constexpr qint64 largestPicture = 1 << 28;
-
 // Left on the screen for the window's frame, whose size is not known before it is shown.
 constexpr int frameSides = 10, frameTop = 40;
 } // namespace
@@ -32,7 +27,7 @@ Moni::Moni(Codebas &link) : Window(QStringLiteral("Moni")), link_(link), ui_(std
 {
     ui_->setupUi(this);
     RememberDesign();
-    MakeMenu();
+    AddPictureMenu(*ui_->MSChart1, [this] { return logPath_; }, [this](const Error &error) { Window::Failed(error); });
     QLabel *const labels[] = {ui_->MonLabel1, ui_->MonLabel2, ui_->MonLabel3};
     QLabel *const values[] = {ui_->MonValue1, ui_->MonValue2, ui_->MonValue3};
     for (int i = 0; i < kindsOfColumn; ++i) {
@@ -344,43 +339,4 @@ void Moni::ShowValues()
         const double value = ui_->MSChart1->Cell(row, column);
         labels[column - 1]->setText(std::isnan(value) ? QStringLiteral(" –") : number::Str(value));
     }
-}
-
-void Moni::MakeMenu()
-{
-    const auto add = [this](const char *name, const QString &text, auto action) {
-        auto *item = new QAction(text, this);
-        item->setObjectName(QLatin1String(name));
-        connect(item, &QAction::triggered, this, action);
-        ui_->MSChart1->addAction(item);
-    };
-    ui_->MSChart1->setContextMenuPolicy(Qt::ActionsContextMenu);
-    add("MnuVue", QStringLiteral("Tout afficher"), [this] { ui_->MSChart1->ShowAll(); });
-    add("MnuPng", QStringLiteral("Enregistrer l'image (PNG)…"),
-        [this] { SavePicture(QStringLiteral("png"), QStringLiteral("Image PNG (*.png)")); });
-    add("MnuPdf", QStringLiteral("Enregistrer en PDF…"),
-        [this] { SavePicture(QStringLiteral("pdf"), QStringLiteral("Document PDF (*.pdf)")); });
-}
-
-void Moni::SavePicture(const QString &suffix, const QString &filter)
-{
-    auto *dialog = new QFileDialog(this, QStringLiteral("Enregistrer la courbe"), QDir::currentPath(), filter);
-    dialog->setAttribute(Qt::WA_DeleteOnClose);
-    dialog->setAcceptMode(QFileDialog::AcceptSave);
-    dialog->setDefaultSuffix(suffix);
-    dialog->selectFile(logPath_.isEmpty() ? QStringLiteral("Courbe") : QFileInfo(logPath_).completeBaseName());
-    connect(dialog, &QFileDialog::fileSelected, this, [this, suffix](const QString &path) {
-        // Made elsewhere first: what was chosen is only replaced by a whole picture, and nothing waits to open it.
-        const QTemporaryDir folder;
-        const QString made = folder.filePath(QStringLiteral("picture"));
-        MonitorChart *chart = ui_->MSChart1;
-        try {
-            if (!(suffix == QLatin1String("pdf") ? chart->savePdf(made) : chart->savePng(made, 0, 0, 2)))
-                throw FileError(path, QStringLiteral("l'image ne peut pas être écrite"));
-            wholefile::Replace(path, wholefile::Read(made, largestPicture));
-        } catch (const FileError &error) {
-            Window::Failed(error);
-        }
-    });
-    dialog->open();
 }

@@ -65,8 +65,6 @@ private:
     void ShowLabels();
     void ShowState();
     void ShowValues();
-    void MakeMenu();
-    void SavePicture(const QString &suffix, const QString &filter);
 
     Codebas &link_;
     std::unique_ptr<Ui::Moni> ui_;

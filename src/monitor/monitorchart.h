@@ -1,17 +1,14 @@
 #pragma once
 
-#include "base/clock.h"
+#include "chart/chart.h"
 #include "chartrules.h"
-#include "customplot.h"
 
 #include <array>
-#include <optional>
 
 class SeriesGraph;
 
-/// The chart of the monitor: three curves over the rows, each with an axis in its colour. The wheel zooms, dragging
-/// moves the view, a double click shows everything again; the values under the cursor are told.
-class MonitorChart : public QCustomPlot, public ChartTable
+/// The chart of the monitor: three curves over the rows, each with an axis in its colour.
+class MonitorChart : public Chart, public ChartTable
 {
     Q_OBJECT
 
@@ -33,28 +30,8 @@ public:
     /// The name of a column, in the legend and along its axis.
     void NameColumn(int column, const QString &name);
 
-    /// The whole chart is in view and stays so as it grows.
-    void ShowAll();
-
-    /// Milliseconds from one drawing to the next, at least.
-    static constexpr auto redrawPeriod = 40ms;
-
 private:
-    void MakeFrame();
-    void MakeCursor();
-    void ScheduleRedraw();
-    void Redraw();
-    void FitAxes();
-    void ShowCursor(QPointF at);
-    void HideCursor();
-    void leaveEvent(QEvent *event) override;
+    QString KeyText(double key) const override;
 
     std::array<SeriesGraph *, 3> series_{};
-    QCPItemStraightLine *cursorLine_;
-    QCPItemText *cursorText_;
-    QPointF cursorAt_;
-    Alarm redraw_{[this] { Redraw(); }};
-    std::optional<Stopwatch> lastRedraw_; ///< since it
-    bool followed_ = true;                ///< the user has not chosen a view
-    bool fitting_ = false;
 };

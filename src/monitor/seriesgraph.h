@@ -1,39 +1,26 @@
 #pragma once
 
-#include "customplot.h"
+#include "chart/curve.h"
 
-#include <optional>
-#include <vector>
-
-/// One curve of the chart: a value, or none, for each row; the first row is 1. Drawing millions of rows costs what the
-/// pixels cost: the extremes of every few rows are kept at hand.
-class SeriesGraph : public QCPGraph
+/// A curve over rows: a value, or none, for each; the first row is 1.
+class SeriesGraph : public Curve
 {
 public:
-    SeriesGraph(QCPAxis *keyAxis, QCPAxis *valueAxis) : QCPGraph(keyAxis, valueAxis) {}
+    using Curve::Curve;
 
-    qsizetype Rows() const { return mDataContainer->size(); }
-    void SetRowCount(qsizetype rows);
-    void SetValue(qsizetype row, double value);
-    /// Not a number where there is no value.
-    double Value(qsizetype row) const;
-
-    /// Lowest and highest value; nothing when there are none.
-    std::optional<QCPRange> Extremes() const;
-
-protected:
-    void getOptimizedLineData(QVector<QCPGraphData> *lineData, const QCPGraphDataContainer::const_iterator &begin,
-                              const QCPGraphDataContainer::const_iterator &end) const override;
-
-private:
-    struct Block
+    qsizetype Rows() const { return Points(); }
+    void SetRowCount(qsizetype rows)
     {
-        double lowest = qQNaN();
-        double highest = qQNaN();
-        void Add(double value);
-        void Add(const Block &other);
-    };
-    void Measure(qsizetype block);
-
-    std::vector<Block> blocks_;
+        if (rows < Rows())
+            RemoveFrom(static_cast<double>(rows + 1));
+        while (Rows() < rows)
+            Append(static_cast<double>(Rows() + 1), qQNaN());
+    }
+    void SetValue(qsizetype row, double value)
+    {
+        if (row >= 1 && row <= Rows())
+            ChangeValue(row - 1, value);
+    }
+    /// Not a number where there is no value.
+    double Value(qsizetype row) const { return row < 1 || row > Rows() ? qQNaN() : ValueOf(row - 1); }
 };

@@ -9,6 +9,24 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+namespace {
+/// The numbers below each name.
+QMap<QByteArray, QList<double>> LoadCsv(const QString &path)
+{
+    QFile file(path);
+    QMap<QByteArray, QList<double>> table;
+    if (!file.open(QIODevice::ReadOnly))
+        return table;
+    const QByteArrayList names = file.readLine().trimmed().split(',');
+    while (!file.atEnd()) {
+        const QByteArrayList fields = file.readLine().trimmed().split(',');
+        for (qsizetype i = 0; i < fields.size(); ++i)
+            table[names.at(i)].append(fields[i].toDouble());
+    }
+    return table;
+}
+} // namespace
+
 class TestProgram : public QObject
 {
     Q_OBJECT
@@ -22,8 +40,9 @@ private Q_SLOTS:
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitCode(), 0);
         const QString help = QString::fromUtf8(program.process.readAllStandardOutput());
-        for (const char *option : {"Usage :", "--port", "--demo", "--time-scale", "--drive-c", "--run", "--current",
-                                   "--mode", "--every", "--max-temperature", "--max-minutes", "--max-mah"})
+        for (const char *option :
+             {"Usage :", "--port", "--demo", "--time-scale", "--drive-c", "--run", "--current", "--mode", "--every",
+              "--max-temperature", "--max-minutes", "--max-mah", "--view", "--export"})
             QVERIFY2(help.contains(QLatin1String(option)), option);
     }
 
@@ -71,6 +90,9 @@ private Q_SLOTS:
             row(charge + QStringLiteral("--max-minutes ") + QLatin1String(wrong), whole(1, 9999));
         for (const char *wrong : {"1e9", "-1"})
             row(charge + QStringLiteral("--max-mah ") + QLatin1String(wrong), whole(1, 99999));
+        row(QStringLiteral("--export log"), QStringLiteral("--export et -o vont ensemble"));
+        row(QStringLiteral("-o out.csv"), QStringLiteral("--export et -o vont ensemble"));
+        row(QStringLiteral("--view log --run charge"), QStringLiteral("--view et --run ne vont pas ensemble"));
         row(QStringLiteral("--max-mah 100"), QStringLiteral("ne va qu'avec --run"));
     }
     void WrongOptionsAreRefused()
@@ -114,6 +136,45 @@ private Q_SLOTS:
         const QString said = QString::fromUtf8(program.process.readAllStandardError());
         QVERIFY2(said.endsWith(why + u'\n'), qPrintable(said));
         QVERIFY(board.Sent().endsWith("\x1b\x26\x0f")); // the last of the connection, and nothing after it
+    }
+
+    void ALogIsExportedWithoutBoardAndDisplay()
+    {
+        QTemporaryDir folder;
+        const QByteArray log =
+            "DUREE:VALIMCAD:VDBLCAD:TEMPCAD:VALIM:VDBL:TEMPER:IDCHRGCAD:VDELTACAD:ICHRG:VBAT:CAPACITE:"
+            "TEMPS\r\n\r\n 3600 : 1 : 2 : 3 : 13,5 : 20 : 25 : 4 : 5 : 2,5 : 7,25 : 2500 : 0,04 \r\n"
+            " 3601 : 1 : 2 :"; // it is being written
+        const QString csv = folder.filePath(QStringLiteral("out.csv"));
+        for (const QString &name : {QStringLiteral("log"), QStringLiteral("foreign")}) {
+            QFile file(folder.filePath(name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            file.write(name == QStringLiteral("log") ? log : "a letter\n");
+        }
+        Program program(folder);
+        QProcessEnvironment environment = program.process.processEnvironment();
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("none"));
+        program.process.setProcessEnvironment(environment);
+        const auto exportOf = [&](const char *name) {
+            program.Start({QStringLiteral("--export"), QLatin1String(name), QStringLiteral("-o"), csv});
+            return program.WaitForEnd() ? program.process.exitCode() : -1;
+        };
+        QCOMPARE(exportOf("log"), 0);
+        const auto table = LoadCsv(csv);
+        QCOMPARE(table.value("Time [s]"), QList<double>({3600}));
+        QCOMPARE(table.value("Step"), QList<double>({1}));
+        QCOMPARE(table.value("Cycle"), QList<double>({1}));
+        QCOMPARE(table.value("Current [A]"), QList<double>({-2.5}));
+        QCOMPARE(table.value("Voltage [V]"), QList<double>({7.25}));
+        QCOMPARE(table.value("Capacity [Ah]"), QList<double>({-2.5}));
+        QCOMPARE(table.value("Temperature [C]"), QList<double>({25}));
+        for (const char *wrong : {"foreign", "nowhere"}) {
+            program.process.readAllStandardError();
+            QCOMPARE(exportOf(wrong), 1);
+            const QString said = QString::fromUtf8(program.process.readAllStandardError());
+            QVERIFY2(said.startsWith(QStringLiteral("voltaire : Erreur de fichier : ")), qPrintable(said));
+            QCOMPARE(LoadCsv(csv), table); // what was there stays
+        }
     }
 
     void ADemonstrationCharges()

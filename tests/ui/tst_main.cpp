@@ -774,6 +774,17 @@ private Q_SLOTS:
         QVERIFY(window_->SerialPort().PortOpen());
     }
 
+    void TheViewerOpensWithoutABoard()
+    {
+        Choose("MnuCourbes");
+        const auto windows = QApplication::topLevelWidgets();
+        const auto viewer = std::ranges::find(windows, QStringLiteral("Courbes"), &QWidget::objectName);
+        QVERIFY(viewer != windows.end() && (*viewer)->isVisible());
+        Settle();
+        QVERIFY(!window_->SerialPort().PortOpen());
+        QVERIFY(board_->TakeReceived().isEmpty());
+    }
+
     void MenuResetDoesNothing()
     {
         LoadAndConnect();

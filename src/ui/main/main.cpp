@@ -99,6 +99,7 @@ Main::Main(std::unique_ptr<Port> port)
     opens(ui_.MnuReglage, &QAction::triggered, calibration_);
     opens(ui_.Cb_Debug, &QPushButton::clicked, tools_);
     opens(ui_.MnuMicro, &QAction::triggered, tools_);
+    connect(ui_.MnuCourbes, &QAction::triggered, &viewer_, &Window::Open);
     for (const Window *window :
          std::initializer_list<const Window *>{&chargeur_, &dechargeur_, &capacity_, &monitor_, &calibration_, &tools_})
         connect(window, &Window::Returning, this, &Main::ShowAgain);
@@ -209,7 +210,7 @@ void Main::GreetStreamingBoard()
 /// A window that talks to the board opens when the board listens. The monitor wants it to stream.
 bool Main::OpensNow(Window &window)
 {
-    if (!link_.BoardStreams || !com_.PortOpen() || &window == &monitor_ || monitor_.isVisible())
+    if (!link_.BoardStreams || !com_.PortOpen() || &window == &monitor_ || monitor_.isVisible() || &window == &viewer_)
         return true;
     opensLater_ = &window;
     GreetStreamingBoard();

@@ -14,6 +14,7 @@
 #include "runs/dechargeur.h"
 #include "runs/warning.h"
 #include "ui_main.h"
+#include "viewer/courbes.h"
 #include "warningstrip.h"
 
 #include <QLabel>
@@ -120,4 +121,5 @@ private:
     Kept<Reglage> calibration_;
     Kept<Micro> tools_;
     Kept<FEtat> dashboard_;
+    Kept<Courbes> viewer_;
 };

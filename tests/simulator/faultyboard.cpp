@@ -98,7 +98,10 @@ void FaultyBoard::ToBoard(const QByteArray &bytes)
         Trouble();
         return;
     }
+    if (std::exchange(garbled_, false))
+        invention_ = Clock::Current().Now(); // however late: the end of what it took for a request
     const bool loses = toBoard_.lose;
+    garbled_ = loses || !toBoard_.add.isEmpty() || toBoard_.turn;
     const QByteArray left = Strike(toBoard_, bytes);
     if (loses && left.contains(char(85)))
         Invented(); // without its escape byte it is heard as a greeting, and answered as one

@@ -75,6 +75,7 @@ private:
     Clock::Duration trouble_{};
     Clock::Duration invention_{};
     int inventions_ = 0;
+    bool garbled_ = false;                                    ///< the board may have heard half a request last
     std::deque<std::pair<Clock::Duration, QByteArray>> late_; ///< with the moments at which they arrive
     Alarm arrival_{[this] { Deliver(); }};
 };

@@ -66,6 +66,27 @@ public:
         return QDir(drive + QStringLiteral("/temp")).entryList({QStringLiteral("voltaire-en-marche-*")}, QDir::Files);
     }
 };
+/// A charge of the whole program on a board of its own.
+struct Charging
+{
+    void Begin()
+    {
+        QVERIFY(board.Start());
+        program.Start(kinds.at("charge"), board.Port());
+        QTRY_VERIFY_WITH_TIMEOUT(board.SentSoFar().contains(chargeOn), 30000);
+    }
+    void KillAndSeeItSwitchedOff()
+    {
+        program.Signal(SIGKILL);
+        QVERIFY(program.WaitForEnd());
+        QVERIFY(WaitForPort(board.Port())); // the guard has done
+        QVERIFY(board.Sent().endsWith(guardWrites + guardWrites));
+    }
+
+    QTemporaryDir folder;
+    Board board;
+    Guarded program{folder};
+};
 } // namespace
 
 /// The guard's process: the whole program dies or stands still in a run, and the board is switched off all the same.
@@ -175,35 +196,21 @@ private Q_SLOTS:
 
     void AGuardThatIsKilledIsStartedAgain()
     {
-        QTemporaryDir folder;
-        Board board;
-        QVERIFY(board.Start());
-        Guarded program(folder);
-        program.Start(kinds.at("charge"), board.Port());
-        QTRY_VERIFY_WITH_TIMEOUT(board.SentSoFar().contains(chargeOn), 30000);
-        const pid_t first = program.Guard();
+        Charging charging;
+        charging.Begin();
+        const pid_t first = charging.program.Guard();
         kill(first, SIGKILL);
-        QTRY_VERIFY_WITH_TIMEOUT(program.Guard() != 0 && program.Guard() != first, 30000);
-        program.Signal(SIGKILL);
-        QVERIFY(program.WaitForEnd());
-        QVERIFY(WaitForPort(board.Port()));
-        QVERIFY(board.Sent().endsWith(guardWrites + guardWrites));
+        QTRY_VERIFY_WITH_TIMEOUT(charging.program.Guard() != 0 && charging.program.Guard() != first, 30000);
+        charging.KillAndSeeItSwitchedOff();
     }
 
     void ASignalToTheWholeFamilyDoesNotEndTheGuard()
     {
-        QTemporaryDir folder;
-        Board board;
-        QVERIFY(board.Start());
-        Guarded program(folder);
-        program.Start(kinds.at("charge"), board.Port());
-        QTRY_VERIFY_WITH_TIMEOUT(board.SentSoFar().contains(chargeOn), 30000);
+        Charging charging;
+        charging.Begin();
         for (const int signal : {SIGHUP, SIGINT, SIGTERM})
-            kill(program.Guard(), signal);
-        program.Signal(SIGKILL);
-        QVERIFY(program.WaitForEnd());
-        QVERIFY(WaitForPort(board.Port()));
-        QVERIFY(board.Sent().endsWith(guardWrites + guardWrites));
+            kill(charging.program.Guard(), signal);
+        charging.KillAndSeeItSwitchedOff();
     }
 
     // ---- sleep of the computer

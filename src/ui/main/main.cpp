@@ -116,9 +116,8 @@ Main::Main(std::unique_ptr<Port> port)
     });
     connect(&tools_, &Micro::Opened, this, &QWidget::hide);
     connect(&tools_, &Micro::DashboardWanted, &dashboard_, &Window::Open);
-    for (const RunWindow *window : std::initializer_list<const RunWindow *>{&chargeur_, &dechargeur_}) {
+    for (const RunWindow *window : std::initializer_list<const RunWindow *>{&chargeur_, &dechargeur_})
         connect(window, &RunWindow::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
-    }
     connect(&capacity_, &MesCapa::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
     connect(&link_.line, &Exchanges::SessionWanted, this, &Main::GreetStreamingBoard);
     Window::opensNow = [this](Window &window) { return OpensNow(window); };

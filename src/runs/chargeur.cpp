@@ -60,10 +60,8 @@ void Chargeur::Load()
 
 void Chargeur::Leave(bool running)
 {
-    if (!running)
-        return;
-    link_.outputs.Leave(Switched());
-    Q_EMIT LeftCharging();
+    if (running)
+        link_.outputs.Leave(Switched());
 }
 
 Chargeur::RunPtr Chargeur::NewRun()

@@ -14,10 +14,6 @@ class Chargeur : public RunWindow
 public:
     explicit Chargeur(Codebas &link);
 
-Q_SIGNALS:
-    /// The window was left while the board charges.
-    void LeftCharging();
-
 protected:
     void Load() override;
     RunPtr NewRun() override;

@@ -54,3 +54,8 @@ double Timer::Scale()
 {
     return timeScale;
 }
+
+double Timer::Seconds(const Stopwatch &watch)
+{
+    return std::chrono::duration<double>(watch.Elapsed()).count() * timeScale;
+}

@@ -22,6 +22,8 @@ public:
     /// How many times faster than real time every Timer runs (1 or more); set once, when the program starts.
     static void SetScale(double scale);
     static double Scale();
+    /// The seconds of a stopwatch, as every Timer counts them.
+    static double Seconds(const Stopwatch &watch);
 
 Q_SIGNALS:
     void Tick();

@@ -83,10 +83,17 @@ Task<void> MesCapa::StartCycle(RunPtr run)
     co_await ending;
 }
 
+QString MesCapa::Settings() const
+{
+    return QStringLiteral("%1 éléments, %2 cycles")
+        .arg(number::Val(ui_.TxNbElem->text()))
+        .arg(capacity::Cycles(ui_.TxNbrCycles->text()));
+}
+
 /// Two minutes in one-second ticks. The tick flag that a charge leaves set makes the first of them end at once.
 Task<void> MesCapa::Pause(RunPtr run)
 {
-    BeginPhase();
+    BeginPhase(QStringLiteral("Pause"));
     now_.ElapsedS = 0;
     timerchargeur_.SetInterval(shortTickMs);
     for (int k = 0; k < capacity::pauseSeconds; ++k) {
@@ -120,7 +127,7 @@ Task<void> MesCapa::ChargePhase(RunPtr run)
 
     co_await RestoreSetting(run, command::ChargeSetting, 0);
     ShowState(QStringLiteral("Charge"));
-    BeginPhase();
+    BeginPhase(ui_.LbEtat->text());
     capacity::DeltaFall delta;
     DeltaSaturation saturation;
     timerchargeur_.SetInterval(phaseTickMs);
@@ -153,7 +160,7 @@ Task<void> MesCapa::ChargePhase(RunPtr run)
 Task<bool> MesCapa::PlaceDelta(RunPtr run, int &offset)
 {
     ShowState(QStringLiteral("Reglage Delta"));
-    BeginPhase();
+    BeginPhase(ui_.LbEtat->text());
     offset = 0;
     int second = 255;
     co_await WriteOf(run, command::DeltaOffset, static_cast<quint8>(offset));
@@ -189,7 +196,7 @@ Task<bool> MesCapa::PlaceDelta(RunPtr run, int &offset)
 Task<void> MesCapa::PrepareChargeDischarge(RunPtr run)
 {
     ShowState(QStringLiteral("Preparation Ch/Decharge"));
-    BeginPhase();
+    BeginPhase(ui_.LbEtat->text());
     quint8 setting = 1;
     co_await SetOutputs(run, charge);
     ReadingsDue_ = true;
@@ -215,7 +222,7 @@ Task<void> MesCapa::DischargePhase(RunPtr run)
     now_.Phase = 2;
     co_await PhaseReset(run);
     ShowState(QStringLiteral("Decharge"));
-    BeginPhase();
+    BeginPhase(ui_.LbEtat->text());
     tick_.Clear();
     timerchargeur_.SetInterval(phaseTickMs);
     co_await SetOutputs(run, idle);
@@ -366,7 +373,23 @@ void MesCapa::WriteRecord(Run &run)
         run.log->Write(now_);
         FollowLog(run);
     }
+    Tell();
     Q_EMIT Measured(now_);
+}
+
+void MesCapa::Tell()
+{
+    const bool charging = now_.Phase == 1;
+    RunPoint point;
+    point.volts = now_.VBattery;
+    point.amperes = charging ? now_.ICharge : -now_.IDischarge;
+    point.milliampereHours = capacity::MilliampereHours(charging ? now_.TotalCharge : now_.TotalDischarge);
+    if (Quantity::temperature.calibrated(link_))
+        point.temperature = now_.Temperature;
+    if (charging)
+        point.delta = now_.VDeltaCount;
+    point.resistance = now_.Resistance;
+    news_.Tell(point);
 }
 
 /// One that was removed goes on somewhere else.
@@ -374,6 +397,7 @@ void MesCapa::FollowLog(const Run &run)
 {
     resultPath_ = run.log->Path();
     run.outputs->note = runnote::PathOf(resultPath_);
+    news_.SetLog(resultPath_);
 }
 
 /// Ends the measurement when its tick has reached a limit of the user's, once the tick is recorded.

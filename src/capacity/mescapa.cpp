@@ -114,22 +114,24 @@ Task<void> MesCapa::CBstart_Click()
         co_await StopsOver(run);
         run->outputs = switched_ = link_.outputs.Begin(idle, switched_);
         watch_.GotOn();
+        news_.Begin(Settings());
         co_await StartCycle(run);
     } catch (const NotWanted &) {
         co_return; // stopped, left or failed: whoever ended it has switched the outputs off
     }
-    EndRun();
+    EndRun(RunEnd::How::Rule);
     phaseClock_.reset();
     Q_EMIT Ended(now_);
 }
 
 /// Ends the measurement under way, if there is one. It unwinds where it waits, or else as soon as its exchange in hand
 /// is over, and sends nothing more.
-MesCapa::RunPtr MesCapa::EndRun()
+MesCapa::RunPtr MesCapa::EndRun(RunEnd::How how, const QString &why)
 {
     StopTimers();
     awake_.Release();
     const RunPtr ended = std::exchange(run_, nullptr);
+    news_.End(how, why);
     ShowSaturation(false);
     if (ended) {
         ended->wanted = false;
@@ -196,7 +198,7 @@ void MesCapa::StopFor(const QString &cause)
 
 Task<void> MesCapa::Stop(QString cause)
 {
-    EndRun();
+    EndRun(cause.isEmpty() ? RunEnd::How::Stop : RunEnd::How::Cause, cause);
     phaseClock_.reset();
     ui_.LbNote->setText(QStringLiteral("Arrêt demandé à la carte"));
     try {
@@ -217,7 +219,7 @@ Task<void> MesCapa::CbRetour_Click()
         co_return;
     }
     leaving_ = true;
-    EndRun();
+    EndRun(RunEnd::How::Left);
     for (Newest &moves : sliderMoves_)
         moves.Next(); // a move that still waits for the line is void
     std::optional<PortClosed> closed;
@@ -248,7 +250,7 @@ void MesCapa::closeEvent(QCloseEvent *event)
 
 void MesCapa::Failed(const Error &error)
 {
-    if (EndRun()) {
+    if (EndRun(RunEnd::How::Error, error.Text())) {
         if (Switched()->on)
             SwitchOffUnanswered();
         phaseClock_.reset();
@@ -267,7 +269,7 @@ void MesCapa::SwitchOffUnanswered()
 /// The board has not answered for so long that nobody knows what it does.
 void MesCapa::Overdue()
 {
-    if (!EndRun())
+    if (!EndRun(RunEnd::How::Error, QStringLiteral("la carte n'a rien répondu")))
         return;
     SwitchOffUnanswered();
     link_.outputs.StepOver(Switched()); // in doubt from the start
@@ -321,17 +323,18 @@ void MesCapa::ShowState(const QString &text)
     Q_EMIT StateShown(text);
 }
 
-void MesCapa::BeginPhase()
+void MesCapa::BeginPhase(const QString &name)
 {
     phaseClock_.emplace();
     ui_.LbNote->clear();
     ShowSaturation(false);
     ShowDuration();
+    news_.BeginPhase(name);
 }
 
 double MesCapa::PhaseSeconds() const
 {
-    return phaseClock_ ? std::chrono::duration<double>(phaseClock_->Elapsed()).count() * Timer::Scale() : 0;
+    return phaseClock_ ? Timer::Seconds(*phaseClock_) : 0;
 }
 
 void MesCapa::ShowDuration()

@@ -8,6 +8,7 @@
 #include "capacityrules.h"
 #include "link/codebas.h"
 #include "runs/awake.h"
+#include "runs/runnews.h"
 #include "runs/watch.h"
 #include "ui_mescapa.h"
 
@@ -32,6 +33,9 @@ public:
     /// Ends a measurement that is under way as "Arret" does, and says why below its state and in a note beside the
     /// result file. Without a cause it is the user's own stop.
     void StopFor(const QString &cause);
+
+    /// For whoever follows its measurements.
+    const RunNews &News() const { return news_; }
 
 Q_SIGNALS:
     /// The window opens: the main window's timers stop and it goes out of sight until Returning.
@@ -99,7 +103,7 @@ private:
     Task<void> SlIDech_Change(int value);
     void Timerchargeur_Timer();
 
-    RunPtr EndRun();
+    RunPtr EndRun(RunEnd::How how, const QString &why = {});
     /// Sends OutputsIdle without waiting for the board's answers.
     void SwitchOffUnanswered();
     Task<void> SwitchOff(Writes writes);
@@ -109,7 +113,7 @@ private:
     void Leave();
     void StopTimers();
     void ShowState(const QString &text);
-    void BeginPhase();
+    void BeginPhase(const QString &name);
     double PhaseSeconds() const;
     void ShowDuration();
     void ShowSaturation(bool saturated);
@@ -130,7 +134,9 @@ private:
     Task<void> CheckTemperature(RunPtr run);
     Task<void> SetOutputs(RunPtr run, Writes pattern);
     Task<void> PhaseReset(RunPtr run);
+    QString Settings() const;
     void WriteRecord(Run &run);
+    void Tell();
     void FollowLog(const Run &run);
     void KeepLimits(Run &run);
 
@@ -150,6 +156,7 @@ private:
     Flag tick_;
     RunPtr run_; ///< null while no measurement is under way
     CapacityRecord now_;
+    RunNews news_{RunNews::Kind::Capacity};
     double CellCount_ = 0;
     bool ReadingsDue_ = false;
     bool FanOn_ = false;

@@ -13,7 +13,8 @@ constexpr quint8 startDischargeSetting = 35;
 Chargeur::Chargeur(Codebas &link)
     : RunWindow(
           QStringLiteral("Chargeur"), link,
-          {QStringLiteral("Une charge"),
+          {RunNews::Kind::Charge,
+           QStringLiteral("Une charge"),
            RunLog::chargePrefix,
            RunLog::chargeHeader,
            QStringLiteral("CHARGE"),
@@ -75,6 +76,13 @@ Chargeur::RunPtr Chargeur::NewRun()
     ShowIndicator(charge->Rise.Indicator());
     StopMode_ = false;
     return charge;
+}
+
+QString Chargeur::Settings(const Run &run) const
+{
+    return QStringLiteral("MODE %1%2")
+        .arg(static_cast<const Charge &>(run).RestMode)
+        .arg(SettingText(ui_.Slider1->value(), link_.SlaveEeprom[4]));
 }
 
 Task<void> Chargeur::Stop(QString cause)
@@ -220,5 +228,9 @@ void Chargeur::WriteRecord(Run &run)
                     charge.Rise.BlockRise(), read_.temperature, double(read_.currentCount), double(read_.batteryCount),
                     double(charge.deltaCount), read_.amps, read_.batteryVolts, double(charge.Peak.Highest()),
                     milliampereHours, run.ElapsedSeconds / 86400});
+    RunPoint point = Point(run);
+    point.delta = charge.deltaCount;
+    point.deltaPeak = charge.Peak.Highest();
+    news_.Tell(point);
     Q_EMIT Recorded({run.ElapsedSeconds, read_.batteryVolts, read_.amps, milliampereHours, double(charge.deltaCount)});
 }

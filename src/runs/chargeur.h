@@ -17,6 +17,7 @@ public:
 protected:
     void Load() override;
     RunPtr NewRun() override;
+    QString Settings(const Run &run) const override;
     Task<bool> Step(RunPtr run) override;
     void WriteRecord(Run &run) override;
     void EndPause() override { settleDone_.Set(); }

@@ -12,7 +12,8 @@ constexpr int pauseMs = 10;
 Dechargeur::Dechargeur(Codebas &link)
     : RunWindow(
           QStringLiteral("Dechargeur"), link,
-          {QStringLiteral("Une décharge"),
+          {RunNews::Kind::Discharge,
+           QStringLiteral("Une décharge"),
            RunLog::dischargePrefix,
            RunLog::dischargeHeader,
            QStringLiteral("DECHARGE"),
@@ -52,6 +53,13 @@ Dechargeur::RunPtr Dechargeur::NewRun()
     const auto discharge = std::make_shared<Discharge>();
     discharge->CellCount = number::Val(ui_.Text1->text());
     return discharge;
+}
+
+QString Dechargeur::Settings(const Run &run) const
+{
+    return QStringLiteral("%1 éléments%2")
+        .arg(static_cast<const Discharge &>(run).CellCount)
+        .arg(SettingText(ui_.Slider1->value(), link_.SlaveEeprom[5]));
 }
 
 /// The acknowledgement is not waited for: the user is gone.
@@ -104,5 +112,8 @@ void Dechargeur::WriteRecord(Run &run)
                     double(read_.temperatureCount), read_.supplyVolts, read_.doublerVolts, read_.temperature,
                     double(read_.currentCount), double(read_.batteryCount), read_.amps, read_.batteryVolts,
                     milliampereHours, run.ElapsedSeconds / 86400});
+    RunPoint point = Point(run);
+    point.amperes = -point.amperes;
+    news_.Tell(point);
     Q_EMIT Recorded({run.ElapsedSeconds, read_.batteryVolts, read_.amps, milliampereHours, discharge.voltsPerCell});
 }

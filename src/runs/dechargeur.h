@@ -18,6 +18,7 @@ public:
 protected:
     void Load() override;
     RunPtr NewRun() override;
+    QString Settings(const Run &run) const override;
     Task<bool> Step(RunPtr run) override;
     void WriteRecord(Run &run) override;
     void Leave(bool running) override;

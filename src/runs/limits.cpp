@@ -6,12 +6,6 @@
 
 namespace {
 constexpr double minute = 60;
-
-/// As the run's timers count it.
-double ScaledSeconds(const Stopwatch &watch)
-{
-    return std::chrono::duration<double>(watch.Elapsed()).count() * Timer::Scale();
-}
 } // namespace
 
 QString Limits::Reached(const Progress &progress) const
@@ -34,13 +28,13 @@ QString Limits::Reached(const Progress &progress) const
 
 void Flow::Add(double amperes)
 {
-    milliampereSeconds_ += ScaledSeconds(part_) * 1000 * amperes;
+    milliampereSeconds_ += Timer::Seconds(part_) * 1000 * amperes;
     part_.Restart();
 }
 
 double Flow::Seconds() const
 {
-    return ScaledSeconds(whole_);
+    return Timer::Seconds(whole_);
 }
 
 double Flow::MilliampereHours() const

@@ -25,6 +25,7 @@ RunWindow::RunWindow(const QString &name, Codebas &link, Kind kind, int pauseMs)
     , link_(link)
     , timerchargeur_(QStringLiteral("Timerchargeur"), stepMs, this)
     , timerch2_(QStringLiteral("Timerch2"), pauseMs, this)
+    , news_(kind.kind)
     , kind_(std::move(kind))
     , activity_(link.activities, Activity::Kind::Run, kind_.name, [this] { return Running(); })
     , watch_(link, [this] { Overdue(); })
@@ -80,10 +81,11 @@ const Outputs::RunPtr &RunWindow::Switched()
 }
 
 /// The run that is on goes no further than the step in hand.
-void RunWindow::EndRun(Phase phase)
+void RunWindow::EndRun(Phase phase, RunEnd::How how, const QString &why)
 {
     StopTimers();
     awake_.Release();
+    news_.End(how, why);
     if (!Running())
         return;
     run_->phase = phase;
@@ -100,7 +102,7 @@ void RunWindow::EndRun(Phase phase)
 void RunWindow::closeEvent(QCloseEvent *event)
 {
     const bool wasRunning = Running();
-    EndRun(Phase::Left);
+    EndRun(Phase::Left, RunEnd::How::Left);
     if (run_)
         run_->log.reset();
     Leave(wasRunning);
@@ -120,7 +122,7 @@ void RunWindow::Failed(const Error &error)
         Window::Failed(error);
         return;
     }
-    EndRun(Phase::Over);
+    EndRun(Phase::Over, RunEnd::How::Error, error.Text());
     DropHandlers();
     if (Switched()->on)
         SwitchOffUnanswered();
@@ -148,7 +150,7 @@ Task<void> RunWindow::CBstart_Click()
 /// A new run, from its start to its end: `fresh` takes the place of the one before, whose elapsed time it goes on from.
 Task<void> RunWindow::StartRun(RunPtr fresh)
 {
-    EndRun(Phase::Superseded);
+    EndRun(Phase::Superseded, RunEnd::How::Restart);
     if (const RunPtr former = std::exchange(run_, fresh)) {
         former->phase = Phase::Superseded;
         former->log.reset();
@@ -175,15 +177,16 @@ Task<bool> RunWindow::BeginRun(RunPtr run)
         if (!wanted())
             co_return false;
         run->log.emplace(kind_.logPrefix, kind_.logHeader);
+        news_.Begin(Settings(*run));
         FollowLog(*run);
         Q_EMIT LogOpened();
         for (const Outputs::Write &write : kind_.start) {
             Task<void> sending = link_.outputs.Send(run->outputs, write.reg, write.value, wanted);
             co_await sending;
         }
-    } catch (const PortClosed &) {
+    } catch (const PortClosed &error) {
         if (wanted()) {
-            EndRun(Phase::Over);
+            EndRun(Phase::Over, RunEnd::How::Error, error.Text());
             run->log.reset();
             if (run->outputs->on)
                 SwitchOffUnanswered();
@@ -204,6 +207,7 @@ void RunWindow::FollowLog(const Run &run)
 {
     logPath_ = run.log->Path();
     run.outputs->note = runnote::PathOf(logPath_);
+    news_.SetLog(logPath_);
 }
 
 /// Waits for the next tick and makes a step; false when the run is over.
@@ -255,7 +259,7 @@ void RunWindow::KeepLimits(const Run &run)
 Task<void> RunWindow::EndByRule(RunPtr run)
 {
     if (run->phase == Phase::Running)
-        EndRun(Phase::Over);
+        EndRun(Phase::Over, RunEnd::How::Rule);
     try {
         Task<void> ending = link_.outputs.End(run->outputs, kind_.end);
         co_await ending;
@@ -285,7 +289,7 @@ void RunWindow::StopFor(const QString &cause)
 Task<void> RunWindow::Stop(QString cause)
 {
     const RunPtr run = run_;
-    EndRun(Phase::Over);
+    EndRun(Phase::Over, cause.isEmpty() ? RunEnd::How::Stop : RunEnd::How::Cause, cause);
     std::optional<PortClosed> closed;
     try {
         Task<void> ending = link_.outputs.End(Switched(), kind_.stop);
@@ -309,7 +313,7 @@ void RunWindow::Overdue()
     if (!Running())
         return;
     const RunPtr run = run_;
-    EndRun(Phase::Over);
+    EndRun(Phase::Over, RunEnd::How::Error, QStringLiteral("la carte n'a fourni aucune mesure"));
     SwitchOffUnanswered();
     link_.outputs.StepOver(Switched()); // in doubt from the start
     run->log.reset();
@@ -380,4 +384,22 @@ void RunWindow::AddCapacity(Run &run)
 double RunWindow::MilliampereHours(const Run &run) const
 {
     return number::Int(run.CapacityMAs / 3600);
+}
+
+RunPoint RunWindow::Point(const Run &run) const
+{
+    RunPoint point;
+    point.volts = read_.batteryVolts;
+    point.amperes = read_.amps;
+    point.milliampereHours = run.flow.MilliampereHours();
+    if (Quantity::temperature.calibrated(link_))
+        point.temperature = read_.temperature;
+    return point;
+}
+
+QString RunWindow::SettingText(int setting, int scale)
+{
+    return setting == 0 || scale == 0
+               ? QString()
+               : QStringLiteral(",") + number::Str(CurrentSettingAmps(setting, scale)) + QStringLiteral(" A");
 }

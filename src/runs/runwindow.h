@@ -9,6 +9,7 @@
 #include "link/codebas.h"
 #include "link/quantity.h"
 #include "runlog.h"
+#include "runnews.h"
 #include "watch.h"
 
 #include <QLabel>
@@ -42,6 +43,9 @@ public:
     /// Ends a run that is on as "Arret" does, and says why in the state and in a note beside the log. Without a cause
     /// it is the user's own stop.
     void StopFor(const QString &cause);
+
+    /// For whoever follows its runs.
+    const RunNews &News() const { return news_; }
 
 Q_SIGNALS:
     /// The log of a new run was opened; one of the same name is gone.
@@ -86,6 +90,7 @@ protected:
     /// What makes a window a charge or a discharge.
     struct Kind
     {
+        RunNews::Kind kind;
         QString name; ///< in a sentence
         QString logPrefix;
         QString logHeader;
@@ -138,6 +143,8 @@ protected:
 
     /// A run as the controls have it, which begins now.
     virtual RunPtr NewRun() = 0;
+    /// What it is set to, in words.
+    virtual QString Settings(const Run &run) const = 0;
     /// Switches off by "Arret", for a cause that the state names or for none. It reaches the board at once, or after
     /// the line's patience when somebody keeps the line.
     virtual Task<void> Stop(QString cause);
@@ -163,6 +170,10 @@ protected:
     /// Adds what has flowed since the step before, at the amperes just read, and shows the sum.
     void AddCapacity(Run &run);
     double MilliampereHours(const Run &run) const;
+    /// The last measurements, for those who follow the run.
+    RunPoint Point(const Run &run) const;
+    /// ", 1.92 A" for the setting of a slider; empty while it was not moved, or its scale is unknown.
+    static QString SettingText(int setting, int scale);
 
     /// What this window has switched on last, and which may be on still, whatever has become of the run; made when it
     /// is first asked for.
@@ -173,6 +184,7 @@ protected:
     Timer timerch2_;
     Panel panel_{};
     RunPtr run_; ///< null from an opening to the first start
+    RunNews news_;
     Readings read_;
 
 private:
@@ -182,7 +194,7 @@ private:
     Task<bool> NextTick(RunPtr run);
     void KeepLimits(const Run &run);
     Task<void> EndByRule(RunPtr run);
-    void EndRun(Phase phase);
+    void EndRun(Phase phase, RunEnd::How how, const QString &why = {});
     /// Sends the stop's writes without waiting for the board's answers.
     void SwitchOffUnanswered();
     void StopTimers();

@@ -196,6 +196,12 @@ private Q_SLOTS:
         bench.board.TakeReceived();
         ScriptOneCycle(bench);
         QSignalSpy ended(&bench.window, &MesCapa::Ended);
+        const RunNews &news = bench.window.News();
+        QStringList phases;
+        std::vector<RunPoint> points;
+        QSignalSpy over(&news, &RunNews::Over);
+        connect(&news, &RunNews::PhaseBegan, &bench.window, [&](const QString &name) { phases.append(name); });
+        connect(&news, &RunNews::Measured, &bench.window, [&](const RunPoint &point) { points.push_back(point); });
         bench.Start();
         LATER_EQUAL(ended.size(), 1);
         QCOMPARE(bench.board.TakeReceived(), OneCycleBytes(100, 50));
@@ -223,6 +229,23 @@ private Q_SLOTS:
                      " 2 : 25 : 1.5 : 1 : 0 : 4 : 5.12 : 1.28 : 800 : 89 : 2.31481481481481E-05 \r\n"
                      " 4 : 25 : 1.5 : 1 : 3 : 4 : 5.12 : 1.28 : 794 : 89 : 4.62962962962963E-05 \r\n"
                      "=========:==========:=============:========:=============================================\r\n"));
+
+        // What it tells those who follow it.
+        QCOMPARE(phases,
+                 QStringList({QStringLiteral("Preparation Ch/Decharge"), QStringLiteral("Reglage Delta"),
+                              QStringLiteral("Charge"), QStringLiteral("Pause"), QStringLiteral("Decharge"),
+                              QStringLiteral("Pause"), QStringLiteral("Reglage Delta"), QStringLiteral("Charge")}));
+        QCOMPARE(news.Log(), bench.window.ResultPath());
+        QCOMPARE(over.size(), 1);
+        QCOMPARE(over[0][0].value<RunEnd>().how, RunEnd::How::Rule);
+        QCOMPARE(points.size(), 6u);
+        QVERIFY(std::ranges::is_sorted(points, {}, &RunPoint::seconds));
+        QCOMPARE(points[2].amperes, -1.0);
+        QCOMPARE(points[2].resistance, 89);
+        QVERIFY(!points[2].delta);
+        QCOMPARE(points[4].amperes, 1.5);
+        QCOMPARE(points[4].delta, 800);
+        QCOMPARE(points[4].temperature, 25.0);
 
         QCOMPARE(bench.Text("LbEtat"), QStringLiteral("Fin du Processus"));
         QCOMPARE(bench.Text("Label23"), QStringLiteral("VDelta"));

@@ -550,8 +550,8 @@ void Exchanges::SetState(State state)
         if (!owed_.empty()) {
             answerDue_ = true;
             ++disturbances_;
-            if (!prompt_ || overtaken_ || Silence() >= quiet)
-                LeaveDoubt();
+            if (state == State::Lost || !prompt_ || overtaken_ || Silence() >= quiet)
+                LeaveDoubt(); // what a board owes that goes away may come when it is back, however late
             else if (!probation_) // the answers are here once the line has been quiet for a moment
                 probation_ = owed_.front().sent;
             AskLater(quiet);

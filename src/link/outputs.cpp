@@ -152,8 +152,13 @@ bool Outputs::Void(const Queued &queued)
 void Outputs::Over(const RunPtr &run, const Writes &writes)
 {
     ++moment_;
-    for (const Write &write : writes)
-        ended_[write.reg] = {write.value, moment_};
+    const auto end = [this](const Writes &ends) {
+        for (const Write &write : ends)
+            ended_[write.reg] = {write.value, moment_};
+    };
+    if (!writes.empty())
+        end(run->off); // also what this end need not switch
+    end(writes);
     run->over = true;
     run->wanted = run->off; // once more, when it was over already and others have switched since
 }

@@ -179,6 +179,35 @@ private Q_SLOTS:
 
     // ---- what silence is
 
+    void AnAnswerThatALossCutIsNotTakenForTheNextOneHoweverPromptTheBoardHadBeen()
+    {
+        LinkFixture f;
+        f.link.OpenPort();
+        f.board.On(13, 0, [](const QByteArray &) { return Two::AnswerOf(13); });
+        Result first, stop;
+        f.runner.Start(Ask(&f.link, Request(13), channel, &first)); // prompt
+        SOON(first.done);
+        f.board.TakeReceived();
+        f.runner.Start(Ask(&f.link, Request(41), Reply::Framed(3), &first));
+        f.board.Unplug();
+        f.runner.Drop();
+        Simulated().Run(178ms);
+        f.board.Plug();
+        Simulated().Run(1ms);
+        f.runner.Start(Ask(&f.link, Request(17, 0), acknowledge, &stop));
+        SOON(f.board.Received().endsWith(Request(17, 0)));
+        f.board.TakeReceived();
+        Simulated().Run(22ms);
+        f.board.Send(Bytes({27, 0, 3, 45, 0})); // of before
+        Simulated().Run(10ms);
+        QVERIFY(!stop.done);
+        f.board.Send(Bytes({6}));
+        f.board.On(17, 1, [](const QByteArray &) { return Bytes({6}); });
+        SOON(stop.done);
+        QCOMPARE(stop.reply, Bytes({6}));
+        QCOMPARE(f.board.TakeReceived(), Request(17, 0));
+    }
+
     void TheYoungerOneWaitsForAQuarterOfASecondOfSilence()
     {
         Two two;

@@ -846,6 +846,25 @@ private Q_SLOTS:
         QVERIFY(b.Quiet());
     }
 
+    void AStopOverrulesWhatAWindowAskedForBeforeEvenWhereItWritesNothingItself()
+    {
+        Bench b;
+        const RunPtr run = b.outputs.Begin({{charge, 0}, {power, 0}, {discharge, 0}});
+        const RunPtr other = b.outputs.Begin({{discharge, 0}});
+        b.board.SetSilent(true);
+        Result reader;
+        b.runner.Start(Ask(&b.link, Request(13), Reply::Framed(2), &reader));
+        Simulated().Run(1ms);
+        b.outputs.Queue(other, {{setting, 7}, {discharge, 1}}); // a window that is closed again
+        b.outputs.Leave(other);
+        b.outputs.EndNow(run, b.off);
+        b.board.SetSilent(false);
+        Simulated().Run(1h);
+        QVERIFY(b.Sent().contains(Request(setting, 7)));
+        QVERIFY(!b.board.DischargeOn());
+        QVERIFY(b.Quiet());
+    }
+
     void AnEndAtOnceDropsWhatTheRunHasInTheQueue()
     {
         Bench b;

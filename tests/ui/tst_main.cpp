@@ -596,7 +596,8 @@ private Q_SLOTS:
         SOON(runner.Idle());
         QVERIFY(runner.ThrewNothing());
         QCOMPARE(answer, Bytes({2, 10, 0}));
-        QCOMPARE(board_->Received(), Bytes({27, 13}));
+        // Behind a loss the first answer is only a sign of life.
+        QCOMPARE(board_->Received(), Bytes({27, 13, 27, 13}));
         QVERIFY(OpenBoxes().isEmpty());
     }
 

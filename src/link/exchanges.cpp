@@ -540,8 +540,13 @@ void Exchanges::SetState(State state)
     const bool wasUsable = state_ == State::Usable;
     state_ = state;
     if (state == State::Usable) {
-        if (!wasUsable && std::exchange(answerDue_, false))
+        if (!wasUsable && std::exchange(answerDue_, false)) {
+            if (Clock::Current().Now() - cut_ >= quiet) {
+                LeaveDoubt(); // the board had more time to become late than a closing and opening takes
+                doubtSince_ = std::min(doubtSince_, cut_);
+            }
             Drain(quiet);
+        }
         Q_EMIT Usable();
     } else {
         answerDue_ |= std::exchange(draining_, false);
@@ -549,6 +554,7 @@ void Exchanges::SetState(State state)
         quiet_.Stop();
         if (!owed_.empty()) {
             answerDue_ = true;
+            cut_ = Clock::Current().Now();
             ++disturbances_;
             if (state == State::Lost || !prompt_ || overtaken_ || Silence() >= quiet)
                 LeaveDoubt(); // what a board owes that goes away may come when it is back, however late

@@ -286,7 +286,8 @@ private:
     bool overtaken_ = false; ///< answers are held back until all that is owed has come
     bool company_ = false;   ///< some request was sent while another answer was owed
     bool draining_ = false;
-    bool answerDue_ = false;                   ///< to what was owed when the port was closed or lost
+    bool answerDue_ = false;                   ///< to what was owed when the port was closed or lost...
+    Clock::Duration cut_{};                    ///< ...which was then
     std::optional<Clock::Duration> probation_; ///< when the first was asked for of what has come if the board is prompt
     bool prompt_ = true;                       ///< the last answer came at once
     bool clearing_ = false;                    ///< that sign has come, and what follows it is drained

@@ -179,6 +179,28 @@ private Q_SLOTS:
 
     // ---- what silence is
 
+    void AnAnswerThatAClosingCutIsNotTakenForTheNextOneWhenTheOpeningTookItsTime()
+    {
+        LinkFixture f;
+        f.link.OpenPort();
+        Result stop, cut;
+        f.runner.Start(Ask(&f.link, Request(13), channel, &cut));
+        Simulated().Run(1ms);
+        f.ClosePort();
+        Simulated().Run(136ms);
+        f.link.OpenPort();
+        f.runner.Start(Ask(&f.link, Request(19, 160), acknowledge, &stop));
+        SOON(f.board.Received().endsWith(Request(19, 160)));
+        f.board.TakeReceived();
+        Simulated().Run(11ms);
+        f.board.Send(Bytes({27, 1, 253, 0})); // of before the closing
+        f.board.Send(Bytes({6}));
+        f.board.On(19, 1, [](const QByteArray &) { return Bytes({7}); });
+        SOON(stop.done);
+        QCOMPARE(stop.reply, Bytes({7}));
+        QCOMPARE(f.board.TakeReceived(), Request(19, 160));
+    }
+
     void AnAnswerThatALossCutIsNotTakenForTheNextOneHoweverPromptTheBoardHadBeen()
     {
         LinkFixture f;

@@ -101,9 +101,11 @@ void Judge::Note(const Act &act)
         disturbed_ = Clock::Current().Now();
         diskFault_ |= act.window == QLatin1String("disk") || act.window == QLatin1String("folder");
     }
-    if (act.target == QLatin1String("SelRegl") || act.target == QLatin1String("CBEtat"))
-        over_ = 0; // windows that switch lines themselves
-    if (ByHand())
+    // Windows that switch lines themselves, maybe before they are seen, and once a board that streams was greeted.
+    const bool switches = act.target == QLatin1String("SelRegl") || act.target == QLatin1String("CBEtat");
+    if (switches)
+        over_ = 0;
+    if (switches || ByHand())
         byHand_ = Clock::Current().Now();
     if (act.window == program_.CapacityWindow().objectName() && act.target == QLatin1String("CBStop"))
         measureStopPressed_ = Clock::Current().Now();

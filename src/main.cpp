@@ -87,6 +87,15 @@ int WholeOf(const QCommandLineParser &parser, const QString &option, int least, 
     return value;
 }
 
+/// Of the program, and of all its windows.
+QIcon Icon()
+{
+    QIcon icon;
+    for (const int size : {16, 24, 32, 48, 128, 256})
+        icon.addFile(QStringLiteral(":/voltaire/%1").arg(size));
+    return icon;
+}
+
 [[noreturn]] void Help()
 {
     std::puts(R"(Usage : voltaire [options]
@@ -349,6 +358,8 @@ int main(int argc, char *argv[])
 
     QApplication app(argc, argv);
     QApplication::setApplicationName(QStringLiteral("Voltaire"));
+    QApplication::setWindowIcon(Icon());
+    QApplication::setDesktopFileName(QStringLiteral("fr.voltaire.Voltaire"));
     QApplication::setQuitOnLastWindowClosed(false); // the main window's ways out end the program
     QTranslator french;
     if (french.load(QStringLiteral("qtbase_fr"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "simulation/simulatedboard.h"
+#include "simulation/simulatedclock.h"
+#include "ui/main/main.h"
+
+#include <QTemporaryDir>
+
+/// The whole program on a virtual board of its own, always the same one, for whoever wants to look at its windows.
+class Album
+{
+public:
+    Album();
+    ~Album();
+
+    /// The names of all windows, the main window first.
+    static const QStringList &Windows();
+
+    /// Opens a window as a user does, and closes the one before.
+    QWidget &Show(const QString &window);
+
+    /// Opens a window with something to see in it: a run after half an hour, a stream, an open file.
+    QWidget &ShowAtWork(const QString &window);
+
+    SimulatedClock &Time() { return clock_; }
+    SimulatedBoard &Board() { return board_; }
+
+private:
+    void Leave();
+    QWidget &Find(const QString &window) const;
+    static void Press(const QWidget &window, const char *button);
+    void Connect();
+
+    SimulatedClock clock_;
+    QTemporaryDir folder_;
+    MemoryPort *port_ = new MemoryPort;
+    SimulatedBoard board_{*port_};
+    Main main_{std::unique_ptr<Port>(port_)};
+    QWidget *shown_ = nullptr;
+};

@@ -3,6 +3,7 @@
 build_packages="cmake ninja-build g++ ccache qt6-base-dev qt6-serialport-dev libgl-dev libqcustomplot-dev"
 program_packages="qt6-translations-l10n fonts-dejavu-core"
 test_packages="dbus-daemon"
+bench_packages="python3-serial qt6-charts-dev libqt6opengl6-dev" # the peers that are measured beside us
 lint_packages="clang-format-19 clang-tidy-19"
 
 # need PACKAGE...: installs the Debian packages that are missing, as root or with sudo.

@@ -557,7 +557,7 @@ void Exchanges::SetState(State state)
             cut_ = Clock::Current().Now();
             ++disturbances_;
             if (state == State::Lost || !prompt_ || overtaken_ || Silence() >= quiet)
-                LeaveDoubt(); // what a board owes that goes away may come when it is back, however late
+                LeaveDoubt();     // what a board owes that goes away may come when it is back, however late
             else if (!probation_) // the answers are here once the line has been quiet for a moment
                 probation_ = owed_.front().sent;
             AskLater(quiet);

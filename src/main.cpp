@@ -3,14 +3,17 @@
 #include "base/timer.h"
 #include "base/wholefile.h"
 #include "capacity/unattended_capacity.h"
-#include "demo/demoboard.h"
 #include "guard/guardian.h"
 #include "guard/runmark.h"
+#include "link/ports.h"
 #include "link/systemport.h"
 #include "logs/csv.h"
 #include "logs/logfile.h"
 #include "runs/runnote.h"
 #include "runs/unattendedrun.h"
+#include "trace/explain.h"
+#include "trace/tracedport.h"
+#include "ui/main/portswitch.h"
 #include "ui/main/wayout.h"
 #include "viewer/courbes.h"
 
@@ -37,7 +40,7 @@ struct Options
 {
     QString port;
     bool demo = false;
-    double timeScale = 1;
+    std::optional<double> timeScale;
     QString run; ///< charge, discharge, capacity or nothing
     ChargeOrder charge;
     DischargeOrder discharge;
@@ -46,6 +49,9 @@ struct Options
     Limits limits;
     QString exportFrom, exportTo;
     QStringList view;
+    QString trace;
+    QString explain;
+    bool listPorts = false;
 };
 
 [[noreturn]] void Refuse(const QString &why)
@@ -93,7 +99,11 @@ int WholeOf(const QCommandLineParser &parser, const QString &option, int least, 
 Programme de commande du chargeur et déchargeur rapide de batteries.
 
   --port NOM         port série de la carte : nom (COM1, ttyUSB0) ou chemin ;
-                     sans cette option, le port 1 de la machine
+                     sans cette option, celui que le menu « Port » a gardé (pas
+                     avec --run), ou le port 1 de la machine
+  --list-ports       les ports de la machine, un par ligne : nom, description
+                     et numéro de série, séparés par des tabulations
+  --devices DOSSIER  dossier qui tient lieu de « /dev »
   --demo             démarre la carte virtuelle et s'y connecte, en temps
                      accéléré 60 fois si --time-scale n'est pas donné
   --time-scale N     toutes les temporisations N fois plus rapides (1 à 1000)
@@ -125,6 +135,9 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
                      écrit un journal en CSV (point décimal, colonnes Time [s],
                      Step, Cycle, Current [A], Voltage [V], Capacity [Ah] et
                      Temperature [C]) ; ni carte ni écran
+  --trace FICHIER    garde la trace de tous les octets de la liaison : FICHIER,
+                     et ce qui précède dans FICHIER.1 à FICHIER.4
+  --explain TRACE    écrit une trace et ce que ses octets veulent dire
   --help             ce texte
   --version          la version
 
@@ -264,6 +277,31 @@ int View(const QStringList &logs)
 }
 
 /// The exit status.
+int ListPorts()
+{
+    const auto found = ports::List();
+    for (const ports::Found &port : found)
+        std::puts(qUtf8Printable(QStringList({port.name, port.description, port.serial}).join(u'\t')));
+    if (found.empty())
+        std::fputs("voltaire : aucun port série\n", stderr);
+    return 0;
+}
+
+/// The exit status.
+int PrintExplained(const QString &trace)
+{
+    try {
+        Explain(trace,
+                [](const QByteArray &line) { std::fwrite(line.data(), 1, static_cast<size_t>(line.size()), stdout); });
+        return 0;
+    } catch (const FileError &error) {
+        std::fflush(stdout);
+        std::fprintf(stderr, "voltaire : %s\n", qUtf8Printable(error.Text()));
+        return 1;
+    }
+}
+
+/// The exit status.
 int Export(const Options &options)
 {
     try {
@@ -281,11 +319,11 @@ int Export(const Options &options)
 Options Read(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    for (const char *flag : {"demo", "help", "version"})
+    for (const char *flag : {"demo", "list-ports", "help", "version"})
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
-    for (const char *valued :
-         {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge", "discharge", "cycles", "every",
-          "max-temperature", "max-minutes", "max-mah", "export", "o", "view"})
+    for (const char *valued : {"port",   "time-scale", "drive-c", "run",   "current",         "mode",        "cells",
+                               "charge", "discharge",  "cycles",  "every", "max-temperature", "max-minutes", "max-mah",
+                               "export", "o",          "view",    "trace", "explain",         "devices"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
@@ -309,8 +347,6 @@ Options Read(const QStringList &arguments)
     options.demo = parser.isSet(QStringLiteral("demo"));
     if (options.demo && !options.port.isEmpty())
         Refuse(QStringLiteral("--demo et --port ne vont pas ensemble"));
-    if (options.demo)
-        options.timeScale = demoTimeScale;
     if (parser.isSet(QStringLiteral("time-scale")))
         options.timeScale = TimeScaleOf(parser, QStringLiteral("time-scale"));
     if (parser.isSet(QStringLiteral("drive-c")))
@@ -324,6 +360,14 @@ Options Read(const QStringList &arguments)
     options.exportTo = parser.value(to);
     if (parser.isSet(view) && parser.isSet(QStringLiteral("run")))
         Refuse(QStringLiteral("--view et --run ne vont pas ensemble"));
+    options.trace = parser.value(QStringLiteral("trace"));
+    options.explain = parser.value(QStringLiteral("explain"));
+    options.listPorts = parser.isSet(QStringLiteral("list-ports"));
+    for (const QString &withoutBoard : {view, exporting, QStringLiteral("explain"), QStringLiteral("list-ports")})
+        if (parser.isSet(withoutBoard) && parser.isSet(QStringLiteral("trace")))
+            Refuse(QStringLiteral("--%1 et --trace ne vont pas ensemble").arg(withoutBoard));
+    if (parser.isSet(QStringLiteral("devices")))
+        ports::SetFolder(QFileInfo(parser.value(QStringLiteral("devices"))).absoluteFilePath());
     options.view = parser.values(view) + (parser.isSet(view) ? parser.positionalArguments() : QStringList());
 
     options.run = parser.value(QStringLiteral("run"));
@@ -343,7 +387,11 @@ int main(int argc, char *argv[])
     const Options options = Read(arguments);
     if (!options.exportFrom.isEmpty())
         return Export(options);
-    Timer::SetScale(options.timeScale);
+    if (!options.explain.isEmpty())
+        return PrintExplained(options.explain);
+    if (options.listPorts)
+        return ListPorts();
+    Timer::SetScale(options.timeScale.value_or(1));
     if (!options.run.isEmpty())
         DoWithoutDisplay();
 
@@ -358,14 +406,22 @@ int main(int argc, char *argv[])
 
     auto device = std::make_unique<SystemPort>();
     const SystemPort &serial = *device;
-    Main window(std::move(device));
+    std::unique_ptr<Port> port = std::move(device);
+    if (!options.trace.isEmpty()) {
+        try {
+            port = std::make_unique<TracedPort>(std::move(port), std::make_unique<TraceFile>(options.trace));
+        } catch (const FileError &error) {
+            std::fprintf(stderr, "voltaire : %s\n", qUtf8Printable(error.Text()));
+            return 1;
+        }
+    }
+    Main window(std::move(port));
     Guardian guardian(window.Link(), [&serial] { return serial.Descriptor(); });
     QObject::connect(&guardian, &Guardian::Fired, &window,
                      [&window] { window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes")); });
     QObject::connect(&guardian, &Guardian::MissingChanged, &window, &Main::SetGuardMissing);
     WayOut wayOut(window);
     QObject::connect(&wayOut, &WayOut::Left, &app, &QCoreApplication::exit);
-    window.SerialPort().SetPortName(options.port);
     UnattendedWork work;
     if (!options.run.isEmpty()) {
         messages::UseConsole([&wayOut] { wayOut.Take(WayOut::failed); });
@@ -393,30 +449,27 @@ int main(int argc, char *argv[])
             return 1; // in some hours there would be no place for its results
     }
 
+    PortSwitch portSwitch(window, {options.timeScale.value_or(1), options.timeScale.value_or(demoTimeScale)});
     std::optional<RunMark> mark;
-    if (!options.demo) // whose board ends with the program
-        mark.emplace(window.Link());
-
-    std::unique_ptr<DemoBoard> board;
-    if (options.demo) {
-        window.SetNote(QStringLiteral("Démo × %1").arg(QString::number(options.timeScale)));
-        board = std::make_unique<DemoBoard>();
-        QObject::connect(board.get(), &DemoBoard::Ready, &window, [&window](const QString &port) {
-            window.SerialPort().SetPortName(port);
-            window.Load();
-        });
-        QObject::connect(board.get(), &DemoBoard::Failed, &window, [&window](const QString &reason) {
-            window.Link().outputs.LeaveAll(); // what was on is gone with it
-            messages::ShowAndEnd(nullptr, QApplication::applicationName(), reason);
-        });
-        const double timeScale = options.timeScale;
-        QMetaObject::invokeMethod(board.get(), [&board, timeScale] { board->Start(timeScale); }, Qt::QueuedConnection);
-    } else {
-        const auto load = [&window] {
-            window.Load();
+    const auto keepMark = [&mark, &window](bool isVirtual) {
+        mark.reset();
+        if (!isVirtual) // whose board ends with the program
+            mark.emplace(window.Link());
+    };
+    keepMark(options.demo);
+    QObject::connect(&portSwitch, &PortSwitch::VirtualChanged, &window, keepMark);
+    QObject::connect(&portSwitch, &PortSwitch::Loaded, &window, [&window, &portSwitch] {
+        if (!portSwitch.IsVirtual())
             TellOfFormerRuns(window); // in front of the window
-        };
-        QMetaObject::invokeMethod(&window, load, Qt::QueuedConnection);
-    }
+    });
+    const auto begin = [&portSwitch, &options] {
+        if (options.demo)
+            portSwitch.BeginVirtual();
+        else if (options.port.isEmpty() && options.run.isEmpty())
+            portSwitch.BeginRemembered();
+        else
+            portSwitch.Begin(options.port);
+    };
+    QMetaObject::invokeMethod(&portSwitch, begin, Qt::QueuedConnection);
     return QApplication::exec();
 }

@@ -115,7 +115,8 @@ ReplayScript ReplayScript::Read(const std::string &path, bool booster)
         throw std::system_error(errno, std::generic_category(), path);
     Reader reader(booster);
     std::string line;
-    for (int number = 1; std::getline(file, line) && !file.eof(); ++number) { // one without an end is still being written
+    for (int number = 1; std::getline(file, line) && !file.eof();
+         ++number) { // one without an end is still being written
         if (line.ends_with('\r'))
             line.pop_back();
         try {

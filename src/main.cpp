@@ -19,6 +19,7 @@
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDir>
 #include <QFileInfo>
 #include <QLibraryInfo>
 #include <QTranslator>
@@ -49,6 +50,7 @@ struct Options
     Limits limits;
     QString exportFrom, exportTo;
     QStringList view;
+    QString logs;
     QString trace;
     QString explain;
     bool listPorts = false;
@@ -58,6 +60,13 @@ struct Options
 {
     std::fprintf(stderr, "voltaire : %s\nvoltaire --help donne les options.\n", qUtf8Printable(why));
     std::exit(2);
+}
+
+/// What was asked for cannot be done.
+[[noreturn]] void GiveUp(const QString &why)
+{
+    std::fprintf(stderr, "voltaire : %s\n", qUtf8Printable(why));
+    std::exit(1);
 }
 
 [[noreturn]] void RefuseValue(const QCommandLineParser &parser, const QString &option, const QString &allowed)
@@ -135,6 +144,8 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
                      écrit un journal en CSV (point décimal, colonnes Time [s],
                      Step, Cycle, Current [A], Voltage [V], Capacity [Ah] et
                      Temperature [C]) ; ni carte ni écran
+  --logs DOSSIER     dossier des journaux de charge et de décharge, créé s'il le
+                     faut (le dossier courant)
   --trace FICHIER    garde la trace de tous les octets de la liaison : FICHIER,
                      et ce qui précède dans FICHIER.1 à FICHIER.4
   --explain TRACE    écrit une trace et ce que ses octets veulent dire
@@ -266,6 +277,25 @@ void TellOfFormerRuns(Main &window)
     }
 }
 
+/// The port itself without a path for a trace.
+std::unique_ptr<Port> Traced(std::unique_ptr<Port> port, const QString &path)
+{
+    if (path.isEmpty())
+        return port;
+    try {
+        return std::make_unique<TracedPort>(std::move(port), std::make_unique<TraceFile>(path));
+    } catch (const FileError &error) {
+        GiveUp(error.Text());
+    }
+}
+
+/// The folder of the logs is the current one.
+void GoTo(const QString &folder)
+{
+    if (!QDir().mkpath(folder) || !QDir::setCurrent(folder))
+        GiveUp(QStringLiteral("le dossier %1 ne peut pas être créé").arg(folder));
+}
+
 /// The viewer alone; the exit status.
 int View(const QStringList &logs)
 {
@@ -291,13 +321,11 @@ int ListPorts()
 int PrintExplained(const QString &trace)
 {
     try {
-        Explain(trace,
-                [](const QByteArray &line) { std::fwrite(line.data(), 1, static_cast<size_t>(line.size()), stdout); });
+        Explain(trace, [](const QByteArray &line) { std::fputs(line.constData(), stdout); });
         return 0;
     } catch (const FileError &error) {
         std::fflush(stdout);
-        std::fprintf(stderr, "voltaire : %s\n", qUtf8Printable(error.Text()));
-        return 1;
+        GiveUp(error.Text());
     }
 }
 
@@ -360,6 +388,9 @@ Options Read(const QStringList &arguments)
     options.exportTo = parser.value(to);
     if (parser.isSet(view) && parser.isSet(QStringLiteral("run")))
         Refuse(QStringLiteral("--view et --run ne vont pas ensemble"));
+    options.logs = parser.value(QStringLiteral("logs"));
+    if (!options.logs.isEmpty())
+        options.logs = QFileInfo(options.logs).absoluteFilePath();
     options.trace = parser.value(QStringLiteral("trace"));
     options.explain = parser.value(QStringLiteral("explain"));
     options.listPorts = parser.isSet(QStringLiteral("list-ports"));
@@ -406,16 +437,9 @@ int main(int argc, char *argv[])
 
     auto device = std::make_unique<SystemPort>();
     const SystemPort &serial = *device;
-    std::unique_ptr<Port> port = std::move(device);
-    if (!options.trace.isEmpty()) {
-        try {
-            port = std::make_unique<TracedPort>(std::move(port), std::make_unique<TraceFile>(options.trace));
-        } catch (const FileError &error) {
-            std::fprintf(stderr, "voltaire : %s\n", qUtf8Printable(error.Text()));
-            return 1;
-        }
-    }
-    Main window(std::move(port));
+    Main window(Traced(std::move(device), options.trace));
+    if (!options.logs.isEmpty())
+        GoTo(options.logs);
     Guardian guardian(window.Link(), [&serial] { return serial.Descriptor(); });
     QObject::connect(&guardian, &Guardian::Fired, &window,
                      [&window] { window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes")); });
@@ -471,5 +495,8 @@ int main(int argc, char *argv[])
             portSwitch.Begin(options.port);
     };
     QMetaObject::invokeMethod(&portSwitch, begin, Qt::QueuedConnection);
-    return QApplication::exec();
+    const int status = QApplication::exec();
+    if (!options.logs.isEmpty() && options.run.isEmpty()) // a run ends with the name of its log
+        std::printf("Les journaux sont dans %s\n", qUtf8Printable(options.logs));
+    return status;
 }

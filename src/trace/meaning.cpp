@@ -131,12 +131,8 @@ const Known *Find(quint8 byte)
     return found == known.end() ? nullptr : found;
 }
 
-const Known boosterWithSettings{command::Booster,
-                                4,
-                                Reply::Acknowledge(),
-                                Done,
-                                "bbw",
-                                "51 (doubleur coupé) = %1, fréquence %2, largeur %3"};
+const Known boosterWithSettings{
+    command::Booster, 4, Reply::Acknowledge(), Done, "bbw", "51 (doubleur coupé) = %1, fréquence %2, largeur %3"};
 
 QString TextOf(const Known &known, const QByteArray &request)
 {
@@ -217,8 +213,9 @@ QString Meaning::Do(qint64 microseconds)
 {
     const QByteArray request = std::exchange(request_, {});
     const auto byte = static_cast<quint8>(request.at(1));
-    const Known *const known =
-        request.size() == 2 + boosterWithSettings.parameters && byte == command::Booster ? &boosterWithSettings : Find(byte);
+    const Known *const known = request.size() == 2 + boosterWithSettings.parameters && byte == command::Booster
+                                   ? &boosterWithSettings
+                                   : Find(byte);
     if (!known)
         return QStringLiteral("commande %1 inconnue").arg(byte);
     const QString text = TextOf(*known, request);
@@ -253,9 +250,9 @@ QString Meaning::Received(qint64 microseconds, const QByteArray &bytes)
         if (!text.isEmpty() && (texts.isEmpty() || texts.constLast() != text))
             texts.append(text);
     }
-    const bool begun = !record_.isEmpty() ||
-                       (!owed_.empty() && (!owed_.front().data.isEmpty() ||
-                                           (owed_.front().reply.until && owed_.front().framed)));
+    const bool begun =
+        !record_.isEmpty() ||
+        (!owed_.empty() && (!owed_.front().data.isEmpty() || (owed_.front().reply.until && owed_.front().framed)));
     if (begun)
         texts.append(QStringLiteral("…"));
     return texts.join(QLatin1String(separator));

@@ -8,8 +8,8 @@
 #include <deque>
 #include <functional>
 
-/// What the bytes on the line mean, in French, told as they go by. It reads the line as somebody who listens in does: it
-/// knows the board's rules, but not what the program makes of an answer that is late or lost.
+/// What the bytes on the line mean, in French, told as they go by. It reads the line as somebody who listens in does:
+/// it knows the board's rules, but not what the program makes of an answer that is late or lost.
 class Meaning
 {
 public:

@@ -5,8 +5,8 @@
 
 #include <memory>
 
-/// A file that is written line by line, each at once, and that begins anew when it has grown large: FILE becomes FILE.1,
-/// FILE.1 becomes FILE.2, and so on, and the oldest goes. Each part has the head. Everything throws FileError.
+/// A file that is written line by line, each at once, and that begins anew when it has grown large: FILE becomes
+/// FILE.1, FILE.1 becomes FILE.2, and so on, and the oldest goes. Each part has the head. Everything throws FileError.
 class TraceFile
 {
 public:

@@ -28,6 +28,6 @@ struct TraceLine
     static const QByteArray &Title();
 };
 
-/// Reads a line without its end, by this program or the virtual board's; what it said of the meaning is left out. Throws
-/// Error with what is wrong in it.
+/// Reads a line without its end, by this program or the virtual board's; what it said of the meaning is left out.
+/// Throws Error with what is wrong in it.
 TraceLine ReadTraceLine(const QByteArray &line);

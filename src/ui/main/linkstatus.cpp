@@ -39,8 +39,7 @@ QString LinkStatus::State() const
 void LinkStatus::Show()
 {
     const QString name = link_.com.PortName();
-    const QString shown =
-        fontMetrics().elidedText(QFileInfo(name).fileName(), Qt::ElideMiddle, widestName);
+    const QString shown = fontMetrics().elidedText(QFileInfo(name).fileName(), Qt::ElideMiddle, widestName);
     setText(QStringLiteral("%1 · %2 bauds · %3").arg(shown, link_.com.Settings().section(u',', 0, 0), State()));
     setToolTip(name);
 }

@@ -349,9 +349,9 @@ Options Read(const QStringList &arguments)
     QCommandLineParser parser;
     for (const char *flag : {"demo", "list-ports", "help", "version"})
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
-    for (const char *valued : {"port",   "time-scale", "drive-c", "run",   "current",         "mode",        "cells",
-                               "charge", "discharge",  "cycles",  "every", "max-temperature", "max-minutes", "max-mah",
-                               "export", "o",          "view",    "trace", "explain",         "devices"})
+    for (const char *valued : {"port",  "devices",         "time-scale",  "drive-c", "logs",   "trace",     "explain",
+                               "run",   "current",         "mode",        "cells",   "charge", "discharge", "cycles",
+                               "every", "max-temperature", "max-minutes", "max-mah", "export", "o",         "view"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();

@@ -103,9 +103,10 @@ void SystemPort::Refuse(const QString &name, const QString &path, int reason)
     const bool busy = reason == EWOULDBLOCK || reason == EBUSY;
     QString text = QStringLiteral("Le port série %1 ne peut pas être ouvert : %2")
                        .arg(name, busy ? QStringLiteral("un autre programme s'en sert") : qt_error_string(reason));
-    QString wayOut = busy ? QString()
-                          : QStringLiteral("Branchez la carte, ou choisissez un autre port : menu « Port », ou --port "
-                                           "(--list-ports les donne).");
+    QString wayOut;
+    if (!busy)
+        wayOut =
+            QStringLiteral("Branchez la carte ou choisissez un autre port, par le menu « Port » ou par « --port ».");
     const QFileInfo device(path);
     if (device.exists() && !(device.isReadable() && device.isWritable())) {
         text +=
@@ -114,7 +115,7 @@ void SystemPort::Refuse(const QString &name, const QString &path, int reason)
                      .arg(qEnvironmentVariable("USER", QStringLiteral("$USER")), device.group());
     }
     if (const QString holders = busy ? ports::HoldersOf(path) : QString(); !holders.isEmpty())
-        wayOut = QStringLiteral("Celui qui l'a : %1. Fermez-le, puis « Reconnection ».").arg(holders);
+        wayOut = QStringLiteral("Il est tenu par %1. Fermez ce programme, puis « Reconnection ».").arg(holders);
     throw PortError(text, wayOut);
 }
 

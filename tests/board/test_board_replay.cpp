@@ -24,9 +24,8 @@ ReplayScript Read(const QByteArray &lines, bool booster = false)
 /// A replay, and the PC in front of it.
 struct Pc
 {
-    explicit Pc(const QByteArray &lines) : replay(Read(lines), false, [this](const std::string &text) {
-        said.append(QString::fromStdString(text));
-    })
+    explicit Pc(const QByteArray &lines)
+        : replay(Read(lines), false, [this](const std::string &text) { said.append(QString::fromStdString(text)); })
     {
     }
     /// The bytes that are answered to these, as text.
@@ -78,8 +77,8 @@ private Q_SLOTS:
         QCOMPARE(pc.Ask({85}), QByteArray());
         QCOMPARE(pc.Ask({85}), QByteArray("27"));
         QCOMPARE(pc.Ask({27, 6}), QByteArray("27 1 2 0"));
-        QCOMPARE(pc.delays, QList<double>({0.302100 - 0.300100, 0.302100 - 0.300100, 0.303100 - 0.300100,
-                                           0.303100 - 0.300100}));
+        QCOMPARE(pc.delays,
+                 QList<double>({0.302100 - 0.300100, 0.302100 - 0.300100, 0.303100 - 0.300100, 0.303100 - 0.300100}));
         QCOMPARE(pc.Ask({27, 13}), QByteArray("27 0 13 0"));
         QCOMPARE(pc.Ask({27, 12}), QByteArray("27 0 12 0"));
         QCOMPARE(pc.Ask({27, 13}), QByteArray("27 0 14 0"));
@@ -92,7 +91,8 @@ private Q_SLOTS:
         Pc pc(steps);
         pc.Ask({85, 85, 27, 6, 27, 13, 27, 12});
         QCOMPARE(pc.Ask({27, 6}), QByteArray("27 1 2 0"));
-        QCOMPARE(pc.said, QStringList({QStringLiteral("ligne 14 de la trace, « 27 13 » : le programme demande « 27 6 »")}));
+        QCOMPARE(pc.said,
+                 QStringList({QStringLiteral("ligne 14 de la trace, « 27 13 » : le programme demande « 27 6 »")}));
         QCOMPARE(pc.Ask({27, 13}), QByteArray("27 0 14 0"));
         QCOMPARE(pc.said.size(), 1);
     }
@@ -110,7 +110,8 @@ private Q_SLOTS:
     {
         Pc pc(steps);
         QCOMPARE(pc.Ask({27, 41}), QByteArray());
-        QCOMPARE(pc.said, QStringList({QStringLiteral("ligne 3 de la trace, « 85 » : le programme demande « 27 41 »")}));
+        QCOMPARE(pc.said,
+                 QStringList({QStringLiteral("ligne 3 de la trace, « 85 » : le programme demande « 27 41 »")}));
         QCOMPARE(pc.Ask({85}), QByteArray());
         QCOMPARE(pc.Ask({85}), QByteArray("27"));
     }

@@ -34,9 +34,10 @@ private Q_SLOTS:
         const QString trace = folder.filePath(QStringLiteral("trace"));
         const auto charge = [](const QTemporaryDir &where, const QString &port, const QStringList &more) {
             Program program(where);
-            program.Start(chargeOptions + QStringList{QStringLiteral("--port"), port, QStringLiteral("--mode"),
-                                                      QStringLiteral("1"), QStringLiteral("--current"),
-                                                      QStringLiteral("2")} + more);
+            program.Start(chargeOptions +
+                          QStringList{QStringLiteral("--port"), port, QStringLiteral("--mode"), QStringLiteral("1"),
+                                      QStringLiteral("--current"), QStringLiteral("2")} +
+                          more);
             const bool ended = program.WaitForEnd() && program.process.exitCode() == 0;
             return ended ? Content(OnlyLog(where.path())) : QByteArray();
         };
@@ -85,7 +86,8 @@ private Q_SLOTS:
         file.close();
         QCOMPARE(Printed({QStringLiteral("--explain"), letter}, 1),
                  "voltaire : Erreur de fichier : " + letter.toUtf8() + " (ligne 2 : octet « 1300 »)\n");
-        const QByteArray said = Printed({QStringLiteral("--trace"), letter, QStringLiteral("--run"), QStringLiteral("charge")}, 1);
+        const QByteArray said =
+            Printed({QStringLiteral("--trace"), letter, QStringLiteral("--run"), QStringLiteral("charge")}, 1);
         QVERIFY2(said.contains("voltaire : Erreur de fichier : " + letter.toUtf8() + " (ce n'est pas une trace"),
                  said.constData());
         QVERIFY(Content(letter).startsWith("# sent by a friend\n12 >"));
@@ -116,6 +118,24 @@ private Q_SLOTS:
         QVERIFY(program.WaitForProgress(1));
     }
 
+    void OptionsAreExplainedAndChecked()
+    {
+        const QByteArray help = Printed({QStringLiteral("--help")}, 0);
+        for (const char *option : {"--list-ports", "--devices", "--logs", "--trace", "--explain"})
+            QVERIFY2(help.contains(option), option);
+        for (const char *other : {"list-ports", "explain", "view", "export"}) {
+            QStringList arguments = {QStringLiteral("--trace"), QStringLiteral("t"),
+                                     QStringLiteral("--") + QLatin1String(other)};
+            if (QLatin1String(other) != QLatin1String("list-ports"))
+                arguments.append(QStringLiteral("file"));
+            if (QLatin1String(other) == QLatin1String("export"))
+                arguments.append({QStringLiteral("-o"), QStringLiteral("csv")});
+            const QString said = QString::fromUtf8(Printed(arguments, 2));
+            QVERIFY2(said.contains(QStringLiteral("--%1 et --trace ne vont pas ensemble").arg(QLatin1String(other))),
+                     qPrintable(said));
+        }
+    }
+
     void ThePortRememberedIsOfTheWindowsOnly()
     {
         const QTemporaryDir folder;
@@ -132,7 +152,8 @@ private Q_SLOTS:
         program.Start(chargeOptions + devices);
         QVERIFY(program.WaitForEnd());
         QCOMPARE(program.process.exitCode(), 1);
-        QVERIFY(QString::fromUtf8(program.process.readAllStandardError()).contains(QStringLiteral("Le port série ttyS0 ")));
+        QVERIFY(
+            QString::fromUtf8(program.process.readAllStandardError()).contains(QStringLiteral("Le port série ttyS0 ")));
         QCOMPARE(board.SentSoFar(), QByteArray());
         program.Start(devices);
         QVERIFY(RunUntil([&] { return !board.SentSoFar().isEmpty(); }));

@@ -42,10 +42,8 @@ private Q_SLOTS:
         row("greetings without answer", "0 > 85\n200000 > 85\n300000 < 27\n", "→ appel\n→ appel\n← la carte répond\n");
         row("channel", "0 > 27 13\n1 < 27 2 45 170\n", "→ voie 13 (batterie)\n← 557\n");
         row("a 27 in the data", "0 > 27 12\n1 < 27 27 27 0\n", "→ voie 12 (delta)\n← 6939\n");
-        row("in pieces", "0 > 27\n1 > 13\n2 < 27 2\n3 < 45\n4 < 170\n",
-            "→ …\n→ voie 13 (batterie)\n← …\n← …\n← 557\n");
-        row("two at once", "0 > 27 15 0 27 17 0\n1 < 6 6\n",
-            "→ 15 (charge) = 0, 17 (alimentation) = 0\n← fait\n");
+        row("in pieces", "0 > 27\n1 > 13\n2 < 27 2\n3 < 45\n4 < 170\n", "→ …\n→ voie 13 (batterie)\n← …\n← …\n← 557\n");
+        row("two at once", "0 > 27 15 0 27 17 0\n1 < 6 6\n", "→ 15 (charge) = 0, 17 (alimentation) = 0\n← fait\n");
         row("lines", "0 > 27 31\n1 < 27 5 0\n", "→ port 31 (lignes)\n← 5 (15 = 1, 16 = 0, 17 = 0)\n");
         row("clock", "0 > 27 41\n1 < 27 1 2 59 0\n", "→ horloge\n← 01:02:59\n");
         row("bus", "0 > 27 1\n1 < 27 0 0 3 0\n", "→ état du bus I2C\n← 0 0 3 (esclave absent)\n");
@@ -62,8 +60,9 @@ private Q_SLOTS:
             "→ voie 6 (alimentation)\n→ voie 13 (batterie), sans réponse : voie 6 (alimentation)\n← 557\n");
         row("late answer", "0 > 27 6\n300000 > 27 13\n400000 < 27 0 1 0\n400001 < 27 2 45 0\n",
             "→ voie 6 (alimentation)\n→ voie 13 (batterie)\n← 1\n← 557\n");
-        row("stream", "0 > 27\n1 > 3\n2 < 10 1 0 7 1 2 3 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n3 < 0 10\n4 > 85\n"
-                      "5 < 27\n",
+        row("stream",
+            "0 > 27\n1 > 3\n2 < 10 1 0 7 1 2 3 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 0\n3 < 0 10\n4 > 85\n"
+            "5 < 27\n",
             "→ …\n→ fin de session\n← …\n← enregistrement 7, 01:02:03, …\n→ appel\n← la carte répond\n");
         row("closed in between", "0 > 27 6\n1 = fermé\n2 = ouvert\n3 > 27 13\n4 < 27 2 45 0\n",
             "→ voie 6 (alimentation)\n= fermé\n= ouvert\n→ voie 13 (batterie)\n← 557\n");

@@ -51,8 +51,8 @@ struct Line
     explicit Line(qint64 largest = TraceFile::usualSize)
     {
         clock.SetLocalTime(QDateTime(QDate(2026, 11, 15), QTime(9, 7), Qt::OffsetFromUTC, 3600));
-        auto traced = std::make_unique<TracedPort>(std::unique_ptr<Port>(device),
-                                                   std::make_unique<TraceFile>(path, largest));
+        auto traced =
+            std::make_unique<TracedPort>(std::unique_ptr<Port>(device), std::make_unique<TraceFile>(path, largest));
         com = std::make_unique<Com>(std::move(traced));
         com->SetPortName(QStringLiteral("ttyTest"));
         com->SetPortOpen(true);

@@ -100,14 +100,14 @@ private Q_SLOTS:
     {
         Switched house;
         house.Begin();
-        QCOMPARE(house.Shown(), QStringList({QStringLiteral("*ttyA – pseudo-terminal"),
-                                             QStringLiteral("ttyB – pseudo-terminal"),
-                                             QStringLiteral("Carte virtuelle")}));
+        QCOMPARE(house.Shown(),
+                 QStringList({QStringLiteral("*ttyA – pseudo-terminal"), QStringLiteral("ttyB – pseudo-terminal"),
+                              QStringLiteral("Carte virtuelle")}));
         house.Pull("ttyA");
         house.Plug("ttyC");
-        QCOMPARE(house.Shown(), QStringList({QStringLiteral("ttyB – pseudo-terminal"),
-                                             QStringLiteral("ttyC – pseudo-terminal"), QStringLiteral("*ttyA"),
-                                             QStringLiteral("Carte virtuelle")}));
+        QCOMPARE(house.Shown(),
+                 QStringList({QStringLiteral("ttyB – pseudo-terminal"), QStringLiteral("ttyC – pseudo-terminal"),
+                              QStringLiteral("*ttyA"), QStringLiteral("Carte virtuelle")}));
     }
 
     void TheStatusBarSaysHowTheConnectionStands()
@@ -128,7 +128,22 @@ private Q_SLOTS:
         house.port->SetTaken(true);
         house.Press("Cb_Reconnect");
         SOON(!BoxTexts().isEmpty());
-        QVERIFY(house.Status().startsWith(QStringLiteral("ttyA · 9600 bauds · ")) && !house.Status().endsWith(QStringLiteral(" connecté")));
+        QVERIFY(house.Status().startsWith(QStringLiteral("ttyA · 9600 bauds · ")) &&
+                !house.Status().endsWith(QStringLiteral(" connecté")));
+    }
+
+    void TheStatusMakesRoomForTheWarning()
+    {
+        Switched house;
+        house.ports.Begin(QStringLiteral("a-port-with-a-name-that-needs-a-lot-of-room"));
+        SOON(house.Connected());
+        house.Charge();
+        House::Press(house.main.ChargeWindow(), "CQuitter");
+        Simulated().Run(2s);
+        const auto *strip = house.main.statusBar()->findChild<QWidget *>(QStringLiteral("warnings"));
+        QVERIFY(strip->isVisible());
+        QVERIFY(strip->geometry().right() < house.main.statusBar()->width());
+        QVERIFY(strip->width() >= strip->minimumSizeHint().width());
     }
 
     void TheMonitorsSpeedIsShown()
@@ -275,7 +290,8 @@ private Q_SLOTS:
             QCOMPARE(house.Port(), QStringLiteral("ttyS0")); // the first one of the machine
         }
         Switched house;
-        QSettings(drive::SettingsFile(), QSettings::IniFormat).setValue(QStringLiteral("Port/nom"), QStringLiteral("ttyB"));
+        QSettings(drive::SettingsFile(), QSettings::IniFormat)
+            .setValue(QStringLiteral("Port/nom"), QStringLiteral("ttyB"));
         house.ports.BeginRemembered();
         QCOMPARE(house.Port(), QStringLiteral("ttyB"));
     }

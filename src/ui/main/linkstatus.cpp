@@ -1,9 +1,11 @@
 #include "linkstatus.h"
 
 #include <QFileInfo>
+#include <QPainter>
+#include <QStyle>
 
 namespace {
-constexpr int widestName = 150; // pixels; the whole name is in the tooltip
+constexpr int widestName = 150; // pixels; of a longer one, the middle is left out
 }
 
 LinkStatus::LinkStatus(const Codebas &link, QWidget *parent) : QLabel(parent), link_(link)
@@ -39,7 +41,16 @@ QString LinkStatus::State() const
 void LinkStatus::Show()
 {
     const QString name = link_.com.PortName();
-    const QString shown = fontMetrics().elidedText(QFileInfo(name).fileName(), Qt::ElideMiddle, widestName);
-    setText(QStringLiteral("%1 · %2 bauds · %3").arg(shown, link_.com.Settings().section(u',', 0, 0), State()));
-    setToolTip(name);
+    setText(QStringLiteral("%1 · %2 bauds · %3")
+                .arg(fontMetrics().elidedText(QFileInfo(name).fileName(), Qt::ElideMiddle, widestName),
+                     link_.com.Settings().section(u',', 0, 0), State()));
+    setToolTip(QStringLiteral("Port %1\n%2").arg(name, text()));
+}
+
+void LinkStatus::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    const QString shown = fontMetrics().elidedText(text(), Qt::ElideRight, width());
+    style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignVCenter, palette(), isEnabled(), shown,
+                          foregroundRole());
 }

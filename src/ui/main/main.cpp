@@ -60,7 +60,7 @@ Main::Main(std::unique_ptr<Port> port)
         if (auto *window = qobject_cast<Window *>(widget))
             AddStrip(*window, QStringLiteral("Couper"));
     ui_.statusbar->addPermanentWidget(UnconfirmedWarning(link_.outputs, this));
-    ui_.statusbar->addWidget(new LinkStatus(link_, this));
+    ui_.statusbar->addWidget(new LinkStatus(link_, this), 1);
     ui_.statusbar->addPermanentWidget(note_);
     note_->hide();
 

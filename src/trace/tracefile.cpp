@@ -37,8 +37,8 @@ void DemandTraceOrNothing(const QString &path)
 }
 } // namespace
 
-TraceFile::TraceFile(QString path, qint64 largest)
-    : path_(QFileInfo(std::move(path)).absoluteFilePath()), largest_(largest), began_(Clock::Current().LocalTime())
+TraceFile::TraceFile(const QString &path, qint64 largest)
+    : path_(QFileInfo(path).absoluteFilePath()), largest_(largest), began_(Clock::Current().LocalTime())
 {
     MoveOn();
     Begin();

@@ -10,11 +10,11 @@
 class TraceFile
 {
 public:
-    static constexpr qint64 usualSize = 8 * 1024 * 1024; ///< bytes of one part; some hours of a charge
+    static constexpr qint64 usualSize = 8LL * 1024 * 1024; ///< bytes of one part; some hours of a charge
     static constexpr int mostParts = 5;
 
     /// A trace that is there already is moved on; any other file is refused and stays as it is.
-    explicit TraceFile(QString path, qint64 largest = usualSize);
+    explicit TraceFile(const QString &path, qint64 largest = usualSize);
 
     void Write(const QByteArray &line);
 

@@ -3,6 +3,7 @@
 #include "numbers.h"
 
 #include <algorithm>
+#include <iostream>
 #include <limits>
 
 namespace Board {
@@ -20,6 +21,10 @@ BoardLine::BoardLine(const Options &options, const Memories::Content &content)
     , board_(options.device, content, options.streamType)
     , faults_(options.faults, options.device.seed + faultSeedOffset)
 {
+    const auto say = [](const std::string &text) { std::cerr << "virtual-board : " << text << '\n'; };
+    const bool booster = options.device.booster;
+    if (!options.replayFile.empty())
+        replay_.emplace(ReplayScript::Read(options.replayFile, booster), booster, say);
 }
 
 void BoardLine::Receive(double seconds, const Bytes &bytes)
@@ -34,7 +39,10 @@ void BoardLine::AdvanceTo(double seconds)
         const double arrived = *incoming_.Next();
         const std::uint8_t byte = incoming_.First();
         incoming_.Drop(1);
-        Hear(byte, arrived);
+        if (replay_)
+            HearReplayed(byte, arrived);
+        else
+            Hear(byte, arrived);
     }
     SendRecords(seconds);
 }
@@ -95,6 +103,16 @@ void BoardLine::Hear(std::uint8_t byte, double seconds)
         nextRecord_ = seconds + RecordInterval();
     else if (!board_.Streaming())
         nextRecord_.reset();
+}
+
+void BoardLine::HearReplayed(std::uint8_t byte, double seconds)
+{
+    const Replay::Answer answer = replay_->Take(byte);
+    if (answer.anew)
+        outgoing_.Clear();
+    if (answer.bytes)
+        for (const ReplayScript::Byte &each : *answer.bytes)
+            outgoing_.Add(each.byte, seconds + each.after, ByteSeconds());
 }
 
 void BoardLine::Suffer(double seconds)

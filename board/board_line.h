@@ -4,6 +4,7 @@
 #include "faults.h"
 #include "line_queue.h"
 #include "options.h"
+#include "replay.h"
 
 #include <functional>
 #include <optional>
@@ -17,6 +18,7 @@ namespace Board {
 class BoardLine
 {
 public:
+    /// Throws std::exception when there is a trace to be replayed that cannot be read.
     BoardLine(const Options &options, const Memories::Content &content);
 
     /// Time that one byte takes on the wire from now on. It counts only on a line that is to be paced.
@@ -54,12 +56,14 @@ private:
     double RecordInterval() const { return 1.0 / (options_.streamRate * options_.timeScale); }
     bool Silent(double seconds) const { return seconds < silentUntil_; }
     void Hear(std::uint8_t byte, double seconds);
+    void HearReplayed(std::uint8_t byte, double seconds);
     void Suffer(double seconds);
     void SendRecords(double now);
     void Send(const Bytes &bytes, double seconds);
 
     const Options options_;
     Controller board_;
+    std::optional<Replay> replay_; ///< answers in the place of the board
     Faults faults_;
     LineQueue incoming_;
     LineQueue outgoing_;

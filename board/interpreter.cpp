@@ -1,5 +1,7 @@
 #include "interpreter.h"
 
+#include "parameters.h"
+
 #include <algorithm>
 
 namespace Board {
@@ -24,43 +26,6 @@ void Interpreter::Restart()
     streaming_ = false;
 }
 
-std::size_t Interpreter::ParameterCount(std::uint8_t command) const
-{
-    switch (command) {
-    case 15:
-    case 16:
-    case 17:
-    case 18:
-    case 19:
-    case 20:
-    case 21:
-    case 22:
-    case 23:
-    case 24:
-    case 25:
-    case 37:
-    case 38:
-        return 1;
-    case 39:
-    case 40:
-    case 45:
-    case 46:
-        return 2;
-    case 42:
-    case 49:
-        return 3;
-    case 48:
-    case 50:
-        return 4;
-    case 47:
-        return 2 + Memories::flashBlock;
-    case 51:
-        return device_.Booster() ? 4 : 1;
-    default:
-        return 0;
-    }
-}
-
 void Interpreter::Take(std::uint8_t byte, Bytes &reply)
 {
     switch (state_) {
@@ -72,7 +37,7 @@ void Interpreter::Take(std::uint8_t byte, Bytes &reply)
         if (byte == escape)
             return;
         command_ = byte;
-        wanted_ = ParameterCount(byte);
+        wanted_ = ParameterCount(byte, device_.Booster());
         taken_ = 0;
         state_ = State::Parameters;
         break;

@@ -46,7 +46,6 @@ private:
     static constexpr std::size_t mostParameters = 2 + Memories::flashBlock;
 
     void TakeBetween(std::uint8_t byte, Bytes &reply);
-    std::size_t ParameterCount(std::uint8_t command) const;
     void Do(Bytes &reply);
     void DoLine(std::uint8_t value);
     void DoDoubler();

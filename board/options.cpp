@@ -123,6 +123,8 @@ bool TakeRunOption(const std::string &name, Reader &reader, Options &options)
         options.memoryFile = reader.Value();
     else if (name == "--trace")
         options.traceFile = reader.Value();
+    else if (name == "--replay")
+        options.replayFile = reader.Value();
     else if (name == "--status")
         options.statusFile = reader.Value();
     else if (name == "--link")
@@ -201,6 +203,8 @@ std::string HelpText()
            "Fichiers et fin\n"
            "  --link CHEMIN               lien symbolique vers le port, retiré à la fin\n"
            "  --trace FICHIER             trace de tous les octets de la ligne\n"
+           "  --replay FICHIER            répond comme la carte de cette trace de Voltaire, sans rien simuler ;\n"
+           "                              dit sur la sortie d'erreur où le programme demande autre chose\n"
            "  --status FICHIER            valeurs vraies, pour un appareil de mesure virtuel\n"
            "  --until-stdin-closes        s'arrête à la fin de l'entrée standard ; ses lignes commandent :\n"
            "                                button N    appuie sur le bouton N ou le relâche\n"

@@ -17,6 +17,7 @@ struct Options
     std::vector<FaultRule> faults;
     std::string memoryFile;
     std::string traceFile;
+    std::string replayFile;
     std::string statusFile;
     std::string link;
     std::uint8_t streamType = 2;

@@ -28,7 +28,38 @@ need()
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
 }
 
-# build PRESET TARGET...: configures and builds; quiet unless it fails.
+# logs_folder: where this user looks for the logs of runs from a checkout, which are not to lie among the sources.
+logs_folder()
+{
+    documents=$(xdg-user-dir DOCUMENTS 2>/dev/null || true)
+    [ -d "$documents" ] || documents=$HOME
+    echo "$documents/Voltaire"
+}
+
+# progress: reads the output of a build and says how far it is: in one line on a terminal, else every tenth of the way.
+progress()
+{
+    tenth=0
+    while read -r line; do
+        case $line in
+        "["[0-9]*/[0-9]*"] "*) ;;
+        *) continue ;;
+        esac
+        steps=${line%%]*}
+        steps=${steps#[}
+        done=${steps%/*}
+        all=${steps#*/}
+        if [ -t 1 ]; then
+            printf '\r   step %s of %s' "$done" "$all"
+            [ "$done" -lt "$all" ] || printf '\r\033[K'
+        elif [ "$all" -ge 20 ] && [ $((10 * done / all)) -gt "$tenth" ]; then
+            tenth=$((10 * done / all))
+            echo "   ${tenth}0 %"
+        fi
+    done
+}
+
+# build PRESET TARGET...: configures and builds; quiet but for how far it is, unless it fails.
 build()
 {
     preset=$1
@@ -36,9 +67,14 @@ build()
     log=$here/build/$preset.log
     mkdir -p "$here/build"
     echo "== building, $preset (the first time takes a minute or two)"
-    if ! (cd "$here" && cmake --preset "$preset" && cmake --build --preset "$preset" --target "$@") >"$log" 2>&1; then
+    rm -f "$log.done"
+    { cd "$here" && cmake --preset "$preset" && cmake --build --preset "$preset" --target "$@" && touch "$log.done"; } 2>&1 |
+        tee "$log" | progress
+    if [ ! -e "$log.done" ]; then
+        [ ! -t 1 ] || echo
         tail -n 60 "$log" >&2
         echo "The build failed; all of its output is in $log" >&2
         exit 1
     fi
+    rm -f "$log.done"
 }

@@ -3,19 +3,23 @@
 #include "base/timer.h"
 #include "base/wholefile.h"
 #include "capacity/unattended_capacity.h"
-#include "demo/demoboard.h"
 #include "guard/guardian.h"
 #include "guard/runmark.h"
+#include "link/ports.h"
 #include "link/systemport.h"
 #include "logs/csv.h"
 #include "logs/logfile.h"
 #include "runs/runnote.h"
 #include "runs/unattendedrun.h"
+#include "trace/explain.h"
+#include "trace/tracedport.h"
+#include "ui/main/portswitch.h"
 #include "ui/main/wayout.h"
 #include "viewer/courbes.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QDir>
 #include <QFileInfo>
 #include <QLibraryInfo>
 #include <QTranslator>
@@ -37,7 +41,7 @@ struct Options
 {
     QString port;
     bool demo = false;
-    double timeScale = 1;
+    std::optional<double> timeScale;
     QString run; ///< charge, discharge, capacity or nothing
     ChargeOrder charge;
     DischargeOrder discharge;
@@ -46,12 +50,23 @@ struct Options
     Limits limits;
     QString exportFrom, exportTo;
     QStringList view;
+    QString logs;
+    QString trace;
+    QString explain;
+    bool listPorts = false;
 };
 
 [[noreturn]] void Refuse(const QString &why)
 {
     std::fprintf(stderr, "voltaire : %s\nvoltaire --help donne les options.\n", qUtf8Printable(why));
     std::exit(2);
+}
+
+/// What was asked for cannot be done.
+[[noreturn]] void GiveUp(const QString &why)
+{
+    std::fprintf(stderr, "voltaire : %s\n", qUtf8Printable(why));
+    std::exit(1);
 }
 
 [[noreturn]] void RefuseValue(const QCommandLineParser &parser, const QString &option, const QString &allowed)
@@ -102,7 +117,11 @@ QIcon Icon()
 Programme de commande du chargeur et déchargeur rapide de batteries.
 
   --port NOM         port série de la carte : nom (COM1, ttyUSB0) ou chemin ;
-                     sans cette option, le port 1 de la machine
+                     sans cette option, celui que le menu « Port » a gardé (pas
+                     avec --run), ou le port 1 de la machine
+  --list-ports       les ports de la machine, un par ligne : nom, description
+                     et numéro de série, séparés par des tabulations
+  --devices DOSSIER  dossier qui tient lieu de « /dev »
   --demo             démarre la carte virtuelle et s'y connecte, en temps
                      accéléré 60 fois si --time-scale n'est pas donné
   --time-scale N     toutes les temporisations N fois plus rapides (1 à 1000)
@@ -134,6 +153,11 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
                      écrit un journal en CSV (point décimal, colonnes Time [s],
                      Step, Cycle, Current [A], Voltage [V], Capacity [Ah] et
                      Temperature [C]) ; ni carte ni écran
+  --logs DOSSIER     dossier des journaux de charge et de décharge, créé s'il le
+                     faut (le dossier courant)
+  --trace FICHIER    garde la trace de tous les octets de la liaison : FICHIER,
+                     et ce qui précède dans FICHIER.1 à FICHIER.4
+  --explain TRACE    écrit une trace et ce que ses octets veulent dire
   --help             ce texte
   --version          la version
 
@@ -262,6 +286,25 @@ void TellOfFormerRuns(Main &window)
     }
 }
 
+/// The port itself without a path for a trace.
+std::unique_ptr<Port> Traced(std::unique_ptr<Port> port, const QString &path)
+{
+    if (path.isEmpty())
+        return port;
+    try {
+        return std::make_unique<TracedPort>(std::move(port), std::make_unique<TraceFile>(path));
+    } catch (const FileError &error) {
+        GiveUp(error.Text());
+    }
+}
+
+/// The folder of the logs is the current one.
+void GoTo(const QString &folder)
+{
+    if (!QDir().mkpath(folder) || !QDir::setCurrent(folder))
+        GiveUp(QStringLiteral("le dossier %1 ne peut pas être créé").arg(folder));
+}
+
 /// The viewer alone; the exit status.
 int View(const QStringList &logs)
 {
@@ -270,6 +313,29 @@ int View(const QStringList &logs)
     viewer.Open();
     viewer.OpenLogs(logs);
     return QApplication::exec();
+}
+
+/// The exit status.
+int ListPorts()
+{
+    const auto found = ports::List();
+    for (const ports::Found &port : found)
+        std::puts(qUtf8Printable(QStringList({port.name, port.description, port.serial}).join(u'\t')));
+    if (found.empty())
+        std::fputs("voltaire : aucun port série\n", stderr);
+    return 0;
+}
+
+/// The exit status.
+int PrintExplained(const QString &trace)
+{
+    try {
+        Explain(trace, [](const QByteArray &line) { std::fputs(line.constData(), stdout); });
+        return 0;
+    } catch (const FileError &error) {
+        std::fflush(stdout);
+        GiveUp(error.Text());
+    }
 }
 
 /// The exit status.
@@ -290,11 +356,11 @@ int Export(const Options &options)
 Options Read(const QStringList &arguments)
 {
     QCommandLineParser parser;
-    for (const char *flag : {"demo", "help", "version"})
+    for (const char *flag : {"demo", "list-ports", "help", "version"})
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
-    for (const char *valued :
-         {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge", "discharge", "cycles", "every",
-          "max-temperature", "max-minutes", "max-mah", "export", "o", "view"})
+    for (const char *valued : {"port",  "devices",         "time-scale",  "drive-c", "logs",   "trace",     "explain",
+                               "run",   "current",         "mode",        "cells",   "charge", "discharge", "cycles",
+                               "every", "max-temperature", "max-minutes", "max-mah", "export", "o",         "view"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
@@ -318,8 +384,6 @@ Options Read(const QStringList &arguments)
     options.demo = parser.isSet(QStringLiteral("demo"));
     if (options.demo && !options.port.isEmpty())
         Refuse(QStringLiteral("--demo et --port ne vont pas ensemble"));
-    if (options.demo)
-        options.timeScale = demoTimeScale;
     if (parser.isSet(QStringLiteral("time-scale")))
         options.timeScale = TimeScaleOf(parser, QStringLiteral("time-scale"));
     if (parser.isSet(QStringLiteral("drive-c")))
@@ -333,6 +397,17 @@ Options Read(const QStringList &arguments)
     options.exportTo = parser.value(to);
     if (parser.isSet(view) && parser.isSet(QStringLiteral("run")))
         Refuse(QStringLiteral("--view et --run ne vont pas ensemble"));
+    options.logs = parser.value(QStringLiteral("logs"));
+    if (!options.logs.isEmpty())
+        options.logs = QFileInfo(options.logs).absoluteFilePath();
+    options.trace = parser.value(QStringLiteral("trace"));
+    options.explain = parser.value(QStringLiteral("explain"));
+    options.listPorts = parser.isSet(QStringLiteral("list-ports"));
+    for (const QString &withoutBoard : {view, exporting, QStringLiteral("explain"), QStringLiteral("list-ports")})
+        if (parser.isSet(withoutBoard) && parser.isSet(QStringLiteral("trace")))
+            Refuse(QStringLiteral("--%1 et --trace ne vont pas ensemble").arg(withoutBoard));
+    if (parser.isSet(QStringLiteral("devices")))
+        ports::SetFolder(QFileInfo(parser.value(QStringLiteral("devices"))).absoluteFilePath());
     options.view = parser.values(view) + (parser.isSet(view) ? parser.positionalArguments() : QStringList());
 
     options.run = parser.value(QStringLiteral("run"));
@@ -352,7 +427,11 @@ int main(int argc, char *argv[])
     const Options options = Read(arguments);
     if (!options.exportFrom.isEmpty())
         return Export(options);
-    Timer::SetScale(options.timeScale);
+    if (!options.explain.isEmpty())
+        return PrintExplained(options.explain);
+    if (options.listPorts)
+        return ListPorts();
+    Timer::SetScale(options.timeScale.value_or(1));
     if (!options.run.isEmpty())
         DoWithoutDisplay();
 
@@ -369,14 +448,15 @@ int main(int argc, char *argv[])
 
     auto device = std::make_unique<SystemPort>();
     const SystemPort &serial = *device;
-    Main window(std::move(device));
+    Main window(Traced(std::move(device), options.trace));
+    if (!options.logs.isEmpty())
+        GoTo(options.logs);
     Guardian guardian(window.Link(), [&serial] { return serial.Descriptor(); });
     QObject::connect(&guardian, &Guardian::Fired, &window,
                      [&window] { window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes")); });
     QObject::connect(&guardian, &Guardian::MissingChanged, &window, &Main::SetGuardMissing);
     WayOut wayOut(window);
     QObject::connect(&wayOut, &WayOut::Left, &app, &QCoreApplication::exit);
-    window.SerialPort().SetPortName(options.port);
     UnattendedWork work;
     if (!options.run.isEmpty()) {
         messages::UseConsole([&wayOut] { wayOut.Take(WayOut::failed); });
@@ -404,30 +484,30 @@ int main(int argc, char *argv[])
             return 1; // in some hours there would be no place for its results
     }
 
+    PortSwitch portSwitch(window, {options.timeScale.value_or(1), options.timeScale.value_or(demoTimeScale)});
     std::optional<RunMark> mark;
-    if (!options.demo) // whose board ends with the program
-        mark.emplace(window.Link());
-
-    std::unique_ptr<DemoBoard> board;
-    if (options.demo) {
-        window.SetNote(QStringLiteral("Démo × %1").arg(QString::number(options.timeScale)));
-        board = std::make_unique<DemoBoard>();
-        QObject::connect(board.get(), &DemoBoard::Ready, &window, [&window](const QString &port) {
-            window.SerialPort().SetPortName(port);
-            window.Load();
-        });
-        QObject::connect(board.get(), &DemoBoard::Failed, &window, [&window](const QString &reason) {
-            window.Link().outputs.LeaveAll(); // what was on is gone with it
-            messages::ShowAndEnd(nullptr, QApplication::applicationName(), reason);
-        });
-        const double timeScale = options.timeScale;
-        QMetaObject::invokeMethod(board.get(), [&board, timeScale] { board->Start(timeScale); }, Qt::QueuedConnection);
-    } else {
-        const auto load = [&window] {
-            window.Load();
+    const auto keepMark = [&mark, &window](bool isVirtual) {
+        mark.reset();
+        if (!isVirtual) // whose board ends with the program
+            mark.emplace(window.Link());
+    };
+    keepMark(options.demo);
+    QObject::connect(&portSwitch, &PortSwitch::VirtualChanged, &window, keepMark);
+    QObject::connect(&portSwitch, &PortSwitch::Loaded, &window, [&window, &portSwitch] {
+        if (!portSwitch.IsVirtual())
             TellOfFormerRuns(window); // in front of the window
-        };
-        QMetaObject::invokeMethod(&window, load, Qt::QueuedConnection);
-    }
-    return QApplication::exec();
+    });
+    const auto begin = [&portSwitch, &options] {
+        if (options.demo)
+            portSwitch.BeginVirtual();
+        else if (options.port.isEmpty() && options.run.isEmpty())
+            portSwitch.BeginRemembered();
+        else
+            portSwitch.Begin(options.port);
+    };
+    QMetaObject::invokeMethod(&portSwitch, begin, Qt::QueuedConnection);
+    const int status = QApplication::exec();
+    if (!options.logs.isEmpty() && options.run.isEmpty()) // a run ends with the name of its log
+        std::printf("Les journaux sont dans %s\n", qUtf8Printable(options.logs));
+    return status;
 }

@@ -30,6 +30,11 @@ QString Folder(const QString &name)
     return QDir(Root()).filePath(name.toLower());
 }
 
+QString SettingsFile()
+{
+    return Root() + QStringLiteral("/voltaire.ini");
+}
+
 void Prepare()
 {
     const QString temp = Folder(QStringLiteral("temp"));

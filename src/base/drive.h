@@ -12,6 +12,9 @@ QString Root();
 /// The path of a folder of the drive, for example Folder("temp").
 QString Folder(const QString &name);
 
+/// The file in which the program keeps what its user has set.
+QString SettingsFile();
+
 /// Makes the drive's folder and its "temp"; throws FileError.
 void Prepare();
 } // namespace drive

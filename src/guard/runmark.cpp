@@ -22,6 +22,7 @@ RunMark::RunMark(const Codebas &link) : link_(link)
 {
     connect(&link_.outputs, &Outputs::WatchedChanged, this, &RunMark::Follow);
     connect(&link_.outputs, &Outputs::LinesChanged, this, &RunMark::Follow);
+    connect(&link_.com, &Com::Changed, this, &RunMark::Follow); // it names the port
 }
 
 void RunMark::Follow()

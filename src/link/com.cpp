@@ -18,6 +18,8 @@ Com::Com(std::unique_ptr<Port> port, QObject *parent) : QObject(parent), port_(s
         Q_EMIT PortLost(reason);
     });
     connect(port_.get(), &Port::Back, this, &Com::PortBack);
+    connect(this, &Com::PortLost, this, &Com::Changed);
+    connect(this, &Com::PortBack, this, &Com::Changed);
 }
 
 void Com::SetSettings(const QString &settings)
@@ -35,12 +37,19 @@ void Com::SetSettings(const QString &settings)
     line_.dataBits = parts[2].toInt();
     line_.stopBits = parts[3].toInt();
     ApplyLine();
+    Q_EMIT Changed();
 }
 
 void Com::ApplyLine()
 {
     if (PortOpen())
         port_->Apply(line_);
+}
+
+void Com::SetPortName(const QString &name)
+{
+    portName_ = name;
+    Q_EMIT Changed();
 }
 
 QString Com::PortName() const
@@ -72,10 +81,11 @@ void Com::SetPortOpen(bool open)
         return;
     if (open) {
         port_->Open(PortName(), line_);
-        return;
+    } else {
+        port_->Close();
+        arrived_.clear();
     }
-    port_->Close();
-    arrived_.clear();
+    Q_EMIT Changed();
 }
 
 int Com::InBufferCount()

@@ -35,7 +35,7 @@ public:
     void SetCommPort(int number) { commPort_ = number; }
 
     /// A port name (COM3, ttyUSB0) or device path that is used instead of the numbered port; empty for none.
-    void SetPortName(const QString &name) { portName_ = name; }
+    void SetPortName(const QString &name);
     QString PortName() const;
 
     /// 0 none, 1 XON/XOFF, 2 RTS/CTS.
@@ -86,6 +86,8 @@ Q_SIGNALS:
     void Received();
     void PortLost(const QString &reason);
     void PortBack();
+    /// Another port, other settings, open or closed.
+    void Changed();
 
 private:
     void ApplyLine();

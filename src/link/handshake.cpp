@@ -34,6 +34,7 @@ public:
         handshake_.unanswered_ = 0;
         if (handshake_.link_.com.Settings() != Codebas::ordinarySettings)
             handshake_.speedTimer_.SetEnabled(true);
+        Q_EMIT handshake_.Greeting(true);
     }
     Pacing(const Pacing &) = delete;
     Pacing &operator=(const Pacing &) = delete;
@@ -45,6 +46,7 @@ public:
         handshake_.link_.AbortWait = 0;
         if (handshake_.unanswered_ > 0)
             handshake_.link_.line.LeaveDoubt(); // their answers may still come
+        Q_EMIT handshake_.Greeting(false);
     }
 
 private:

@@ -23,6 +23,8 @@ public:
     Task<void> ConnectBoard();
 
 Q_SIGNALS:
+    /// The board is being called, or no longer.
+    void Greeting(bool begins);
     /// Text for the main window's display.
     void Display(const QString &text);
     /// Loading of the EEPROMs begins: what to say and where the progress ends; then how far it is; then it is over.

@@ -9,7 +9,13 @@
 class PortError : public Error
 {
 public:
-    using Error::Error;
+    explicit PortError(QString text, QString wayOut = {}) : Error(std::move(text)), wayOut_(std::move(wayOut)) {}
+
+    /// What the user can do about it; empty when that is not known.
+    const QString &WayOut() const { return wayOut_; }
+
+private:
+    QString wayOut_;
 };
 
 /// How the line is driven.

@@ -1,5 +1,7 @@
 #include "systemport.h"
 
+#include "ports.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QSerialPortInfo>
@@ -12,17 +14,12 @@
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace {
 /// Between two looks for a lost device. A change in its folder is looked into at once, but the device may have come
 /// back before that was watched, or be held for a moment by something that probes it.
 constexpr auto lookAgain = 1s;
-
-// Device numbers of the ends of pseudo-terminals, as Linux gives them out.
-constexpr unsigned firstPseudoTerminal = 136;
-constexpr unsigned lastPseudoTerminal = 143;
 
 speed_t SpeedOf(int baud)
 {
@@ -68,19 +65,19 @@ void SetModemLine(int descriptor, int line, bool on)
 }
 } // namespace
 
+SystemPort::SystemPort()
+{
+    connect(&watch_, &FolderWatch::Changed, this, &SystemPort::LookAgain);
+}
+
 SystemPort::~SystemPort()
 {
     Release();
 }
 
-QString SystemPort::PathOf(const QString &name)
-{
-    return name.startsWith(u'/') ? name : QStringLiteral("/dev/") + name;
-}
-
 void SystemPort::Open(const QString &name, const LineSettings &settings)
 {
-    const QString asked = PathOf(name);
+    const QString asked = ports::PathOf(name);
     Use(settings);
     // The adapter that had this name is wanted, also when it was unplugged since and has another now.
     QString path = asked;
@@ -91,23 +88,35 @@ void SystemPort::Open(const QString &name, const LineSettings &settings)
                 descriptor = OpenDevice(path = same);
     if (descriptor < 0)
         descriptor = OpenDevice(path = asked);
-    if (descriptor < 0) {
-        const int reason = errno;
-        QString text =
-            QStringLiteral("Le port série %1 ne peut pas être ouvert : %2")
-                .arg(name, reason == EWOULDBLOCK || reason == EBUSY ? QStringLiteral("un autre programme s'en sert")
-                                                                    : qt_error_string(reason));
-        const QFileInfo device(path);
-        if (device.exists() && !(device.isReadable() && device.isWritable()))
-            text += QStringLiteral("\nVous devez appartenir au groupe « %1 », propriétaire de ce port.")
-                        .arg(device.group());
-        throw PortError(text); // a device that was lost is looked for all the same
-    }
+    if (descriptor < 0)
+        Refuse(name, path, errno); // a device that was lost is looked for all the same
     Close();
     asked_ = asked;
     path_ = path;
     identity_ = IdentityOf(path);
     Adopt(descriptor);
+}
+
+/// Says why, and what the user can do about it.
+void SystemPort::Refuse(const QString &name, const QString &path, int reason)
+{
+    const bool busy = reason == EWOULDBLOCK || reason == EBUSY;
+    QString text = QStringLiteral("Le port série %1 ne peut pas être ouvert : %2")
+                       .arg(name, busy ? QStringLiteral("un autre programme s'en sert") : qt_error_string(reason));
+    QString wayOut;
+    if (!busy)
+        wayOut =
+            QStringLiteral("Branchez la carte ou choisissez un autre port, par le menu « Port » ou par « --port ».");
+    const QFileInfo device(path);
+    if (device.exists() && !(device.isReadable() && device.isWritable())) {
+        text +=
+            QStringLiteral("\nVous devez appartenir au groupe « %1 », propriétaire de ce port.").arg(device.group());
+        wayOut = QStringLiteral("Dans un terminal : sudo adduser %1 %2 ; puis fermez votre session et rouvrez-la.")
+                     .arg(qEnvironmentVariable("USER", QStringLiteral("$USER")), device.group());
+    }
+    if (const QString holders = busy ? ports::HoldersOf(path) : QString(); !holders.isEmpty())
+        wayOut = QStringLiteral("Il est tenu par %1. Fermez ce programme, puis « Reconnection ».").arg(holders);
+    throw PortError(text, wayOut);
 }
 
 /// Throws before there is anything to be closed or a lost device is opened with it.
@@ -185,8 +194,7 @@ void SystemPort::Close()
     arrived_.clear();
     unsent_.clear();
     look_.Stop();
-    if (!watcher_.directories().isEmpty())
-        watcher_.removePaths(watcher_.directories());
+    watch_.Stop();
 }
 
 void SystemPort::Apply(const LineSettings &settings)
@@ -273,8 +281,7 @@ void SystemPort::TellLoss()
     open_ = false;
     lost_ = true;
     arrived_.clear();
-    connect(&watcher_, &QFileSystemWatcher::directoryChanged, this, &SystemPort::LookAgain, Qt::UniqueConnection);
-    watcher_.addPath(QFileInfo(path_).absolutePath());
+    watch_.Watch(QFileInfo(path_).absolutePath());
     look_.Start(lookAgain);
     Q_EMIT Lost(reason);
 }
@@ -285,15 +292,9 @@ SystemPort::Identity SystemPort::IdentityOf(const QString &path)
     const QByteArray name = QFile::encodeName(path);
     struct stat status{};
     identity.link = lstat(name.constData(), &status) == 0 && S_ISLNK(status.st_mode);
-    if (stat(name.constData(), &status) == 0 &&
-        (major(status.st_rdev) < firstPseudoTerminal || major(status.st_rdev) > lastPseudoTerminal))
-        identity.number = status.st_rdev;
-    const QSerialPortInfo info(QFileInfo(QFileInfo(path).canonicalFilePath()).fileName());
-    if (info.hasVendorIdentifier())
-        identity.adapter = QStringLiteral("%1:%2:%3")
-                               .arg(info.vendorIdentifier())
-                               .arg(info.productIdentifier())
-                               .arg(info.serialNumber());
+    if (const dev_t number = ports::DeviceOf(path); !ports::IsPseudoTerminal(number))
+        identity.number = number;
+    identity.adapter = ports::AdapterOf(QSerialPortInfo(QFileInfo(QFileInfo(path).canonicalFilePath()).fileName()));
     return identity;
 }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "base/clock.h"
+#include "folderwatch.h"
 #include "port.h"
 
-#include <QFileSystemWatcher>
 #include <QSocketNotifier>
 
 #include <memory>
@@ -21,7 +21,7 @@ class SystemPort : public Port
     Q_OBJECT
 
 public:
-    using Port::Port;
+    SystemPort();
     ~SystemPort() override;
 
     void Open(const QString &name, const LineSettings &settings) override;
@@ -45,11 +45,11 @@ private:
         bool link = false; ///< it was opened by a link, which whoever made it keeps for this device
     };
 
-    static QString PathOf(const QString &name);
     static Identity IdentityOf(const QString &path);
     bool IsSameDevice(const QString &path) const;
     QStringList PathsOfSame() const;
     void Use(const LineSettings &settings);
+    [[noreturn]] static void Refuse(const QString &name, const QString &path, int reason);
     int OpenDevice(const QString &path);
     void Adopt(int descriptor);
     void Release();
@@ -72,6 +72,6 @@ private:
     QByteArray unsent_;
     std::unique_ptr<QSocketNotifier> readable_;
     std::unique_ptr<QSocketNotifier> writable_;
-    QFileSystemWatcher watcher_;
+    FolderWatch watch_;
     Alarm look_{[this] { LookAgain(); }};
 };

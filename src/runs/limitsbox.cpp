@@ -17,10 +17,6 @@ namespace {
 constexpr auto thinking = 2s; // a number that is not typed on for so long is meant as it stands
 constexpr int columnGap = 16;
 
-QString SettingsPath()
-{
-    return drive::Root() + QStringLiteral("/voltaire.ini");
-}
 QString TickedKey(const QString &key)
 {
     return key + QStringLiteral("Active");
@@ -97,7 +93,7 @@ void LimitsBox::Row::Set(std::optional<int> value)
 
 void LimitsBox::Recall()
 {
-    QSettings settings(SettingsPath(), QSettings::IniFormat);
+    QSettings settings(drive::SettingsFile(), QSettings::IniFormat);
     settings.beginGroup(window()->objectName());
     for (Row &row : rows_) {
         bool isNumber = false;
@@ -121,7 +117,7 @@ void LimitsBox::Show(const Limits &limits)
 /// On a disk that takes nothing more they hold until the program ends.
 void LimitsBox::Remember(const Row &row) const
 {
-    QSettings settings(SettingsPath(), QSettings::IniFormat);
+    QSettings settings(drive::SettingsFile(), QSettings::IniFormat);
     settings.beginGroup(window()->objectName());
     settings.setValue(row.key, row.limit->value());
     settings.setValue(TickedKey(row.key), row.ticked->isChecked());

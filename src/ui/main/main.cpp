@@ -2,6 +2,7 @@
 
 #include "base/messages.h"
 #include "link/command.h"
+#include "linkstatus.h"
 #include "runs/unconfirmed.h"
 
 #include <QApplication>
@@ -37,6 +38,7 @@ Main::Main(std::unique_ptr<Port> port)
     , link_(com_, timer1_, timer2_)
     , moving_([this](std::exception_ptr thrown) { Failed(thrown); })
     , connecting_([this](std::exception_ptr thrown) { Failed(thrown); })
+    , changing_([this](std::exception_ptr thrown) { Failed(thrown); })
     , quitting_([this](std::exception_ptr thrown) { Failed(thrown); })
     , cutting_([this](std::exception_ptr thrown) { Failed(thrown); })
     , chargeur_(link_)
@@ -58,6 +60,9 @@ Main::Main(std::unique_ptr<Port> port)
         if (auto *window = qobject_cast<Window *>(widget))
             AddStrip(*window, QStringLiteral("Couper"));
     ui_.statusbar->addPermanentWidget(UnconfirmedWarning(link_.outputs, this));
+    ui_.statusbar->addWidget(new LinkStatus(link_, this), 1);
+    ui_.statusbar->addPermanentWidget(note_);
+    note_->hide();
 
     connect(&link_.handshake, &Handshake::Display, ui_.TXT_Display, &QPlainTextEdit::setPlainText);
     connect(&link_.handshake, &Handshake::LoadStarted, this, [this](const QString &caption, int maximum) {
@@ -135,6 +140,7 @@ Main::~Main()
     Window::opensNow = {};
     quitting_.Drop();
     cutting_.Drop();
+    changing_.Drop();
     moving_.Drop();
     connecting_.Drop(); // what it tells while it ends is still understood here
 }
@@ -156,8 +162,8 @@ void Main::Load()
 
 void Main::Form_Activate()
 {
-    if (com_.Lost())
-        return; // the user was told, and the port comes back by itself
+    if (com_.Lost() || !changing_.Empty())
+        return; // the user was told, and the port comes back by itself; or another one takes its place
     moving_.Drop();
     moving_.Start(Activate());
 }
@@ -270,6 +276,7 @@ void Main::EndGreeting()
 
 void Main::Cb_Reconnect_Click()
 {
+    changing_.Drop();
     moving_.Drop();
     connecting_.Drop();
     connecting_.Start(Reconnect());
@@ -299,6 +306,7 @@ void Main::BeginDisconnecting()
     opensLater_ = nullptr;
     connecting_.Drop();
     timer1_.SetEnabled(false);
+    changing_.Drop();
     moving_.Drop();
     moving_.Start(Disconnect());
 }
@@ -322,6 +330,82 @@ Task<void> Main::Disconnect()
     co_await closing;
     if (refused)
         throw *refused;
+}
+
+// ---- another port
+
+/// Nothing stays on behind a port that is left: nobody would see its end.
+void Main::LeavePort(std::function<void()> left)
+{
+    if (question_)
+        question_->close();
+    const Activity *const on = Activity::On(link_.activities);
+    const QString flows = unwatched_.Text();
+    if (!on && flows.isEmpty()) {
+        BeginLeavingPort(std::move(left));
+        return;
+    }
+    question_ = messages::Ask(this, windowTitle(),
+                              (on ? QStringLiteral("%1 est en cours.").arg(on->Name()) : flows + u'.') +
+                                  QStringLiteral("\nChanger de port arrête ce qui est en marche."),
+                              {QStringLiteral("Arrêter et changer de port"), QStringLiteral("Annuler")},
+                              [this, left](int answer) {
+                                  if (answer != 0)
+                                      return;
+                                  StopAll({});
+                                  BeginLeavingPort(left);
+                              });
+}
+
+void Main::BeginLeavingPort(std::function<void()> left)
+{
+    opensLater_ = nullptr;
+    connecting_.Drop();
+    timer1_.SetEnabled(false);
+    moving_.Drop();
+    changing_.Drop();
+    changing_.Start(LeavePortInOrder(std::move(left)));
+}
+
+Task<void> Main::LeavePortInOrder(std::function<void()> left)
+{
+    if (com_.PortOpen() && !unwatched_.Text().isEmpty()) {
+        try {
+            Task<void> cutting = unwatched_.Cut();
+            co_await cutting;
+        } catch (const PortClosed &) {
+            // it was lost just now: what is to be off is told wherever the board is found next
+        }
+    }
+    Task<void> leaving = com_.PortOpen() ? Disconnect() : link_.ClosePort();
+    co_await leaving;
+    if (link_.outputs.Unconfirmed())
+        messages::Show(this, QMessageBox::Warning, windowTitle(),
+                       QStringLiteral("La carte de %1 n'a pas confirmé que tout est coupé.\n"
+                                      "En cas de doute, débranchez la batterie.")
+                           .arg(com_.PortName()));
+    left();
+}
+
+void Main::ConnectTo(const QString &port)
+{
+    connecting_.Drop();
+    connecting_.Start(ConnectAt(port));
+}
+
+Task<void> Main::ConnectAt(QString port)
+{
+    Task<void> closing = link_.ClosePort();
+    co_await closing;
+    link_.InitSerialPort();
+    com_.SetPortName(port);
+    Task<void> connecting = Reconnect();
+    co_await connecting;
+}
+
+bool Main::WaitsForBoard() const
+{
+    return !com_.Lost() && changing_.Empty() && (!com_.PortOpen() || timer1_.Enabled());
 }
 
 void Main::Mnuquitter_Click()
@@ -351,6 +435,10 @@ void Main::Failed(std::exception_ptr thrown)
 {
     try {
         std::rethrow_exception(thrown);
+    } catch (const PortError &error) {
+        const QString wayOut = error.WayOut().isEmpty() ? QString() : u'\n' + error.WayOut();
+        messages::Show(this, QMessageBox::Warning, windowTitle(), error.Text() + wayOut);
+        Q_EMIT ConnectionFailed();
     } catch (const Error &error) {
         messages::Show(this, QMessageBox::Warning, windowTitle(), error.Text());
         Q_EMIT ConnectionFailed();
@@ -431,7 +519,8 @@ void Main::ShowAgain()
 
 void Main::SetNote(const QString &note)
 {
-    ui_.statusbar->addPermanentWidget(new QLabel(note));
+    note_->setText(note);
+    note_->setVisible(!note.isEmpty());
 }
 
 Task<void> Main::Send51On()

@@ -40,7 +40,7 @@ public:
     Dechargeur &DischargeWindow() { return dechargeur_; }
     MesCapa &CapacityWindow() { return capacity_; }
 
-    /// A lasting word in the status bar.
+    /// A lasting word in the status bar; none when it is empty.
     void SetNote(const QString &note);
 
     /// Puts the window in the middle of the screen, configures the port and shows the window, which then connects.
@@ -48,6 +48,14 @@ public:
 
     /// Stores where this window is and opens a mode window there.
     void OpenMode(Window &window);
+
+    /// Ends what is on, when the user agrees, then the session, and closes the port, so that another one may take its
+    /// place; `left` is called then.
+    void LeavePort(std::function<void()> left);
+    /// Connects at this port.
+    void ConnectTo(const QString &port);
+    /// Whether no board is connected, and none comes back by itself.
+    bool WaitsForBoard() const;
 
     /// Something may be on that a program of before has not ended.
     void SuspectUnwatched() { unwatched_.Suspect(); }
@@ -89,6 +97,9 @@ private:
     Task<void> ConnectAgain();
     void BeginDisconnecting();
     Task<void> Disconnect();
+    void BeginLeavingPort(std::function<void()> left);
+    Task<void> LeavePortInOrder(std::function<void()> left);
+    Task<void> ConnectAt(QString port);
     Task<void> Quit(bool stop);
     void Cb_Reconnect_Click();
     void CD_DECONNECT_Click();
@@ -105,12 +116,14 @@ private:
     Codebas link_;
     Handlers moving_;     ///< opens and closes the port
     Handlers connecting_; ///< greets
+    Handlers changing_;   ///< leaves the port for another one
     Handlers quitting_;
     Handlers cutting_;
     Unwatched unwatched_{link_};
     bool guardMissing_ = false;
     QPointer<QMessageBox> question_;     ///< what is to become of that which is on
     std::vector<WarningStrip *> strips_; ///< of all windows
+    QLabel *note_ = new QLabel(this);
     QLabel *streams_ = RedWarning(QStringLiteral("La carte émet : session à rouvrir"), this);
     Window *opensLater_ = nullptr; ///< once the session is there
     Activation activation_{this};

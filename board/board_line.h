@@ -4,6 +4,7 @@
 #include "faults.h"
 #include "line_queue.h"
 #include "options.h"
+#include "wire_time.h"
 
 #include <functional>
 #include <optional>
@@ -17,9 +18,16 @@ namespace Board {
 class BoardLine
 {
 public:
-    BoardLine(const Options &options, const Memories::Content &content);
+    /// How the board's time follows the moments.
+    enum class Time
+    {
+        Exact,     ///< the time scale times the moment, on a line whose moments are to be believed
+        OfTheWire, ///< WireTime, on a line between processes
+    };
 
-    /// Time that one byte takes on the wire from now on. It counts only on a line that is to be paced.
+    BoardLine(const Options &options, const Memories::Content &content, Time time = Time::Exact);
+
+    /// Time that one byte takes on the wire from now on. On a line that is not paced it is counted at most.
     void SetByteSeconds(double seconds) { byteSeconds_ = seconds; }
 
     /// Bytes that the PC sends at the moment.
@@ -49,7 +57,10 @@ public:
     unsigned long Changes() const { return changes_; }
 
 private:
-    double Simulated(double seconds) const { return seconds * options_.timeScale; }
+    double Simulated(double seconds) const;
+    double SimulatedWhenHeard(double seconds, std::uint8_t byte);
+    unsigned LineBits() const;
+    WireTime::Byte WireByte() const { return {.wire = byteSeconds_, .real = ByteSeconds()}; }
     double ByteSeconds() const { return options_.pace ? byteSeconds_ : 0; }
     double RecordInterval() const { return 1.0 / (options_.streamRate * options_.timeScale); }
     bool Silent(double seconds) const { return seconds < silentUntil_; }
@@ -63,6 +74,7 @@ private:
     Faults faults_;
     LineQueue incoming_;
     LineQueue outgoing_;
+    std::optional<WireTime> wireTime_;
     double byteSeconds_ = 0;
     std::optional<double> nextRecord_;
     double silentUntil_ = 0;

@@ -11,6 +11,7 @@ namespace {
 
 constexpr int firstSetting = 19;
 constexpr int dayInSeconds = 86400;
+constexpr double rounding = 1e-6; // s; a sum of exchanges that is a whole second shows it
 
 constexpr double supplyOpenVolts = 13.8;
 constexpr double supplyOhms = 0.05;
@@ -225,7 +226,7 @@ std::uint8_t Device::ButtonPort() const
 
 int Device::ClockSeconds() const
 {
-    return static_cast<int>(std::fmod(now_ - clockZero_, dayInSeconds));
+    return static_cast<int>(std::fmod(now_ - clockZero_ + rounding, dayInSeconds));
 }
 
 void Device::SetClock(int hours, int minutes, int seconds)

@@ -22,13 +22,13 @@ struct Point
 
 struct Line
 {
-    std::string name;
+    const char *name;
     std::vector<Point> points;
 };
 
 struct Axis
 {
-    std::string name;
+    const char *name;
     double least;
     double most;
     double step;
@@ -37,7 +37,7 @@ struct Axis
 
 struct Chart
 {
-    std::string file;
+    const char *file;
     Axis x;
     Axis y;
     std::vector<Line> lines;
@@ -102,7 +102,7 @@ void Write(const Chart &chart, const std::string &folder)
 }
 
 /// Follows a cell under a current until the value on the horizontal axis is past its end, or the voltage below 0.8 V.
-Line Follow(const std::string &name, Battery cell, double amps, double most,
+Line Follow(const char *name, Battery cell, double amps, double most,
             const std::function<Point(const Battery &, double seconds)> &look)
 {
     Line line{name, {}};

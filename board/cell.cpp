@@ -85,7 +85,6 @@ Cell::Cell(const CellPreset &preset, const CellHistory &history)
 {
     NoteTemperature();
     Rest(history.restDays * daySeconds);
-    passive_ = 1 - std::exp(-history.restDays / passiveDays);
     restSeconds_ = 0;
 }
 
@@ -191,7 +190,7 @@ void Cell::Rest(double seconds)
     restSeconds_ += seconds;
     if (hours <= 0)
         return;
-    const double speed = std::exp2((core_ - usualCelsius) / triplingKelvin * std::log2(3.0));
+    const double speed = std::pow(3.0, (core_ - usualCelsius) / triplingKelvin);
     const double passed = hours * hourSeconds * speed;
     const double young = young_ * (1 - std::exp(-passed / youngSeconds));
     young_ -= young;

@@ -17,6 +17,7 @@ constexpr std::uint8_t lastLine = 18;
 constexpr std::uint8_t dischargeCurrent = 11;
 constexpr std::uint8_t firstMemory = 37;
 constexpr std::uint8_t lastMemory = 50;
+constexpr std::uint8_t lastRequest = 51;
 
 constexpr double leastPause = 0.001;    // s, real; requests that follow each other are closer
 constexpr double lateness = 0.002;      // s, real, of a timer on a machine that has nothing else to do
@@ -168,8 +169,9 @@ double WireTime::Commanded(const Silences &silences, const Place &place) const
 
 void WireTime::PassSilence(std::uint8_t request, unsigned lines)
 {
-    const Place place{lines, request_, request};
-    request_ = request;
+    const std::uint8_t after = request <= lastRequest ? request : 0; // noise has no places of its own
+    const Place place{lines, request_, after};
+    request_ = after;
     Silences &silences = places_[place];
     silences.Add(silence_, begun_ - anchor_);
     const bool known = silences.Known();

@@ -1,6 +1,9 @@
 #pragma once
 
-#include "battery_preset.h"
+#include "cell.h"
+
+#include <cstdint>
+#include <vector>
 
 namespace Board {
 
@@ -9,13 +12,17 @@ struct PackOptions
     Chemistry chemistry = Chemistry::NiMh;
     int cells = 4;
     double capacityAmpHours = 2.0;
-    double stateOfCharge = 0.05;     ///< 0 (empty) to 1 (full)
+    double stateOfCharge = 0.05;     ///< 0 (empty) to 1 (full), before the rest
     double ambientCelsius = 25.0;    ///< also the temperature that the pack starts at
-    double packResistanceOhms = 0.0; ///< 0: what the chemistry has at this capacity
+    double packResistanceOhms = 0.0; ///< 0: what the chemistry has in this format
+    double restDays = 0;             ///< how long the pack has lain since it was used last
+    int cycles = 0;                  ///< how often it has been charged and discharged
+    double spread = 0;               ///< by what share the cells differ in what they hold; 0: they are equal
+    std::uint64_t seed = 1;          ///< of the differences
 };
 
-/// A pack of equal cells in series. It only changes when told that time has passed, under a current that is constant
-/// for that time. Currents are positive when they charge.
+/// A pack of cells in series. It only changes when told that time has passed, under a current that is constant for that
+/// time. Currents are positive when they charge.
 class Battery
 {
 public:
@@ -31,9 +38,10 @@ public:
     void SetAmbient(double celsius) { options_.ambientCelsius = celsius; }
     void SetFan(bool on) { fan_ = on; }
 
-    double StateOfCharge() const { return charge_; }
-    double Celsius() const { return celsius_; }
-    double ResistanceOhms() const { return resistance_ * options_.cells; }
+    double StateOfCharge() const; ///< of the cells' middle
+    double Celsius() const;       ///< of the cans
+    double ResistanceOhms() const;
+    double CapacityAmpHours() const; ///< of the weakest cell when full
     double ChargedAmpHours() const { return chargedAmpHours_; }
     double DischargedAmpHours() const { return dischargedAmpHours_; }
     bool CanDischarge() const;
@@ -41,22 +49,11 @@ public:
     const CellPreset &Preset() const { return preset_; }
 
 private:
-    double Rate(double amps) const { return amps / options_.capacityAmpHours; }
-    double OpenCircuitVolts() const;
-    double RefusedShare() const;
-    double HeatWatts(double amps) const;
+    double Mean(double (Cell::*value)() const) const;
 
     PackOptions options_;
     const CellPreset &preset_;
-    double resistance_;   // ohm per cell
-    double heatCapacity_; // J/K per cell
-    double charge_;       // fraction of capacity; a little below 0 when drained past the usual limit
-    double celsius_;
-    double polarisation_ = 0;
-    double surface_ = 0;
-    double freshness_ = 1; // 1: rested electrodes, which show the early bump; 0: activated by the charge
-    double bump_ = 0;
-    double fall_ = 0;
+    std::vector<Cell> cells_; // one that stands for all, if they are equal
     double chargedAmpHours_ = 0;
     double dischargedAmpHours_ = 0;
     bool fan_ = false;

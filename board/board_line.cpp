@@ -16,7 +16,7 @@ constexpr std::uint64_t faultSeedOffset = 0xFA17;
 
 } // namespace
 
-BoardLine::BoardLine(const Options &options, const Memories::Content &content)
+BoardLine::BoardLine(const Options &options, const Memories::Content &content, Time time)
     : options_(options)
     , board_(options.device, content, options.streamType)
     , faults_(options.faults, options.device.seed + faultSeedOffset)
@@ -25,6 +25,34 @@ BoardLine::BoardLine(const Options &options, const Memories::Content &content)
     const bool booster = options.device.booster;
     if (!options.replayFile.empty())
         replay_.emplace(ReplayScript::Read(options.replayFile, booster), booster, say);
+    if (time == Time::OfTheWire)
+        wireTime_.emplace(options.timeScale);
+}
+
+/// Of a moment at which nothing is heard.
+double BoardLine::Simulated(double seconds) const
+{
+    if (!wireTime_)
+        return seconds * options_.timeScale;
+    return board_.Streaming() ? wireTime_->Flowing(seconds) : wireTime_->Now();
+}
+
+double BoardLine::SimulatedWhenHeard(double seconds, std::uint8_t byte)
+{
+    if (!wireTime_)
+        return Simulated(seconds);
+    if (board_.Streaming())
+        wireTime_->Flow(seconds);
+    else
+        wireTime_->Hear(seconds, byte, WireByte(), board_.BetweenRequests(), LineBits());
+    return wireTime_->Now();
+}
+
+/// Of the lines that let a current flow.
+unsigned BoardLine::LineBits() const
+{
+    const Lines &lines = board_.Hardware().Switches();
+    return (lines.charge ? 1u : 0u) | (lines.discharge ? 2u : 0u) | (lines.power ? 4u : 0u);
 }
 
 void BoardLine::Receive(double seconds, const Bytes &bytes)
@@ -59,6 +87,8 @@ bool BoardLine::Obey(double seconds, std::string_view order)
     const std::string_view argument = order.substr(std::min(blank + 1, order.size()));
     const auto value = ParseNumber<double>(argument);
     Device &device = board_.Hardware();
+    if (wireTime_)
+        wireTime_->Look(seconds);
     device.AdvanceTo(Simulated(seconds));
     ++changes_;
     if (verb == "button" && value && *value >= 1 && *value <= Device::buttonCount)
@@ -90,7 +120,9 @@ void BoardLine::Hear(std::uint8_t byte, double seconds)
     for (const std::uint8_t each : heard) {
         const unsigned long before = board_.Commands();
         Bytes reply;
-        board_.Take(Simulated(seconds), each, reply);
+        board_.Take(SimulatedWhenHeard(seconds, each), each, reply);
+        if (wireTime_ && !reply.empty())
+            wireTime_->Answer(seconds, reply.size(), WireByte());
         Send(reply, seconds);
         if (board_.Commands() != before) {
             ++changes_;

@@ -5,6 +5,7 @@
 #include "line_queue.h"
 #include "options.h"
 #include "replay.h"
+#include "wire_time.h"
 
 #include <functional>
 #include <optional>
@@ -18,10 +19,17 @@ namespace Board {
 class BoardLine
 {
 public:
-    /// Throws std::exception when there is a trace to be replayed that cannot be read.
-    BoardLine(const Options &options, const Memories::Content &content);
+    /// How the board's time follows the moments.
+    enum class Time
+    {
+        Exact,     ///< the time scale times the moment, on a line whose moments are to be believed
+        OfTheWire, ///< WireTime, on a line between processes
+    };
 
-    /// Time that one byte takes on the wire from now on. It counts only on a line that is to be paced.
+    /// Throws std::exception when there is a trace to be replayed that cannot be read.
+    BoardLine(const Options &options, const Memories::Content &content, Time time = Time::Exact);
+
+    /// Time that one byte takes on the wire from now on. On a line that is not paced it is counted at most.
     void SetByteSeconds(double seconds) { byteSeconds_ = seconds; }
 
     /// Bytes that the PC sends at the moment.
@@ -51,7 +59,10 @@ public:
     unsigned long Changes() const { return changes_; }
 
 private:
-    double Simulated(double seconds) const { return seconds * options_.timeScale; }
+    double Simulated(double seconds) const;
+    double SimulatedWhenHeard(double seconds, std::uint8_t byte);
+    unsigned LineBits() const;
+    WireTime::Byte WireByte() const { return {.wire = byteSeconds_, .real = ByteSeconds()}; }
     double ByteSeconds() const { return options_.pace ? byteSeconds_ : 0; }
     double RecordInterval() const { return 1.0 / (options_.streamRate * options_.timeScale); }
     bool Silent(double seconds) const { return seconds < silentUntil_; }
@@ -67,6 +78,7 @@ private:
     Faults faults_;
     LineQueue incoming_;
     LineQueue outgoing_;
+    std::optional<WireTime> wireTime_;
     double byteSeconds_ = 0;
     std::optional<double> nextRecord_;
     double silentUntil_ = 0;

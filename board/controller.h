@@ -23,6 +23,7 @@ public:
     void Take(double seconds, std::uint8_t byte, Bytes &reply);
 
     bool Streaming() const { return interpreter_.Streaming(); }
+    bool BetweenRequests() const { return interpreter_.BetweenRequests(); }
     /// Appends the stream record of the moment.
     void AppendRecord(double seconds, Bytes &out);
 

@@ -11,6 +11,7 @@ namespace {
 
 constexpr int firstSetting = 19;
 constexpr int dayInSeconds = 86400;
+constexpr double rounding = 1e-6; // s; a sum of exchanges that is a whole second shows it
 
 constexpr double supplyOpenVolts = 13.8;
 constexpr double supplyOhms = 0.05;
@@ -27,7 +28,7 @@ constexpr double endOfTaper = 0.1;          // C: where a constant-voltage charg
 constexpr double rechargeDrop = 0.10;       // V per cell below the limit at which it may begin again
 constexpr double loadedStep = 1.0;          // s
 constexpr double idleStep = 60.0;           // s; without a current every state follows an exact exponential
-constexpr double longestChange = 48 * 3600; // s; after two days in one state nothing changes any more
+constexpr double longestChange = 48 * 3600; // s; after two days in one state only self-discharge goes on
 constexpr std::uint64_t converterSeedOffset = 0xADC;
 constexpr int firstSlaveChannel = 10;
 
@@ -43,11 +44,19 @@ constexpr unsigned doublerBit = 1;
 constexpr unsigned ledBit = 2;
 constexpr unsigned fanBit = 32;
 
+/// The pack whose cells are told from each other by the same seed as the noise.
+PackOptions Seeded(const DeviceOptions &options)
+{
+    PackOptions pack = options.pack;
+    pack.seed = options.seed;
+    return pack;
+}
+
 } // namespace
 
 Device::Device(const DeviceOptions &options)
     : options_(options)
-    , battery_(options.pack)
+    , battery_(Seeded(options))
     , frontEnd_(options.pack.chemistry, options.pack.cells, options.seed + converterSeedOffset)
     , buttons_(options.pressedButtons)
 {
@@ -74,6 +83,7 @@ void Device::Restart()
 void Device::AdvanceTo(double seconds)
 {
     double left = std::min(seconds - now_, longestChange);
+    const double rest = seconds - now_ - left;
     while (left > 0) {
         NoteTaper();
         const double amps = Amps();
@@ -81,6 +91,8 @@ void Device::AdvanceTo(double seconds)
         battery_.Pass(step, benchVolts_ > 0 ? 0.0 : amps);
         left -= step;
     }
+    if (rest > 0 && Amps() == 0)
+        battery_.Pass(rest, 0);
     NoteTaper();
     now_ = std::max(now_, seconds);
 }
@@ -225,7 +237,7 @@ std::uint8_t Device::ButtonPort() const
 
 int Device::ClockSeconds() const
 {
-    return static_cast<int>(std::fmod(now_ - clockZero_, dayInSeconds));
+    return static_cast<int>(std::fmod(now_ - clockZero_ + rounding, dayInSeconds));
 }
 
 void Device::SetClock(int hours, int minutes, int seconds)

@@ -8,6 +8,9 @@ namespace Board {
 namespace {
 
 constexpr double noiseCounts = 0.7; // at most, before rounding
+constexpr double noisePerAmp = 0.4; // of the pack's channels, more
+constexpr double mostNoise = 2.0;
+constexpr int firstPackChannel = 10;
 constexpr double deltaAtFull = 600.0;
 constexpr double trimUpCounts = 12.0;
 constexpr double trimDownCounts = 2.0;
@@ -48,7 +51,9 @@ double FrontEnd::Exact(int channel, const TrueValues &values) const
 
 int FrontEnd::Read(int channel, const TrueValues &values)
 {
-    const double noisy = Exact(channel, values) + random_.Triangular(noiseCounts);
+    const double amps = channel >= firstPackChannel ? values.chargeAmps + values.dischargeAmps : 0.0;
+    const double noise = std::min(mostNoise, noiseCounts + noisePerAmp * amps);
+    const double noisy = Exact(channel, values) + random_.Triangular(noise);
     return static_cast<int>(std::clamp(std::floor(noisy + 0.5), 0.0, static_cast<double>(highestCount)));
 }
 

@@ -55,8 +55,10 @@ void Interpreter::Take(std::uint8_t byte, Bytes &reply)
 
 Bytes Interpreter::LastRequest() const
 {
-    Bytes request{escape, command_};
-    request.insert(request.end(), parameters_.begin(), parameters_.begin() + static_cast<std::ptrdiff_t>(taken_));
+    Bytes request(2 + taken_);
+    request[0] = escape;
+    request[1] = command_;
+    std::copy_n(parameters_.begin(), taken_, request.begin() + 2);
     return request;
 }
 

@@ -26,6 +26,9 @@ public:
     /// The board sends records by itself; commands are taken apart but not done until the next greeting.
     bool Streaming() const { return streaming_; }
 
+    /// The next byte begins a request.
+    bool BetweenRequests() const { return state_ == State::Between || state_ == State::Greeted; }
+
     /// Commands done or ignored since the start.
     unsigned long Commands() const { return commands_; }
     /// The last of them, from its escape byte on.

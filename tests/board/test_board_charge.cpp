@@ -64,9 +64,9 @@ void TestBoardCharge::EndsAFewPercentPastFull()
     const ChargeRun run = RunCharge(pc, {});
     QVERIFY(run.fallOfSix && run.fallOfTen);
     QCOMPARE_GT(run.fallOfSix->putIn, 1.0);
-    QCOMPARE_GT(run.fallOfTen->putIn, 1.02);
-    QCOMPARE_LT(run.fallOfTen->putIn, 1.08);
-    QCOMPARE_GT(run.fallOfTen->celsius, 25.0 + 8);
+    QCOMPARE_GT(run.fallOfTen->putIn, 1.04);
+    QCOMPARE_LT(run.fallOfTen->putIn, 1.12);
+    QCOMPARE_GT(run.fallOfTen->celsius, 25.0 + 5);
     QCOMPARE_LT(run.fallOfTen->celsius, 60.0);
     QCOMPARE_GT(run.lowest, 0);
     QCOMPARE_LT(run.highest, 1023);
@@ -102,21 +102,23 @@ void TestBoardCharge::EndsWhereverItBegins()
 void TestBoardCharge::EndsAtOtherRates_data()
 {
     QTest::addColumn<int>("setting"); // 51 per ampere
-    QTest::newRow("0.3 C") << 31;
-    QTest::newRow("0.5 C") << 51;
-    QTest::newRow("2 C") << 204;
+    QTest::addColumn<double>("most");
+    QTest::newRow("0.3 C") << 31 << 1.20; // its fall is small and slow
+    QTest::newRow("0.5 C") << 51 << 1.12;
+    QTest::newRow("2 C") << 204 << 1.10;
 }
 
 void TestBoardCharge::EndsAtOtherRates()
 {
     QFETCH(int, setting);
+    QFETCH(double, most);
     for (const std::uint64_t seed : {21u, 22u}) {
         Pc pc(Pack(Chemistry::NiMh, 4, 0.05, seed));
         pc.Write(19, setting);
         const ChargeRun run = RunCharge(pc, {});
         QVERIFY(run.fallOfSix && run.fallOfTen);
         QCOMPARE_GT(run.fallOfSix->putIn, 1.0);
-        QCOMPARE_LT(run.fallOfTen->putIn, 1.10);
+        QCOMPARE_LT(run.fallOfTen->putIn, most);
     }
 }
 
@@ -154,7 +156,7 @@ void TestBoardCharge::SurvivesLongInterruptions()
         QCOMPARE_GT(run.fallOfSix->putIn, 1.0);
         // The drain of the interruptions takes some of the charge out again.
         QCOMPARE_LT(run.fallOfTen->putIn - pc.Pack().DischargedAmpHours() / 2, 1.12);
-        QCOMPARE_GT(pc.Pack().StateOfCharge(), 0.98);
+        QCOMPARE_GT(pc.Pack().StateOfCharge(), 0.97);
     }
 }
 
@@ -171,22 +173,15 @@ void TestBoardCharge::ShowsAnEarlyBump()
     for (std::uint64_t seed = 1; seed <= 10; ++seed) {
         Pc pc(Pack(static_cast<Chemistry>(chemistry), 4, 0.05, seed));
         const ChargeRun run = RunCharge(pc, {.mostHours = 0.2});
-        QCOMPARE_GE(run.earlyFall, 2);
-        QCOMPARE_LE(run.earlyFall, 5);
-        QVERIFY(!run.fallOfSix);
+        QVERIFY(!run.fallOfSix); // of a pack that was used an hour ago
+        // After a month there is a false peak, which an end rule takes for an end.
+        Board::DeviceOptions rested = Pack(static_cast<Chemistry>(chemistry), 4, 0.5, seed);
+        rested.pack.restDays = 30;
+        Pc other(rested);
+        const ChargeRun early = RunCharge(other, {.mostHours = 0.2});
+        QCOMPARE_GE(early.earlyFall, 9);
+        QCOMPARE_LE(early.earlyFall, 34);
     }
-    // The bump itself, without noise: the voltage of a cell passes a peak in the first minute and falls back by half a
-    // millivolt or more.
-    Board::Battery cell({.chemistry = static_cast<Chemistry>(chemistry), .cells = 1});
-    double peak = 0;
-    double fall = 0;
-    for (int second = 1; second <= 180; ++second) {
-        cell.Pass(1, 2);
-        peak = std::max(peak, cell.Volts(0));
-        fall = std::max(fall, peak - cell.Volts(0));
-    }
-    QCOMPARE_GT(fall, 0.0004);
-    QCOMPARE_LT(fall, 0.0011);
 }
 
 void TestBoardCharge::EndsOnAColdAndOnAHotDay_data()
@@ -205,7 +200,7 @@ void TestBoardCharge::EndsOnAColdAndOnAHotDay()
     const ChargeRun run = RunCharge(pc, {});
     QVERIFY(run.fallOfTen.has_value());
     QCOMPARE_GT(run.fallOfTen->putIn, 1.02);
-    QCOMPARE_LT(run.fallOfTen->putIn, 1.08);
+    QCOMPARE_LT(run.fallOfTen->putIn, 1.12);
 }
 
 void TestBoardCharge::LithiumTapersAndEnds()

@@ -107,8 +107,8 @@ void TestBoardCommands::ReadsChannels_data()
     QTest::newRow("battery temperature") << 9 << 700 << 900;
     QTest::newRow("charge current") << 10 << 0 << 1;
     QTest::newRow("discharge current") << 11 << 0 << 1;
-    QTest::newRow("delta") << 12 << 300 << 340;
-    QTest::newRow("battery") << 13 << 508 << 511;
+    QTest::newRow("delta") << 12 << 40 << 80;
+    QTest::newRow("battery") << 13 << 473 << 479;
 }
 
 void TestBoardCommands::ReadsChannels()

@@ -39,6 +39,9 @@ void TestBoardOptions::HasSensibleDefaults()
     QCOMPARE(options.device.pack.capacityAmpHours, 2.0);
     QCOMPARE(options.device.pack.stateOfCharge, 0.05);
     QCOMPARE(options.device.pack.ambientCelsius, 25.0);
+    QCOMPARE(options.device.pack.restDays, 0.0);
+    QCOMPARE(options.device.pack.cycles, 0);
+    QCOMPARE(options.device.pack.spread, 0.0);
     QCOMPARE(options.timeScale, 1.0);
     QCOMPARE(options.streamType, 2);
     QCOMPARE(options.streamRate, 1.0);
@@ -51,13 +54,17 @@ void TestBoardOptions::TakesEveryOption()
     const Options options = Board::ParseOptions(
         Split("--chemistry nicd --cells 6 --capacity 800 --soc 42.5 --temperature -2 --resistance 90 --time-scale 60 "
               "--pace --fault lost:at=1 --fault silence:p=0.5 --memory m --trace t --status s --link l --seed 99 "
-              "--no-slave --booster --button 1 --button=6 --stream-type 7 --stream-rate=12.5 --until-stdin-closes"));
+              "--rest-days 2.5 --cycles 300 --spread 3 --no-slave --booster --button 1 --button=6 --stream-type 7 "
+              "--stream-rate=12.5 --until-stdin-closes"));
     QCOMPARE(options.device.pack.chemistry, Chemistry::NiCd);
     QCOMPARE(options.device.pack.cells, 6);
     QCOMPARE(options.device.pack.capacityAmpHours, 0.8);
     QCOMPARE(options.device.pack.stateOfCharge, 0.425);
     QCOMPARE(options.device.pack.ambientCelsius, -2.0);
     QCOMPARE(options.device.pack.packResistanceOhms, 0.09);
+    QCOMPARE(options.device.pack.restDays, 2.5);
+    QCOMPARE(options.device.pack.cycles, 300);
+    QCOMPARE(options.device.pack.spread, 0.03);
     QCOMPARE(options.timeScale, 60.0);
     QVERIFY(options.pace);
     QCOMPARE(options.faults.size(), 2u);
@@ -100,6 +107,9 @@ void TestBoardOptions::RefusesNonsense_data()
                              "--soc nan",
                              "--temperature 99",
                              "--resistance 0",
+                             "--rest-days -1",
+                             "--cycles 1.5",
+                             "--spread 21",
                              "--time-scale 0",
                              "--time-scale -3",
                              "--time-scale inf",
@@ -125,10 +135,29 @@ void TestBoardOptions::RefusesNonsense()
 void TestBoardOptions::ExplainsEveryOption()
 {
     const std::string help = Board::HelpText();
-    for (const char *option : {"--chemistry",  "--cells",      "--capacity",    "--soc",         "--temperature",
-                               "--resistance", "--time-scale", "--pace",        "--fault",       "--memory",
-                               "--trace",      "--status",     "--link",        "--seed",        "--no-slave",
-                               "--booster",    "--button",     "--stream-type", "--stream-rate", "--until-stdin-closes",
+    for (const char *option : {"--chemistry",
+                               "--cells",
+                               "--capacity",
+                               "--soc",
+                               "--temperature",
+                               "--resistance",
+                               "--rest-days",
+                               "--cycles",
+                               "--spread",
+                               "--time-scale",
+                               "--pace",
+                               "--fault",
+                               "--memory",
+                               "--trace",
+                               "--status",
+                               "--link",
+                               "--seed",
+                               "--no-slave",
+                               "--booster",
+                               "--button",
+                               "--stream-type",
+                               "--stream-rate",
+                               "--until-stdin-closes",
                                "--help"})
         QVERIFY2(help.find(option) != std::string::npos, option);
 }

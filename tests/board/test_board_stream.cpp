@@ -118,7 +118,7 @@ void TestBoardStream::RunsACharge()
         QCOMPARE(record.sample, second);
         QCOMPARE(record.seconds, second);
         QCOMPARE(record.type, 2);
-        QCOMPARE(record.resistance, 100);
+        QCOMPARE_LE(std::abs(record.resistance - 100), 40); // more while it is empty, less while it is warm
         QCOMPARE_GE(record.capacity, last.capacity);
         QCOMPARE_GT(record.supply, 1300);
         QCOMPARE_GT(record.doubler, 2500);

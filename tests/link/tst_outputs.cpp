@@ -38,6 +38,15 @@ Task<void> EndRun(Outputs *outputs, RunPtr run, Writes writes, bool *told)
     *told = true;
 }
 
+/// Keeps the line, one exchange after the other.
+Task<void> KeepAsking(Codebas *link)
+{
+    for (;;) {
+        Task<QByteArray> exchange = link->Exchange(Request(13), Reply::Framed(2));
+        co_await exchange;
+    }
+}
+
 Task<void> Settle(Outputs *outputs, bool *settled)
 {
     Task<void> settling = outputs->Settled();
@@ -247,6 +256,21 @@ private Q_SLOTS:
         SOON(b.runner.Idle()); // the reader is served, too
         QCOMPARE(reader.reply, busy ? Bytes({0, 0, 0}) : QByteArray());
         SOON(b.link.line.Idle());
+        QVERIFY(b.Quiet());
+    }
+
+    void AReaderThatTakesTheLineInTheMiddleOfAnEndDoesNotHoldItUp()
+    {
+        Bench b;
+        b.Charge();
+        b.End();
+        QCOMPARE(b.Sent(), BytesOf({b.off[0]}));
+        b.runner.Start(KeepAsking(&b.link)); // a younger one, as the editor of the memories
+        Simulated().Run(320ms);
+        QVERIFY(b.told);
+        QVERIFY(!b.board.ChargeOn());
+        b.runner.Drop();
+        SOON(!b.outputs.Unconfirmed());
         QVERIFY(b.Quiet());
     }
 

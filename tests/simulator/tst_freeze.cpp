@@ -21,6 +21,8 @@ struct Charge
     {
         QDir::setCurrent(folder.path());
         board.SwitchOn();
+        board.Tell(
+            "volts 5.6"); // a pack would sag while it stands still with the charge interrupted, and end the charge
         program.Load();
         const auto *display = program.findChild<QPlainTextEdit *>(QStringLiteral("TXT_Display"));
         clock.RunUntil([display] { return display->toPlainText().contains(QStringLiteral("Srl Connecté")); });

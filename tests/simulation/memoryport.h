@@ -37,6 +37,8 @@ public:
     void Plug(const QString &name = {}) { PlugIn({board, name}); }
     /// Another adapter gets the name, with nothing at its far end. A lost port does not take it.
     void PlugStranger() { PlugIn({QStringLiteral("stranger"), {}}); }
+    /// Whether the stranger was opened, and is what is looked for now.
+    bool LooksForStranger() const { return asked_.size() > 0 && opened_ != board; }
 
 Q_SIGNALS:
     void SentByProgram(const QByteArray &bytes);

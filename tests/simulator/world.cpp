@@ -379,6 +379,8 @@ void World::Heal()
 {
     const auto ended = [this] { return !life_->isRunning() || judge_->Verdict().has_value(); };
     HealFaults();
+    if (port_->LooksForStranger())
+        port_->Plug(); // the board's adapter was never opened by the name that it has: its user gives it the former one
     Await([] { return false; }, 12s); // what was late has come
     for (int tries = 0; !ended(); ++tries) {
         Hands::DismissBoxes();

@@ -7,6 +7,7 @@
 #include "guard/guardian.h"
 #include "guard/runmark.h"
 #include "link/systemport.h"
+#include "logbook/import.h"
 #include "logs/csv.h"
 #include "logs/logfile.h"
 #include "runs/runnote.h"
@@ -46,6 +47,8 @@ struct Options
     Limits limits;
     QString exportFrom, exportTo;
     QStringList view;
+    QStringList import;
+    QString pack; ///< of the run, or of the logs that are entered
 };
 
 [[noreturn]] void Refuse(const QString &why)
@@ -106,6 +109,7 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
     --max-mah N          arrêt à N mAh (1 à 99999, sans limite sinon)
                      pour une mesure de capacité, durée et mAh valent pour
                      chaque charge et chaque décharge
+    --pack NOM       l'accu du travail, pour le carnet
   --run charge       une charge rapide
     --current A      courant de charge en ampères, de 0 à ce que permet
                      l'étalonnage de la carte ; sans cette option, celui qui
@@ -125,6 +129,10 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
                      écrit un journal en CSV (point décimal, colonnes Time [s],
                      Step, Cycle, Current [A], Voltage [V], Capacity [Ah] et
                      Temperature [C]) ; ni carte ni écran
+  --import JOURNAL...
+                     inscrit d'anciens journaux dans le carnet, chacun une fois ;
+                     ni carte ni écran
+    --pack NOM       l'accu de ces journaux
   --help             ce texte
   --version          la version
 
@@ -144,7 +152,7 @@ Code de sortie :
 void AllowOnly(const QCommandLineParser &parser, const QStringList &allowed, const QString &why)
 {
     for (const char *name : {"current", "mode", "cells", "charge", "discharge", "cycles", "every", "max-temperature",
-                             "max-minutes", "max-mah"}) {
+                             "max-minutes", "max-mah", "pack"}) {
         const QString option = QString::fromLatin1(name);
         if (parser.isSet(option) && !allowed.contains(option))
             Refuse(QStringLiteral("--%1 %2").arg(option, why));
@@ -178,7 +186,7 @@ void ReadRun(const QCommandLineParser &parser, Options &options)
     const QString maxTemperature = QStringLiteral("max-temperature");
     const QString maxMinutes = QStringLiteral("max-minutes");
     const QString maxMah = QStringLiteral("max-mah");
-    const QStringList ofAll = {every, maxTemperature, maxMinutes, maxMah};
+    const QStringList ofAll = {every, maxTemperature, maxMinutes, maxMah, QStringLiteral("pack")};
     const QString why = QStringLiteral("ne va pas avec --run %1").arg(options.run);
     if (parser.isSet(every))
         options.every = WholeOf(parser, every, 1, mostEvery);
@@ -278,6 +286,29 @@ int Export(const Options &options)
     }
 }
 
+/// The exit status.
+int Import(const Options &options)
+{
+    try {
+        drive::Prepare();
+    } catch (const FileError &error) {
+        std::fprintf(stderr, "voltaire : %s\n", qUtf8Printable(error.Text()));
+        return 1;
+    }
+    Logbook book;
+    return ImportLogs(book, options.import, options.pack) ? 0 : 1;
+}
+
+/// A name of a pack, as the windows take it.
+QString PackOf(const QCommandLineParser &parser)
+{
+    const QString pack = QStringLiteral("pack");
+    const QString name = parser.value(pack).trimmed();
+    if (parser.isSet(pack) && (name.isEmpty() || name.size() > PackBox::longestName))
+        RefuseValue(parser, pack, QStringLiteral("un nom de 1 à %1 lettres").arg(PackBox::longestName));
+    return name;
+}
+
 Options Read(const QStringList &arguments)
 {
     QCommandLineParser parser;
@@ -285,7 +316,7 @@ Options Read(const QStringList &arguments)
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
     for (const char *valued :
          {"port", "time-scale", "drive-c", "run", "current", "mode", "cells", "charge", "discharge", "cycles", "every",
-          "max-temperature", "max-minutes", "max-mah", "export", "o", "view"})
+          "max-temperature", "max-minutes", "max-mah", "export", "o", "view", "import", "pack"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
@@ -293,7 +324,8 @@ Options Read(const QStringList &arguments)
                                  : QStringLiteral("option inconnue : %1").arg(unknown.join(u' ')));
     }
     const QString view = QStringLiteral("view");
-    if (!parser.positionalArguments().isEmpty() && !parser.isSet(view))
+    const QString import = QStringLiteral("import");
+    if (!parser.positionalArguments().isEmpty() && !parser.isSet(view) && !parser.isSet(import))
         Refuse(QStringLiteral("argument inattendu : %1").arg(parser.positionalArguments().join(u' ')));
     if (parser.isSet(QStringLiteral("help")))
         Help();
@@ -326,9 +358,17 @@ Options Read(const QStringList &arguments)
         Refuse(QStringLiteral("--view et --run ne vont pas ensemble"));
     options.view = parser.values(view) + (parser.isSet(view) ? parser.positionalArguments() : QStringList());
 
+    for (const QString &other : {QStringLiteral("run"), view, exporting})
+        if (parser.isSet(import) && parser.isSet(other))
+            Refuse(QStringLiteral("--import et --%1 ne vont pas ensemble").arg(other));
+    options.import = parser.values(import) + (parser.isSet(import) ? parser.positionalArguments() : QStringList());
+    options.pack = PackOf(parser);
+
     options.run = parser.value(QStringLiteral("run"));
     if (parser.isSet(QStringLiteral("run")))
         ReadRun(parser, options);
+    else if (parser.isSet(import))
+        AllowOnly(parser, {QStringLiteral("pack")}, QStringLiteral("ne va pas avec --import"));
     else
         AllowOnly(parser, {}, QStringLiteral("ne va qu'avec --run"));
     return options;
@@ -343,6 +383,10 @@ int main(int argc, char *argv[])
     const Options options = Read(arguments);
     if (!options.exportFrom.isEmpty())
         return Export(options);
+    if (!options.import.isEmpty()) {
+        const QCoreApplication app(argc, argv); // which finds the database's driver
+        return Import(options);
+    }
     Timer::SetScale(options.timeScale);
     if (!options.run.isEmpty())
         DoWithoutDisplay();
@@ -360,8 +404,7 @@ int main(int argc, char *argv[])
     const SystemPort &serial = *device;
     Main window(std::move(device));
     Guardian guardian(window.Link(), [&serial] { return serial.Descriptor(); });
-    QObject::connect(&guardian, &Guardian::Fired, &window,
-                     [&window] { window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes")); });
+    QObject::connect(&guardian, &Guardian::Fired, &window, [&window] { window.StopRuns(Guardian::cause); });
     QObject::connect(&guardian, &Guardian::MissingChanged, &window, &Main::SetGuardMissing);
     WayOut wayOut(window);
     QObject::connect(&wayOut, &WayOut::Left, &app, &QCoreApplication::exit);
@@ -375,12 +418,17 @@ int main(int argc, char *argv[])
             [&] {
                 window.OpenMode(*work.window);
                 work.driver->SetLimits(options.limits);
+                work.driver->SetPack(options.pack);
                 work.driver->SetControls();
             },
             Qt::SingleShotConnection);
         QObject::connect(&window, &Main::ConnectionFailed, &wayOut, [&] {
             window.StopAll(QStringLiteral("le port ne s'ouvre pas"));
             wayOut.Take(WayOut::failed);
+        });
+        QObject::connect(&window.Book(), &Logbook::TroubleChanged, &window, [&window] {
+            if (const QString trouble = window.Book().Trouble(); !trouble.isEmpty())
+                messages::Show(&window, QMessageBox::Warning, QApplication::applicationName(), trouble);
         });
         QObject::connect(work.driver.get(), &Unattended::Over, &wayOut, &WayOut::Take);
         QObject::connect(work.driver.get(), &Unattended::Alarmed, &wayOut, &WayOut::TakeAfterAlarm);
@@ -392,6 +440,8 @@ int main(int argc, char *argv[])
         if (options.run == QLatin1String("capacity"))
             return 1; // in some hours there would be no place for its results
     }
+
+    window.Book().Repair();
 
     std::optional<RunMark> mark;
     if (!options.demo) // whose board ends with the program

@@ -1,0 +1,86 @@
+#include "runtable.h"
+
+#include "words.h"
+
+#include <QFileInfo>
+
+#include <cmath>
+
+namespace {
+QString Rounded(const std::optional<double> &number, int decimals)
+{
+    return number ? QString::number(*number, 'f', decimals) : QString();
+}
+
+/// Nothing for none: what a charge has taken out is not worth a number.
+QString Flowed(double number, int decimals)
+{
+    return number == 0 ? QString() : QString::number(number, 'f', decimals);
+}
+
+struct Column
+{
+    const char *head;
+    QString (*text)(const RunEntry &run);
+    bool number = false;
+};
+
+const Column columns[] = {
+    {"Début", [](const RunEntry &run) { return run.began.toString(QStringLiteral("dd/MM/yyyy HH:mm")); }},
+    {"Type", [](const RunEntry &run) { return words::Kind(run.kind); }},
+    {"Accu", [](const RunEntry &run) { return run.pack; }},
+    {"Fin", [](const RunEntry &run) { return words::End(run); }},
+    {"Durée", [](const RunEntry &run) { return words::Duration(run.figures.seconds); }, true},
+    {"Chargé\nmAh", [](const RunEntry &run) { return Flowed(std::floor(run.figures.milliampereHoursIn), 0); }, true},
+    {"Déchargé\nmAh", [](const RunEntry &run) { return Flowed(std::floor(run.figures.milliampereHoursOut), 0); }, true},
+    {"Chargé\nWh", [](const RunEntry &run) { return Flowed(run.figures.wattHoursIn, 2); }, true},
+    {"Déchargé\nWh", [](const RunEntry &run) { return Flowed(run.figures.wattHoursOut, 2); }, true},
+    {"T max.\n°C", [](const RunEntry &run) { return Rounded(run.figures.highestTemperature, 0); }, true},
+    {"V min.\nV", [](const RunEntry &run) { return Rounded(run.figures.lowestVolts, 2); }, true},
+    {"V max.\nV", [](const RunEntry &run) { return Rounded(run.figures.highestVolts, 2); }, true},
+    {"Résistance\nmΩ", [](const RunEntry &run) { return Rounded(run.figures.resistance, 0); }, true},
+    {"Réglages", [](const RunEntry &run) { return run.settings; }},
+    {"Journal", [](const RunEntry &run) { return QFileInfo(run.log).fileName(); }},
+};
+constexpr int endColumn = 3;
+constexpr int logColumn = std::size(columns) - 1;
+} // namespace
+
+void RunTable::Show(std::vector<RunEntry> runs)
+{
+    beginResetModel();
+    runs_ = std::move(runs);
+    endResetModel();
+}
+
+int RunTable::rowCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : static_cast<int>(runs_.size());
+}
+
+int RunTable::columnCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : static_cast<int>(std::size(columns));
+}
+
+QVariant RunTable::data(const QModelIndex &index, int role) const
+{
+    const Column &column = columns[index.column()];
+    const RunEntry &run = runs_[static_cast<size_t>(index.row())];
+    if (role == Qt::TextAlignmentRole)
+        return int((column.number ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter);
+    if (role == Qt::DisplayRole)
+        return column.text(run);
+    if (role == Qt::ToolTipRole && index.column() == endColumn)
+        return words::End(run); // which may be long
+    if (role == Qt::ToolTipRole && index.column() == logColumn)
+        return run.log;
+    return {};
+}
+
+QVariant RunTable::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
+        return {};
+    return QString::fromUtf8(columns[section].head);
+}

@@ -48,7 +48,8 @@ Carnet::Carnet(Logbook &book) : Window(QStringLiteral("Carnet")), ui_(std::make_
     connect(ui_->CbRetour, &QPushButton::clicked, this, &QWidget::close);
     for (QComboBox *choice : {ui_->SelAccu, ui_->SelType})
         connect(choice, &QComboBox::currentIndexChanged, this, &Carnet::ShowRuns);
-    for (const auto &[ticked, day] : {std::pair(ui_->DepuisActif, ui_->Depuis), std::pair(ui_->JusquaActif, ui_->Jusqua)}) {
+    for (const auto &[ticked, day] :
+         {std::pair(ui_->DepuisActif, ui_->Depuis), std::pair(ui_->JusquaActif, ui_->Jusqua)}) {
         connect(ticked, &QCheckBox::toggled, day, &QWidget::setEnabled);
         connect(ticked, &QCheckBox::toggled, this, &Carnet::ShowRuns);
         connect(day, &QDateEdit::dateChanged, this, &Carnet::ShowRuns);
@@ -174,7 +175,8 @@ void Carnet::CbCourbe_Click()
     if (log.isEmpty())
         Failed(Error(QStringLiteral("Ce travail n'a pas de journal.")));
     else if (!QFileInfo::exists(log))
-        Failed(Error(QStringLiteral("Le journal de ce travail n'est plus là : %1\nIl a été déplacé ou supprimé.").arg(log)));
+        Failed(Error(
+            QStringLiteral("Le journal de ce travail n'est plus là : %1\nIl a été déplacé ou supprimé.").arg(log)));
     else
         Q_EMIT CurveWanted(log);
 }
@@ -182,7 +184,8 @@ void Carnet::CbCourbe_Click()
 void Carnet::CbEnlever_Click()
 {
     const std::vector<RunEntry> chosen = Chosen();
-    const QString what = chosen.size() == 1 ? QStringLiteral("ce travail") : QStringLiteral("ces %1 travaux").arg(chosen.size());
+    const QString what =
+        chosen.size() == 1 ? QStringLiteral("ce travail") : QStringLiteral("ces %1 travaux").arg(chosen.size());
     messages::Ask(this, windowTitle(),
                   QStringLiteral("Enlever %1 du carnet ? Les journaux restent, et « --import » les y remet.").arg(what),
                   {QStringLiteral("Enlever"), QStringLiteral("Annuler")}, [this, ids = IdsOf(chosen)](int answer) {

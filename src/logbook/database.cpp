@@ -129,8 +129,9 @@ QSqlQuery Database::Run(const QString &statement, const QVariantList &values) co
     query.setForwardOnly(true);
     if (!query.prepare(statement))
         Refuse(query.lastError());
-    for (const QVariant &value : values)
-        query.addBindValue(value);
+    for (const QVariant &value : values) // a text that is null for Qt is an empty one
+        query.addBindValue(value.typeId() == QMetaType::QString && value.toString().isNull() ? QStringLiteral("")
+                                                                                             : value);
     if (!query.exec())
         Refuse(query.lastError());
     return query;

@@ -39,7 +39,8 @@ public:
     Database &operator=(const Database &) = delete;
     ~Database() { Close(); }
 
-    /// Opens the file, which is made when there is none, and brings an older schema up to date; nothing when it is open.
+    /// Opens the file, which is made when there is none, and brings an older schema up to date; nothing when it is
+    /// open.
     void Open(const QString &path);
     void Close();
 

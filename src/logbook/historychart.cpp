@@ -54,7 +54,7 @@ void HistoryChart::Show(std::vector<PackCycle> cycles, int nominal)
          [](const PackCycle &cycle) { return cycle.resistance.value_or(std::nan("")); });
     if (nominal > 0) {
         const QString unit = QStringLiteral("%");
-        draw(QStringLiteral("Part de la capacité nominale"), unit, shareColour,
+        draw(QStringLiteral("Part de la nominale"), unit, shareColour,
              [&](const PackCycle &cycle) { return whole * capacity(cycle) / nominal; });
         // What it is a share of; it keeps this curve from lying on that of the capacity, too.
         Curve *const line = MakeCurve(QStringLiteral("Nominale"), unit, nominalColour);

@@ -12,7 +12,8 @@ QString Describe(const RunEntry &run)
     return QStringLiteral("%1 du %2, %3, %4, %5")
         .arg(words::Kind(run.kind), run.began.toString(QStringLiteral("dd/MM/yyyy HH:mm")),
              words::Duration(figures.seconds),
-             words::Capacity(run.kind == RunNews::Kind::Charge ? figures.milliampereHoursIn : figures.milliampereHoursOut),
+             words::Capacity(run.kind == RunNews::Kind::Charge ? figures.milliampereHoursIn
+                                                               : figures.milliampereHoursOut),
              words::End(run));
 }
 

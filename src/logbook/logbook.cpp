@@ -18,19 +18,18 @@ struct KindName
     RunNews::Kind kind;
     const char *name;
 };
-constexpr KindName kinds[] = {{RunNews::Kind::Charge, "charge"},
-                              {RunNews::Kind::Discharge, "discharge"},
-                              {RunNews::Kind::Capacity, "capacity"}};
+constexpr KindName kinds[] = {
+    {RunNews::Kind::Charge, "charge"}, {RunNews::Kind::Discharge, "discharge"}, {RunNews::Kind::Capacity, "capacity"}};
 struct EndName
 {
     RunEntry::End end;
     const char *name;
 };
-constexpr EndName ends[] = {{RunEntry::End::On, "on"},           {RunEntry::End::Rule, "rule"},
-                            {RunEntry::End::Stop, "stop"},       {RunEntry::End::Cause, "cause"},
-                            {RunEntry::End::Guard, "guard"},     {RunEntry::End::Error, "error"},
-                            {RunEntry::End::Left, "left"},       {RunEntry::End::Restart, "restart"},
-                            {RunEntry::End::Cut, "cut"},         {RunEntry::End::Unknown, "unknown"}};
+constexpr EndName ends[] = {{RunEntry::End::On, "on"},       {RunEntry::End::Rule, "rule"},
+                            {RunEntry::End::Stop, "stop"},   {RunEntry::End::Cause, "cause"},
+                            {RunEntry::End::Guard, "guard"}, {RunEntry::End::Error, "error"},
+                            {RunEntry::End::Left, "left"},   {RunEntry::End::Restart, "restart"},
+                            {RunEntry::End::Cut, "cut"},     {RunEntry::End::Unknown, "unknown"}};
 
 QString NameOf(RunNews::Kind kind)
 {
@@ -42,12 +41,14 @@ QString NameOf(RunEntry::End end)
 }
 RunNews::Kind KindOf(const QString &name)
 {
-    const auto *const found = std::ranges::find_if(kinds, [&](const KindName &one) { return name == QLatin1String(one.name); });
+    const auto *const found =
+        std::ranges::find_if(kinds, [&](const KindName &one) { return name == QLatin1String(one.name); });
     return found == std::end(kinds) ? RunNews::Kind::Charge : found->kind;
 }
 RunEntry::End EndOf(const QString &name)
 {
-    const auto *const found = std::ranges::find_if(ends, [&](const EndName &one) { return name == QLatin1String(one.name); });
+    const auto *const found =
+        std::ranges::find_if(ends, [&](const EndName &one) { return name == QLatin1String(one.name); });
     return found == std::end(ends) ? RunEntry::End::Unknown : found->end;
 }
 
@@ -253,13 +254,13 @@ void Logbook::Write(const RunEntry &run)
 {
     static const QString statement = [] {
         const QStringList columns = {
-            QStringLiteral("id"),       QStringLiteral("kind"),     QStringLiteral("began"),
-            QStringLiteral("ended"),    QStringLiteral("how"),      QStringLiteral("why"),
-            QStringLiteral("mah_in"),   QStringLiteral("mah_out"),  QStringLiteral("wh_in"),
-            QStringLiteral("wh_out"),   QStringLiteral("seconds"),  QStringLiteral("temperature_max"),
+            QStringLiteral("id"),        QStringLiteral("kind"),      QStringLiteral("began"),
+            QStringLiteral("ended"),     QStringLiteral("how"),       QStringLiteral("why"),
+            QStringLiteral("mah_in"),    QStringLiteral("mah_out"),   QStringLiteral("wh_in"),
+            QStringLiteral("wh_out"),    QStringLiteral("seconds"),   QStringLiteral("temperature_max"),
             QStringLiteral("volts_min"), QStringLiteral("volts_max"), QStringLiteral("resistance"),
-            QStringLiteral("capacity"), QStringLiteral("settings"), QStringLiteral("log"),
-            QStringLiteral("digest"),   QStringLiteral("pack")};
+            QStringLiteral("capacity"),  QStringLiteral("settings"),  QStringLiteral("log"),
+            QStringLiteral("digest"),    QStringLiteral("pack")};
         QStringList marks(columns.size() - 1, QStringLiteral("?"));
         marks.append(packOf);
         QStringList changes;
@@ -271,12 +272,26 @@ void Logbook::Write(const RunEntry &run)
     if (!run.pack.isEmpty())
         database_.Run(QStringLiteral("INSERT INTO packs (name) VALUES (?) ON CONFLICT DO NOTHING"), {run.pack});
     const RunFigures &figures = run.figures;
-    database_.Run(statement,
-                  {run.id, NameOf(run.kind), Text(run.began), Text(run.ended), NameOf(run.end), run.why,
-                   figures.milliampereHoursIn, figures.milliampereHoursOut, figures.wattHoursIn, figures.wattHoursOut,
-                   figures.seconds, Value(figures.highestTemperature), Value(figures.lowestVolts),
-                   Value(figures.highestVolts), Value(figures.resistance), Value(figures.capacity), run.settings,
-                   run.log, run.digest, run.pack});
+    database_.Run(statement, {run.id,
+                              NameOf(run.kind),
+                              Text(run.began),
+                              Text(run.ended),
+                              NameOf(run.end),
+                              run.why,
+                              figures.milliampereHoursIn,
+                              figures.milliampereHoursOut,
+                              figures.wattHoursIn,
+                              figures.wattHoursOut,
+                              figures.seconds,
+                              Value(figures.highestTemperature),
+                              Value(figures.lowestVolts),
+                              Value(figures.highestVolts),
+                              Value(figures.resistance),
+                              Value(figures.capacity),
+                              run.settings,
+                              run.log,
+                              run.digest,
+                              run.pack});
 }
 
 int Logbook::Repair()
@@ -284,9 +299,8 @@ int Logbook::Repair()
     if (!QFileInfo::exists(Path()))
         return 0;
     try {
-        std::vector<RunEntry> cut = Do([this] {
-            return RunsOf(database_.Run(QStringLiteral("SELECT %1 WHERE ended IS NULL").arg(runColumns)));
-        });
+        std::vector<RunEntry> cut = Do(
+            [this] { return RunsOf(database_.Run(QStringLiteral("SELECT %1 WHERE ended IS NULL").arg(runColumns))); });
         std::erase_if(cut, [this](const RunEntry &run) { return held_.contains(run.id) || IsHeld(run.id); });
         for (RunEntry &run : cut) {
             oldlog::CloseCut(run);
@@ -319,7 +333,8 @@ std::vector<RunEntry> Logbook::Runs(const RunFilter &filter)
         add(QStringLiteral("began >= ?"), filter.from.toString(Qt::ISODate));
     if (filter.to.isValid())
         add(QStringLiteral("began < ?"), filter.to.addDays(1).toString(Qt::ISODate));
-    const QString where = conditions.isEmpty() ? QString() : QStringLiteral(" WHERE ") + conditions.join(QStringLiteral(" AND "));
+    const QString where =
+        conditions.isEmpty() ? QString() : QStringLiteral(" WHERE ") + conditions.join(QStringLiteral(" AND "));
     if (!waiting_.empty())
         Flush();
     return Do([&] {
@@ -360,8 +375,8 @@ void Logbook::RemoveRuns(const QStringList &runs)
 std::vector<Pack> Logbook::Packs()
 {
     return Do([this] {
-        QSqlQuery row = database_.Run(
-            QStringLiteral("SELECT name, chemistry, cells, nominal, since, note FROM packs ORDER BY name COLLATE NOCASE"));
+        QSqlQuery row = database_.Run(QStringLiteral(
+            "SELECT name, chemistry, cells, nominal, since, note FROM packs ORDER BY name COLLATE NOCASE"));
         std::vector<Pack> packs;
         while (row.next())
             packs.push_back({row.value(0).toString(), row.value(1).toString(), row.value(2).toInt(),
@@ -407,11 +422,11 @@ void Logbook::RemovePack(const QString &name)
 std::vector<PackCycle> Logbook::History(const QString &pack)
 {
     return Do([&] {
-        QSqlQuery row = database_.Run(
-            QStringLiteral("SELECT began, capacity, resistance FROM runs WHERE pack = %1"
-                           " AND (capacity IS NOT NULL OR resistance IS NOT NULL) ORDER BY began")
-                .arg(packOf),
-            {pack});
+        QSqlQuery row =
+            database_.Run(QStringLiteral("SELECT began, capacity, resistance FROM runs WHERE pack = %1"
+                                         " AND (capacity IS NOT NULL OR resistance IS NOT NULL) ORDER BY began")
+                              .arg(packOf),
+                          {pack});
         std::vector<PackCycle> cycles;
         while (row.next())
             cycles.push_back({Time(row.value(0)), Number(row.value(1)), Number(row.value(2))});

@@ -124,6 +124,18 @@ void TakeNote(RunEntry &run)
     run.end = byProgram ? RunEntry::End::Cause : RunEntry::End::Guard;
     run.why = byProgram ? note.mid(stopped.size()) : note;
 }
+
+/// What the log says is added to what is entered.
+void AddLog(RunEntry &run)
+{
+    try {
+        const LogFile file(run.log);
+        run.figures = RunSum::Joined(run.figures, SumOf(file.Contents()).Figures());
+        run.digest = Digest(run.log);
+    } catch (const FileError &) {
+        run.why += (run.why.isEmpty() ? QString() : QStringLiteral(" ; ")) + QStringLiteral("journal introuvable");
+    }
+}
 } // namespace
 
 RunEntry Read(const QString &path, int cells)
@@ -161,17 +173,11 @@ void CloseCut(RunEntry &run)
 {
     run.end = RunEntry::End::Cut;
     run.why = NoteOf(run.log);
-    try {
-        const LogFile file(run.log);
-        run.figures = RunSum::Joined(run.figures, SumOf(file.Contents()).Figures());
-        run.digest = Digest(run.log);
-    } catch (const FileError &) {
-        run.why += (run.why.isEmpty() ? QString() : QStringLiteral(" ; ")) + QStringLiteral("journal introuvable");
-    }
+    if (!run.log.isEmpty())
+        AddLog(run);
     const QDateTime written = QFileInfo(run.log).lastModified();
-    run.ended = written.isValid() && written > run.began
-                    ? written
-                    : run.began.addSecs(static_cast<qint64>(run.figures.seconds));
+    run.ended = written.isValid() && written > run.began ? written
+                                                         : run.began.addSecs(static_cast<qint64>(run.figures.seconds));
 }
 
 QString Digest(const QString &path)

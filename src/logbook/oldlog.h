@@ -5,8 +5,8 @@
 
 /// What the log of a run says of it once the run itself is gone.
 namespace oldlog {
-/// The run that a log tells of, as far as it does; `cells` of the battery, 0 when nobody knows, tell whether a discharge
-/// has gone to its end. Throws FileError, for a monitor's log too, which tells of no run of ours.
+/// The run that a log tells of, as far as it does; `cells` of the battery, 0 when nobody knows, tell whether a
+/// discharge has gone to its end. Throws FileError, for a monitor's log too, which tells of no run of ours.
 RunEntry Read(const QString &path, int cells = 0);
 
 /// Closes the entry of a run whose program is gone: what the log says is added to what was entered before it was begun.

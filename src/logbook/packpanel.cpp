@@ -77,12 +77,14 @@ void PackPanel::ShowChosen()
 {
     const auto pack = std::ranges::find(packs_, Chosen(), &Pack::name);
     const bool any = pack != packs_.end();
-    for (QWidget *control : std::initializer_list<QWidget *>{ui_->Fiche, ui_->CbSupprimer, ui_->CbTravaux, ui_->CbRapport})
+    for (QWidget *control :
+         std::initializer_list<QWidget *>{ui_->Fiche, ui_->CbSupprimer, ui_->CbTravaux, ui_->CbRapport})
         control->setEnabled(any);
     ShowForm(any ? *pack : Pack());
     if (!any) {
-        ui_->Resume->setText(QStringLiteral("Un accu s'ajoute ici par « Nouveau », ou en donnant son nom à « Accu » dans la "
-                                            "fenêtre d'un travail."));
+        ui_->Resume->setText(
+            QStringLiteral("Un accu s'ajoute ici par « Nouveau », ou en donnant son nom à « Accu » dans la "
+                           "fenêtre d'un travail."));
         ui_->Historique->Show({}, 0);
         return;
     }
@@ -150,7 +152,8 @@ void PackPanel::CbNouveau_Click()
 {
     QString name;
     for (int number = static_cast<int>(packs_.size()) + 1; name.isEmpty(); ++number)
-        if (const QString free = QStringLiteral("Accu %1").arg(number); std::ranges::find(packs_, free, &Pack::name) == packs_.end())
+        if (const QString free = QStringLiteral("Accu %1").arg(number);
+            std::ranges::find(packs_, free, &Pack::name) == packs_.end())
             name = free;
     Try([&] {
         Pack pack;
@@ -178,7 +181,8 @@ void PackPanel::CbRapport_Click()
 {
     const QString name = Chosen();
     AskWhereToSave(window(), {QStringLiteral("Enregistrer le rapport"), name, QStringLiteral("pdf"),
-                              QStringLiteral("Document PDF (*.pdf)"), [this, name](const QString &path) {
+                              QStringLiteral("Document PDF (*.pdf)"),
+                              [this, name](const QString &path) {
                                   RunFilter filter;
                                   filter.pack = name;
                                   const PackSheet sheet{book_->FindPack(name).value_or(Pack()), book_->History(name),

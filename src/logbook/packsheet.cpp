@@ -15,7 +15,7 @@
 namespace {
 constexpr int dotsPerInch = 300;
 constexpr int marginMm = 15;
-constexpr size_t listed = 14; // there is room for so many below the chart
+constexpr size_t listed = 20; // there is room for so many below the chart
 constexpr int longestNote = 300;
 constexpr QSize chartSize(860, 400); // in pixels of a screen
 constexpr double chartScale = 3;
@@ -34,7 +34,8 @@ QString Facts(const PackSheet &sheet)
     QStringList facts;
     const auto add = [&facts](const QString &name, const QString &value) {
         if (!value.isEmpty())
-            facts.append(QStringLiteral("<tr><td><b>%1</b>&nbsp;&nbsp;</td><td>%2</td></tr>").arg(name, value.toHtmlEscaped()));
+            facts.append(
+                QStringLiteral("<tr><td><b>%1</b>&nbsp;&nbsp;</td><td>%2</td></tr>").arg(name, value.toHtmlEscaped()));
     };
     add(QStringLiteral("Chimie"), pack.chemistry);
     add(QStringLiteral("Éléments"), pack.cells > 0 ? QString::number(pack.cells) : QString());
@@ -53,8 +54,8 @@ QString Facts(const PackSheet &sheet)
                                            [](const PackCycle &cycle) { return cycle.capacity.has_value(); });
     if (last != sheet.cycles.rend()) {
         const QString share = words::Share(*last->capacity, pack.nominal);
-        add(QStringLiteral("Dernière capacité"), words::Capacity(*last->capacity) +
-                                                     (share.isEmpty() ? QString() : QStringLiteral(", ") + share));
+        add(QStringLiteral("Dernière capacité"),
+            words::Capacity(*last->capacity) + (share.isEmpty() ? QString() : QStringLiteral(", ") + share));
     }
     return QStringLiteral("<table>%1</table>").arg(facts.join(QString()));
 }
@@ -70,14 +71,15 @@ QString Cycles(const PackSheet &sheet)
     for (size_t i = count; i > 0 && i + listed > count; --i) {
         const PackCycle &cycle = sheet.cycles[i - 1];
         const bool hasShare = cycle.capacity && sheet.pack.nominal > 0;
-        rows += Row({QString::number(i), cycle.began.toString(QStringLiteral("dd/MM/yyyy HH:mm")),
-                     cycle.capacity ? QString::number(std::floor(*cycle.capacity)) : QStringLiteral("–"),
-                     hasShare ? QString::number(std::round(100 * *cycle.capacity / sheet.pack.nominal))
-                              : QStringLiteral("–"),
-                     cycle.resistance ? QString::number(*cycle.resistance) : QStringLiteral("–")},
-                    QStringLiteral("td"));
+        rows += Row(
+            {QString::number(i), cycle.began.toString(QStringLiteral("dd/MM/yyyy HH:mm")),
+             cycle.capacity ? QString::number(std::floor(*cycle.capacity)) : QStringLiteral("–"),
+             hasShare ? QString::number(std::round(100 * *cycle.capacity / sheet.pack.nominal)) : QStringLiteral("–"),
+             cycle.resistance ? QString::number(*cycle.resistance) : QStringLiteral("–")},
+            QStringLiteral("td"));
     }
-    const QString title = count > listed ? QStringLiteral("Les %1 derniers cycles").arg(listed) : QStringLiteral("Cycles");
+    const QString title =
+        count > listed ? QStringLiteral("Les %1 derniers cycles").arg(listed) : QStringLiteral("Cycles");
     return QStringLiteral("<h3>%1</h3><table width=\"100%\" cellpadding=\"2\">%2</table>").arg(title, rows);
 }
 

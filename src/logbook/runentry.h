@@ -59,9 +59,9 @@ struct Pack
 {
     QString name;
     QString chemistry;
-    int cells = 0;     ///< 0 while nobody has said
-    int nominal = 0;   ///< milliampere-hours; 0 while nobody has said
-    QDate since;       ///< invalid while nobody has said
+    int cells = 0;   ///< 0 while nobody has said
+    int nominal = 0; ///< milliampere-hours; 0 while nobody has said
+    QDate since;     ///< invalid while nobody has said
     QString note;
 
     bool operator==(const Pack &) const = default;

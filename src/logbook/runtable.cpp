@@ -29,7 +29,6 @@ const Column columns[] = {
     {"Début", [](const RunEntry &run) { return run.began.toString(QStringLiteral("dd/MM/yyyy HH:mm")); }},
     {"Type", [](const RunEntry &run) { return words::Kind(run.kind); }},
     {"Accu", [](const RunEntry &run) { return run.pack; }},
-    {"Fin", [](const RunEntry &run) { return words::End(run); }},
     {"Durée", [](const RunEntry &run) { return words::Duration(run.figures.seconds); }, true},
     {"Chargé\nmAh", [](const RunEntry &run) { return Flowed(std::floor(run.figures.milliampereHoursIn), 0); }, true},
     {"Déchargé\nmAh", [](const RunEntry &run) { return Flowed(std::floor(run.figures.milliampereHoursOut), 0); }, true},
@@ -39,10 +38,10 @@ const Column columns[] = {
     {"V min.\nV", [](const RunEntry &run) { return Rounded(run.figures.lowestVolts, 2); }, true},
     {"V max.\nV", [](const RunEntry &run) { return Rounded(run.figures.highestVolts, 2); }, true},
     {"Résistance\nmΩ", [](const RunEntry &run) { return Rounded(run.figures.resistance, 0); }, true},
+    {"Fin", [](const RunEntry &run) { return words::End(run); }},
     {"Réglages", [](const RunEntry &run) { return run.settings; }},
     {"Journal", [](const RunEntry &run) { return QFileInfo(run.log).fileName(); }},
 };
-constexpr int endColumn = 3;
 constexpr int logColumn = std::size(columns) - 1;
 } // namespace
 
@@ -71,10 +70,8 @@ QVariant RunTable::data(const QModelIndex &index, int role) const
         return int((column.number ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter);
     if (role == Qt::DisplayRole)
         return column.text(run);
-    if (role == Qt::ToolTipRole && index.column() == endColumn)
-        return words::End(run); // which may be long
-    if (role == Qt::ToolTipRole && index.column() == logColumn)
-        return run.log;
+    if (role == Qt::ToolTipRole) // what is cut off, and where the log is
+        return index.column() == logColumn ? run.log : column.text(run);
     return {};
 }
 

@@ -23,7 +23,9 @@ QString Kind(RunNews::Kind kind)
 
 QString End(const RunEntry &run)
 {
-    const auto with = [&run](const QString &what) { return run.why.isEmpty() ? what : what + QStringLiteral(" : ") + run.why; };
+    const auto with = [&run](const QString &what) {
+        return run.why.isEmpty() ? what : what + QStringLiteral(" : ") + run.why;
+    };
     switch (run.end) {
     case RunEntry::End::On:
         return QStringLiteral("en cours");
@@ -67,14 +69,16 @@ QString Share(double milliampereHours, int nominal)
     constexpr double percent = 100;
     if (nominal <= 0)
         return {};
-    return QStringLiteral("%1 % de la capacité nominale").arg(std::round(percent * milliampereHours / nominal), 0, 'f', 0);
+    return QStringLiteral("%1 % de la capacité nominale")
+        .arg(std::round(percent * milliampereHours / nominal), 0, 'f', 0);
 }
 
 QString Progress(const std::optional<LastTime> &last, int nominal, const std::optional<double> &now)
 {
     QStringList parts;
     if (last)
-        parts.append(QStringLiteral("dernière fois %1, %2").arg(Duration(last->seconds), Capacity(last->milliampereHours)));
+        parts.append(
+            QStringLiteral("dernière fois %1, %2").arg(Duration(last->seconds), Capacity(last->milliampereHours)));
     if (now && nominal > 0)
         parts.append(QStringLiteral("maintenant ") + Share(*now, nominal));
     else if (last && nominal > 0)

@@ -81,6 +81,7 @@ void PackBox::Warn(const QString &words)
     warning_->setText(words);
     warning_->setToolTip(words);
     warning_->setVisible(!words.isEmpty());
+    words_->setVisible(words.isEmpty());
 }
 
 void PackBox::showEvent(QShowEvent *event)

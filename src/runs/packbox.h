@@ -23,7 +23,7 @@ public:
 
     /// What is to be said beside the name.
     void Say(const QString &words);
-    /// What is to be said in red, in front of it; empty for nothing.
+    /// What is to be said in red in its place; empty for nothing.
     void Warn(const QString &words);
 
 Q_SIGNALS:

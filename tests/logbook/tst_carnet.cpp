@@ -119,11 +119,10 @@ private Q_SLOTS:
     void Controls_data()
     {
         QTest::addColumn<QString>("text");
-        for (const auto &[name, text] :
-             {std::pair("CbCourbe", "Courbe"), std::pair("CbEnlever", "Enlever…"), std::pair("CbRanger", "Attribuer"),
-              std::pair("CbNouveau", "Nouveau"), std::pair("CbSupprimer", "Enlever…"),
-              std::pair("CbTravaux", "Ses travaux"), std::pair("CbRapport", "Rapport PDF…"),
-              std::pair("CbRetour", "Retour")})
+        for (const auto &[name, text] : {std::pair("CbCourbe", "Courbe"), std::pair("CbEnlever", "Enlever…"),
+                                         std::pair("CbRanger", "Attribuer"), std::pair("CbNouveau", "Nouveau"),
+                                         std::pair("CbSupprimer", "Enlever…"), std::pair("CbTravaux", "Ses travaux"),
+                                         std::pair("CbRapport", "Rapport PDF…"), std::pair("CbRetour", "Retour")})
             QTest::newRow(name) << QString::fromUtf8(text);
     }
     void Controls()
@@ -290,8 +289,8 @@ private Q_SLOTS:
         Enter(1, RunNews::Kind::Charge, QStringLiteral("Autre")); // meanwhile
         QCOMPARE(note->text(), QStringLiteral("bleu"));
         Q_EMIT note->editingFinished();
-        const Pack pack{QStringLiteral("Avion"), QStringLiteral("NiMH"), 6, 2000, QDate(2025, 1, 2),
-                        QStringLiteral("bleu")};
+        const Pack pack{QStringLiteral("Avion"), QStringLiteral("NiMH"), 6, 2000,
+                        QDate(2025, 1, 2),       QStringLiteral("bleu")};
         QCOMPARE(book_->FindPack(QStringLiteral("Avion")), pack);
         Find<QCheckBox>("DateActive")->click();
         QVERIFY(!book_->FindPack(QStringLiteral("Avion"))->since.isValid());

@@ -208,7 +208,7 @@ private Q_SLOTS:
         bench.usualVolts = 600;
         bench.StartAndDischarge();
         Simulated().Run(30min);
-        const RunEntry cut = bench.Run(); // as a program that dies now leaves it
+        const RunEntry cut = bench.Run();            // as a program that dies now leaves it
         QVERIFY(cut.figures.milliampereHoursIn > 0); // of the charge before the log
         QCOMPARE(cut.figures.milliampereHoursOut, 0.0);
         RunEntry closed = cut;
@@ -275,9 +275,11 @@ private Q_SLOTS:
         bench.Accus()->SetPack(QStringLiteral("Avion"));
         QCOMPARE(bench.Words(), QStringLiteral("dernière fois 1 h 12, 1480 mAh · 74 % de la capacité nominale"));
         bench.Begin();
-        QCOMPARE(bench.Words(), QStringLiteral("dernière fois 1 h 12, 1480 mAh · maintenant 0 % de la capacité nominale"));
+        QCOMPARE(bench.Words(),
+                 QStringLiteral("dernière fois 1 h 12, 1480 mAh · maintenant 0 % de la capacité nominale"));
         Simulated().Run(40min); // at 1.5 A
-        QCOMPARE(bench.Words(), QStringLiteral("dernière fois 1 h 12, 1480 mAh · maintenant 50 % de la capacité nominale"));
+        QCOMPARE(bench.Words(),
+                 QStringLiteral("dernière fois 1 h 12, 1480 mAh · maintenant 50 % de la capacité nominale"));
         bench.board.channel[12] = 500;
         SOON(!bench.window.Running());
         SOON_EQUAL(bench.Words(), QStringLiteral("dernière fois 40 min, 1000 mAh · 50 % de la capacité nominale"));

@@ -118,7 +118,8 @@ private Q_SLOTS:
         QCOMPARE(found([](RunFilter &filter) { filter.pack = QStringLiteral("B"); }), QStringList{second.id});
         QCOMPARE(found([](RunFilter &filter) { filter.pack = QString(); }), QStringList{third.id});
         QCOMPARE(found([](RunFilter &filter) { filter.pack = QStringLiteral("C"); }), QStringList());
-        QCOMPARE(found([](RunFilter &filter) { filter.kind = RunNews::Kind::Charge; }), QStringList({third.id, first.id}));
+        QCOMPARE(found([](RunFilter &filter) { filter.kind = RunNews::Kind::Charge; }),
+                 QStringList({third.id, first.id}));
         QCOMPARE(found([](RunFilter &filter) { filter.from = QDate(2026, 3, 2); }), QStringList({third.id, second.id}));
         QCOMPARE(found([](RunFilter &filter) { filter.to = QDate(2026, 3, 2); }), QStringList({second.id, first.id}));
         QCOMPARE(found([](RunFilter &filter) {
@@ -270,7 +271,8 @@ private Q_SLOTS:
             seen = state;
             const bool open = !states[state].isEmpty() && (state % 2) == 1;
             QCOMPARE(book.Repair(), open ? 1 : 0);
-            QVERIFY(std::ranges::none_of(book.Runs({}), [](const RunEntry &run) { return run.end == RunEntry::End::On; }));
+            QVERIFY(
+                std::ranges::none_of(book.Runs({}), [](const RunEntry &run) { return run.end == RunEntry::End::On; }));
             QCOMPARE(book.Trouble(), QString());
             QCOMPARE(SetAside(), QString());
         }

@@ -77,13 +77,24 @@ size_t PlainSelect(const QSqlDatabase &database, const QString &where)
     return rows;
 }
 
-void Compare(Logbook &book, const QSqlDatabase &database, const char *what, const RunFilter &filter, const QString &where)
+/// A list as the window has it: which runs there are, and all that is known of those in sight.
+size_t List(Logbook &book, const RunFilter &filter)
+{
+    constexpr int inSight = 40;
+    const QStringList ids = book.Ids(filter);
+    book.RunsOf(ids.mid(0, inSight));
+    return static_cast<size_t>(ids.size());
+}
+
+void Compare(Logbook &book, const QSqlDatabase &database, const char *what, const RunFilter &filter,
+             const QString &where)
 {
     size_t rows = 0, plainRows = 0;
-    const Times ours = Measure([&](int) { rows = book.Runs(filter).size(); });
+    const Times ours = Measure([&](int) { rows = List(book, filter); });
     const Times plain = Measure([&](int) { plainRows = PlainSelect(database, where); });
     std::printf("%-28s %6zu rows   %6.1f ms (worst %.1f)   plain select %6.1f ms   ratio %.1f%s\n", what, rows,
-                ours.middle, ours.worst, plain.middle, ours.middle / plain.middle, rows == plainRows ? "" : "  ROWS DIFFER");
+                ours.middle, ours.worst, plain.middle, ours.middle / plain.middle,
+                rows == plainRows ? "" : "  ROWS DIFFER");
 }
 } // namespace
 

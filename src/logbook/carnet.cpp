@@ -21,14 +21,6 @@ std::optional<QString> PackOf(const QComboBox &choice)
     const QVariant data = choice.currentData();
     return data.isValid() ? std::optional(data.toString()) : std::nullopt;
 }
-
-QStringList IdsOf(const std::vector<RunEntry> &runs)
-{
-    QStringList ids;
-    for (const RunEntry &run : runs)
-        ids.append(run.id);
-    return ids;
-}
 } // namespace
 
 Carnet::Carnet(Logbook &book) : Window(QStringLiteral("Carnet")), ui_(std::make_unique<Ui::Carnet>()), book_(book)
@@ -38,6 +30,7 @@ Carnet::Carnet(Logbook &book) : Window(QStringLiteral("Carnet")), ui_(std::make_
     ui_->Travaux->setModel(&table_);
     ui_->Travaux->verticalHeader()->setDefaultSectionSize(fontMetrics().height() + 6);
     ui_->Travaux->verticalHeader()->hide();
+    ui_->Travaux->horizontalHeader()->setResizeContentsPrecision(0); // what is in sight
     for (QDateEdit *day : {ui_->Depuis, ui_->Jusqua})
         day->setDate(Clock::Current().LocalTime().date());
 
@@ -122,17 +115,17 @@ RunFilter Carnet::Filter() const
 void Carnet::ShowRuns()
 {
     try {
-        const QStringList chosen = IdsOf(Chosen());
-        table_.Show(book_.Runs(Filter()));
-        for (size_t row = 0; !chosen.isEmpty() && row < table_.Runs().size(); ++row)
-            if (chosen.contains(table_.Runs()[row].id))
+        const QStringList chosen = Chosen();
+        table_.Show(book_.Ids(Filter()));
+        for (const QString &id : chosen)
+            if (const qsizetype row = table_.Ids().indexOf(id); row >= 0)
                 ui_->Travaux->selectionModel()->select(table_.index(static_cast<int>(row), 0),
                                                        QItemSelectionModel::Select | QItemSelectionModel::Rows);
         ui_->Etat->setText(book_.Trouble());
     } catch (const DatabaseError &error) {
         ui_->Etat->setText(error.Text());
     }
-    const size_t count = table_.Runs().size();
+    const int count = table_.rowCount();
     ui_->Nombre->setText(count == 0   ? QStringLiteral("aucun travail")
                          : count == 1 ? QStringLiteral("1 travail")
                                       : QStringLiteral("%1 travaux").arg(count));
@@ -148,17 +141,17 @@ void Carnet::ShowRunsOf(const QString &pack)
     ui_->Onglets->setCurrentIndex(0);
 }
 
-std::vector<RunEntry> Carnet::Chosen() const
+QStringList Carnet::Chosen() const
 {
-    std::vector<RunEntry> runs;
+    QStringList ids;
     for (const QModelIndex &index : ui_->Travaux->selectionModel()->selectedRows())
-        runs.push_back(table_.Runs()[static_cast<size_t>(index.row())]);
-    return runs;
+        ids.append(table_.Ids()[index.row()]);
+    return ids;
 }
 
 void Carnet::ShowChosen()
 {
-    const size_t chosen = Chosen().size();
+    const qsizetype chosen = Chosen().size();
     ui_->CbCourbe->setEnabled(chosen == 1);
     ui_->CbEnlever->setEnabled(chosen > 0);
     ui_->CbRanger->setEnabled(chosen > 0);
@@ -168,31 +161,34 @@ void Carnet::ShowChosen()
 
 void Carnet::CbCourbe_Click()
 {
-    const std::vector<RunEntry> chosen = Chosen();
-    if (chosen.size() != 1)
+    if (Chosen().size() != 1)
         return;
-    const QString &log = chosen[0].log;
-    if (log.isEmpty())
-        Failed(Error(QStringLiteral("Ce travail n'a pas de journal.")));
-    else if (!QFileInfo::exists(log))
-        Failed(Error(
-            QStringLiteral("Le journal de ce travail n'est plus là : %1\nIl a été déplacé ou supprimé.").arg(log)));
-    else
+    try {
+        const std::vector<RunEntry> chosen = book_.RunsOf(Chosen());
+        const QString log = chosen.empty() ? QString() : chosen[0].log;
+        if (log.isEmpty())
+            throw Error(QStringLiteral("Ce travail n'a pas de journal."));
+        if (!QFileInfo::exists(log))
+            throw Error(
+                QStringLiteral("Le journal de ce travail n'est plus là : %1\nIl a été déplacé ou supprimé.").arg(log));
         Q_EMIT CurveWanted(log);
+    } catch (const Error &error) {
+        Failed(error);
+    }
 }
 
 void Carnet::CbEnlever_Click()
 {
-    const std::vector<RunEntry> chosen = Chosen();
+    const QStringList chosen = Chosen();
     const QString what =
         chosen.size() == 1 ? QStringLiteral("ce travail") : QStringLiteral("ces %1 travaux").arg(chosen.size());
     messages::Ask(this, windowTitle(),
                   QStringLiteral("Enlever %1 du carnet ? Les journaux restent, et « --import » les y remet.").arg(what),
-                  {QStringLiteral("Enlever"), QStringLiteral("Annuler")}, [this, ids = IdsOf(chosen)](int answer) {
+                  {QStringLiteral("Enlever"), QStringLiteral("Annuler")}, [this, chosen](int answer) {
                       if (answer != 0)
                           return;
                       try {
-                          book_.RemoveRuns(ids);
+                          book_.RemoveRuns(chosen);
                       } catch (const DatabaseError &error) {
                           Failed(error);
                       }
@@ -202,7 +198,7 @@ void Carnet::CbEnlever_Click()
 void Carnet::CbRanger_Click()
 {
     try {
-        book_.SetPack(IdsOf(Chosen()), ui_->SelRanger->currentText().trimmed());
+        book_.SetPack(Chosen(), ui_->SelRanger->currentText().trimmed());
     } catch (const DatabaseError &error) {
         Failed(error);
     }

@@ -36,10 +36,10 @@ private:
     void ShowRuns();
     void ShowChosen();
     RunFilter Filter() const;
-    std::vector<RunEntry> Chosen() const;
+    QStringList Chosen() const;
     void ShowRunsOf(const QString &pack);
 
     std::unique_ptr<Ui::Carnet> ui_;
     Logbook &book_;
-    RunTable table_;
+    RunTable table_{book_};
 };

@@ -33,7 +33,9 @@ const QStringList migrations[Database::version] = {
         QStringLiteral("ALTER TABLE runs ADD COLUMN digest TEXT"),
         QStringLiteral("ALTER TABLE runs ADD COLUMN capacity REAL"),
         QStringLiteral("UPDATE runs SET capacity = mah_out WHERE kind = 'discharge' AND how = 'rule'"),
-        QStringLiteral("CREATE INDEX runs_pack ON runs (pack, began)"),
+        QStringLiteral("DROP INDEX runs_began"),
+        QStringLiteral("CREATE INDEX runs_began ON runs (began, id)"), // a list needs no more
+        QStringLiteral("CREATE INDEX runs_pack ON runs (pack, began, id)"),
         QStringLiteral("CREATE INDEX runs_digest ON runs (digest)"),
     },
 };
@@ -125,16 +127,29 @@ void Database::Migrate() const
 
 QSqlQuery Database::Run(const QString &statement, const QVariantList &values) const
 {
+    QSqlQuery query = Prepare(statement);
+    Run(query, values);
+    return query;
+}
+
+QSqlQuery Database::Prepare(const QString &statement) const
+{
     QSqlQuery query(QSqlDatabase::database(connection_, false));
     query.setForwardOnly(true);
     if (!query.prepare(statement))
         Refuse(query.lastError());
-    for (const QVariant &value : values) // a text that is null for Qt is an empty one
-        query.addBindValue(value.typeId() == QMetaType::QString && value.toString().isNull() ? QStringLiteral("")
-                                                                                             : value);
+    return query;
+}
+
+void Database::Run(QSqlQuery &query, const QVariantList &values)
+{
+    for (int i = 0; i < values.size(); ++i) {
+        const QVariant &value = values[i]; // a text that is null for Qt is an empty one
+        const bool null = value.typeId() == QMetaType::QString && value.toString().isNull();
+        query.bindValue(i, null ? QStringLiteral("") : value);
+    }
     if (!query.exec())
         Refuse(query.lastError());
-    return query;
 }
 
 void Database::Together(const std::function<void()> &work) const

@@ -45,6 +45,9 @@ public:
     void Close();
 
     QSqlQuery Run(const QString &statement, const QVariantList &values = {}) const;
+    /// The same in two steps, for a statement that is run again and again.
+    QSqlQuery Prepare(const QString &statement) const;
+    static void Run(QSqlQuery &query, const QVariantList &values);
     /// All that `work` does, or nothing of it. Throws what `work` throws.
     void Together(const std::function<void()> &work) const;
 

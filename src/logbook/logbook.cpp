@@ -99,7 +99,7 @@ RunEntry RunOf(const QSqlQuery &row)
     return run;
 }
 
-std::vector<RunEntry> RunsOf(QSqlQuery rows)
+std::vector<RunEntry> ReadRuns(QSqlQuery rows)
 {
     std::vector<RunEntry> runs;
     while (rows.next())
@@ -299,8 +299,9 @@ int Logbook::Repair()
     if (!QFileInfo::exists(Path()))
         return 0;
     try {
-        std::vector<RunEntry> cut = Do(
-            [this] { return RunsOf(database_.Run(QStringLiteral("SELECT %1 WHERE ended IS NULL").arg(runColumns))); });
+        std::vector<RunEntry> cut = Do([this] {
+            return ReadRuns(database_.Run(QStringLiteral("SELECT %1 WHERE ended IS NULL").arg(runColumns)));
+        });
         std::erase_if(cut, [this](const RunEntry &run) { return held_.contains(run.id) || IsHeld(run.id); });
         for (RunEntry &run : cut) {
             oldlog::CloseCut(run);
@@ -315,7 +316,7 @@ int Logbook::Repair()
 
 // ---- runs
 
-std::vector<RunEntry> Logbook::Runs(const RunFilter &filter)
+QSqlQuery Logbook::Select(const QString &columns, const RunFilter &filter) const
 {
     QStringList conditions;
     QVariantList values;
@@ -335,10 +336,40 @@ std::vector<RunEntry> Logbook::Runs(const RunFilter &filter)
         add(QStringLiteral("began < ?"), filter.to.addDays(1).toString(Qt::ISODate));
     const QString where =
         conditions.isEmpty() ? QString() : QStringLiteral(" WHERE ") + conditions.join(QStringLiteral(" AND "));
+    return database_.Run(QStringLiteral("SELECT %1%2 ORDER BY began DESC, runs.id").arg(columns, where), values);
+}
+
+std::vector<RunEntry> Logbook::Runs(const RunFilter &filter)
+{
+    if (!waiting_.empty())
+        Flush();
+    return Do([&] { return ReadRuns(Select(runColumns, filter)); });
+}
+
+QStringList Logbook::Ids(const RunFilter &filter)
+{
     if (!waiting_.empty())
         Flush();
     return Do([&] {
-        return RunsOf(database_.Run(QStringLiteral("SELECT %1%2 ORDER BY began DESC").arg(runColumns, where), values));
+        QSqlQuery row = Select(QStringLiteral("runs.id FROM runs"), filter);
+        QStringList ids;
+        while (row.next())
+            ids.append(row.value(0).toString());
+        return ids;
+    });
+}
+
+std::vector<RunEntry> Logbook::RunsOf(const QStringList &ids)
+{
+    return Do([&] {
+        std::vector<RunEntry> runs;
+        QSqlQuery query = database_.Prepare(QStringLiteral("SELECT %1 WHERE runs.id = ?").arg(runColumns));
+        for (const QString &id : ids) {
+            Database::Run(query, {id});
+            if (query.next())
+                runs.push_back(RunOf(query));
+        }
+        return runs;
     });
 }
 

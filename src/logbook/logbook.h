@@ -37,6 +37,10 @@ public:
 
     /// The newest first.
     std::vector<RunEntry> Runs(const RunFilter &filter);
+    /// Their ids, which are found much sooner than all that is known of them.
+    QStringList Ids(const RunFilter &filter);
+    /// Those of the ids that are there, in no order.
+    std::vector<RunEntry> RunsOf(const QStringList &ids);
     /// The run that a log belongs to, by where it is or what it holds; nothing for an unknown log.
     std::optional<RunEntry> RunOfLog(const QString &log, const QString &digest);
     void SetPack(const QStringList &runs, const QString &pack);
@@ -66,6 +70,7 @@ private:
     auto Do(Work work) -> decltype(work());
     void Change(const std::function<void()> &work);
     void Flush();
+    QSqlQuery Select(const QString &columns, const RunFilter &filter) const;
     void Write(const RunEntry &run);
     void SetAside();
     void Hold(const RunEntry &run);

@@ -42,19 +42,41 @@ const Column columns[] = {
     {"Réglages", [](const RunEntry &run) { return run.settings; }},
     {"Journal", [](const RunEntry &run) { return QFileInfo(run.log).fileName(); }},
 };
+constexpr int atOnce = 64; // rows that are read together
 constexpr int logColumn = std::size(columns) - 1;
 } // namespace
 
-void RunTable::Show(std::vector<RunEntry> runs)
+void RunTable::Show(const QStringList &ids)
 {
     beginResetModel();
-    runs_ = std::move(runs);
+    ids_ = ids;
+    read_.clear();
     endResetModel();
+}
+
+/// Those around it are read with it. Null when it cannot be read, or is gone.
+const RunEntry *RunTable::RunAt(int row) const
+{
+    const QString &id = ids_[row];
+    auto found = read_.find(id);
+    if (found == read_.end()) {
+        const QStringList around = ids_.mid(row / atOnce * atOnce, atOnce);
+        for (const QString &one : around)
+            read_[one]; // whatever comes of it, it is asked for once
+        try {
+            for (RunEntry &run : book_.RunsOf(around))
+                read_[run.id] = std::move(run);
+        } catch (const DatabaseError &) {
+            // the list says so when it is read the next time
+        }
+        found = read_.find(id);
+    }
+    return found->second.id.isEmpty() ? nullptr : &found->second;
 }
 
 int RunTable::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : static_cast<int>(runs_.size());
+    return parent.isValid() ? 0 : static_cast<int>(ids_.size());
 }
 
 int RunTable::columnCount(const QModelIndex &parent) const
@@ -65,14 +87,15 @@ int RunTable::columnCount(const QModelIndex &parent) const
 QVariant RunTable::data(const QModelIndex &index, int role) const
 {
     const Column &column = columns[index.column()];
-    const RunEntry &run = runs_[static_cast<size_t>(index.row())];
     if (role == Qt::TextAlignmentRole)
         return int((column.number ? Qt::AlignRight : Qt::AlignLeft) | Qt::AlignVCenter);
-    if (role == Qt::DisplayRole)
-        return column.text(run);
-    if (role == Qt::ToolTipRole) // what is cut off, and where the log is
-        return index.column() == logColumn ? run.log : column.text(run);
-    return {};
+    if (role != Qt::DisplayRole && role != Qt::ToolTipRole)
+        return {};
+    const RunEntry *const run = RunAt(index.row());
+    if (!run)
+        return {};
+    // The tool tip has what is cut off, and where the log is.
+    return role == Qt::ToolTipRole && index.column() == logColumn ? run->log : column.text(*run);
 }
 
 QVariant RunTable::headerData(int section, Qt::Orientation orientation, int role) const

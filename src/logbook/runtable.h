@@ -1,21 +1,22 @@
 #pragma once
 
-#include "runentry.h"
+#include "logbook.h"
 
 #include <QAbstractTableModel>
 
-#include <vector>
+#include <unordered_map>
 
-/// The runs of the logbook: a row for each.
+/// The runs of the logbook: a row for each. What is known of them is read when somebody looks at them.
 class RunTable : public QAbstractTableModel
 {
     Q_OBJECT
 
 public:
-    using QAbstractTableModel::QAbstractTableModel;
+    explicit RunTable(Logbook &book) : book_(book) {}
 
-    void Show(std::vector<RunEntry> runs);
-    const std::vector<RunEntry> &Runs() const { return runs_; }
+    void Show(const QStringList &ids);
+    /// By row.
+    const QStringList &Ids() const { return ids_; }
 
     int rowCount(const QModelIndex &parent = {}) const override;
     int columnCount(const QModelIndex &parent = {}) const override;
@@ -23,5 +24,9 @@ public:
     QVariant headerData(int section, Qt::Orientation orientation, int role) const override;
 
 private:
-    std::vector<RunEntry> runs_;
+    const RunEntry *RunAt(int row) const;
+
+    Logbook &book_;
+    QStringList ids_;
+    mutable std::unordered_map<QString, RunEntry> read_;
 };

@@ -84,8 +84,9 @@ private Q_SLOTS:
         const QString log = folder.filePath(QStringLiteral("S_DCH_D05_06_24T07_08.txt"));
         QFile file(log);
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("DUREE:VALIMCAD:VDBLCAD:TEMPCAD:VALIM:VDBL:TEMPER:IDCHRGCAD:VDELTACAD:ICHRG:VBAT:CAPACITE:TEMPS\r\n\r\n"
-                   " 3600 : 1 : 2 : 3 : 13,5 : 20 : 25 : 4 : 5 : 2,5 : 7,25 : 2500 : 0,04 \r\n");
+        file.write(
+            "DUREE:VALIMCAD:VDBLCAD:TEMPCAD:VALIM:VDBL:TEMPER:IDCHRGCAD:VDELTACAD:ICHRG:VBAT:CAPACITE:TEMPS\r\n\r\n"
+            " 3600 : 1 : 2 : 3 : 13,5 : 20 : 25 : 4 : 5 : 2,5 : 7,25 : 2500 : 0,04 \r\n");
         file.close();
         Program program(folder);
         QProcessEnvironment environment = program.process.processEnvironment();
@@ -93,7 +94,8 @@ private Q_SLOTS:
         program.process.setProcessEnvironment(environment);
         QString said;
         QCOMPARE(Import(program, {log}, said), 0);
-        QCOMPARE(said, log + QStringLiteral(" : inscrit (décharge du 06/05/2024 07:08, 1 h 00, 2500 mAh, fin inconnue)\n"));
+        QCOMPARE(said,
+                 log + QStringLiteral(" : inscrit (décharge du 06/05/2024 07:08, 1 h 00, 2500 mAh, fin inconnue)\n"));
         QCOMPARE(Import(program, {log, log}, said), 0);
         QCOMPARE(said.count(QStringLiteral("déjà dans le carnet")), 2);
         QCOMPARE(Import(program, {log, QStringLiteral("nowhere")}, said), 1);

@@ -24,6 +24,7 @@ PackBox::PackBox(QWidget *parent)
     name_->setInsertPolicy(QComboBox::NoInsert);
     name_->setMinimumWidth(nameWidth);
     name_->completer()->setCaseSensitivity(Qt::CaseSensitive);
+    name_->lineEdit()->setObjectName(QStringLiteral("accuNom"));
     name_->lineEdit()->setMaxLength(longestName);
     words_->setObjectName(QStringLiteral("derniereFois"));
     words_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);

@@ -1,7 +1,7 @@
 # What ./run, ./test and the scripts beside this file share. The caller has set $here, the top folder.
 
 build_packages="cmake ninja-build g++ ccache qt6-base-dev qt6-serialport-dev libgl-dev libqcustomplot-dev"
-program_packages="qt6-translations-l10n fonts-dejavu-core"
+program_packages="qt6-translations-l10n fonts-dejavu-core libqt6sql6-sqlite"
 test_packages="dbus-daemon"
 bench_packages="python3-serial qt6-charts-dev libqt6opengl6-dev" # the peers that are measured beside us
 lint_packages="clang-format-19 clang-tidy-19"

@@ -7,6 +7,7 @@
 #include "guard/runmark.h"
 #include "link/ports.h"
 #include "link/systemport.h"
+#include "logbook/import.h"
 #include "logs/csv.h"
 #include "logs/logfile.h"
 #include "runs/runnote.h"
@@ -54,6 +55,8 @@ struct Options
     QString trace;
     QString explain;
     bool listPorts = false;
+    QStringList import;
+    QString pack; ///< of the run, or of the logs that are entered
 };
 
 [[noreturn]] void Refuse(const QString &why)
@@ -134,6 +137,7 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
     --max-mah N          arrêt à N mAh (1 à 99999, sans limite sinon)
                      pour une mesure de capacité, durée et mAh valent pour
                      chaque charge et chaque décharge
+    --pack NOM       l'accu du travail, pour le carnet
   --run charge       une charge rapide
     --current A      courant de charge en ampères, de 0 à ce que permet
                      l'étalonnage de la carte ; sans cette option, celui qui
@@ -158,6 +162,10 @@ Programme de commande du chargeur et déchargeur rapide de batteries.
   --trace FICHIER    garde la trace de tous les octets de la liaison : FICHIER,
                      et ce qui précède dans FICHIER.1 à FICHIER.4
   --explain TRACE    écrit une trace et ce que ses octets veulent dire
+  --import JOURNAL...
+                     inscrit d'anciens journaux dans le carnet, chacun une fois ;
+                     ni carte ni écran
+    --pack NOM       l'accu de ces journaux
   --help             ce texte
   --version          la version
 
@@ -177,7 +185,7 @@ Code de sortie :
 void AllowOnly(const QCommandLineParser &parser, const QStringList &allowed, const QString &why)
 {
     for (const char *name : {"current", "mode", "cells", "charge", "discharge", "cycles", "every", "max-temperature",
-                             "max-minutes", "max-mah"}) {
+                             "max-minutes", "max-mah", "pack"}) {
         const QString option = QString::fromLatin1(name);
         if (parser.isSet(option) && !allowed.contains(option))
             Refuse(QStringLiteral("--%1 %2").arg(option, why));
@@ -211,7 +219,7 @@ void ReadRun(const QCommandLineParser &parser, Options &options)
     const QString maxTemperature = QStringLiteral("max-temperature");
     const QString maxMinutes = QStringLiteral("max-minutes");
     const QString maxMah = QStringLiteral("max-mah");
-    const QStringList ofAll = {every, maxTemperature, maxMinutes, maxMah};
+    const QStringList ofAll = {every, maxTemperature, maxMinutes, maxMah, QStringLiteral("pack")};
     const QString why = QStringLiteral("ne va pas avec --run %1").arg(options.run);
     if (parser.isSet(every))
         options.every = WholeOf(parser, every, 1, mostEvery);
@@ -353,14 +361,38 @@ int Export(const Options &options)
     }
 }
 
+/// The exit status.
+int Import(const Options &options)
+{
+    try {
+        drive::Prepare();
+    } catch (const FileError &error) {
+        std::fprintf(stderr, "voltaire : %s\n", qUtf8Printable(error.Text()));
+        return 1;
+    }
+    Logbook book;
+    return ImportLogs(book, options.import, options.pack) ? 0 : 1;
+}
+
+/// A name of a pack, as the windows take it.
+QString PackOf(const QCommandLineParser &parser)
+{
+    const QString pack = QStringLiteral("pack");
+    const QString name = parser.value(pack).trimmed();
+    if (parser.isSet(pack) && (name.isEmpty() || name.size() > PackBox::longestName))
+        RefuseValue(parser, pack, QStringLiteral("un nom de 1 à %1 lettres").arg(PackBox::longestName));
+    return name;
+}
+
 Options Read(const QStringList &arguments)
 {
     QCommandLineParser parser;
     for (const char *flag : {"demo", "list-ports", "help", "version"})
         parser.addOption(QCommandLineOption(QString::fromLatin1(flag)));
-    for (const char *valued : {"port",  "devices",         "time-scale",  "drive-c", "logs",   "trace",     "explain",
-                               "run",   "current",         "mode",        "cells",   "charge", "discharge", "cycles",
-                               "every", "max-temperature", "max-minutes", "max-mah", "export", "o",         "view"})
+    for (const char *valued :
+         {"port",        "devices", "time-scale", "drive-c", "logs",      "trace",  "explain", "run",
+          "current",     "mode",    "cells",      "charge",  "discharge", "cycles", "every",   "max-temperature",
+          "max-minutes", "max-mah", "export",     "o",       "view",      "import", "pack"})
         parser.addOption({QString::fromLatin1(valued), QString(), QStringLiteral("valeur")});
     if (!parser.parse(arguments)) {
         const QStringList unknown = parser.unknownOptionNames();
@@ -368,7 +400,8 @@ Options Read(const QStringList &arguments)
                                  : QStringLiteral("option inconnue : %1").arg(unknown.join(u' ')));
     }
     const QString view = QStringLiteral("view");
-    if (!parser.positionalArguments().isEmpty() && !parser.isSet(view))
+    const QString import = QStringLiteral("import");
+    if (!parser.positionalArguments().isEmpty() && !parser.isSet(view) && !parser.isSet(import))
         Refuse(QStringLiteral("argument inattendu : %1").arg(parser.positionalArguments().join(u' ')));
     if (parser.isSet(QStringLiteral("help")))
         Help();
@@ -410,9 +443,17 @@ Options Read(const QStringList &arguments)
         ports::SetFolder(QFileInfo(parser.value(QStringLiteral("devices"))).absoluteFilePath());
     options.view = parser.values(view) + (parser.isSet(view) ? parser.positionalArguments() : QStringList());
 
+    for (const QString &other : {QStringLiteral("run"), view, exporting})
+        if (parser.isSet(import) && parser.isSet(other))
+            Refuse(QStringLiteral("--import et --%1 ne vont pas ensemble").arg(other));
+    options.import = parser.values(import) + (parser.isSet(import) ? parser.positionalArguments() : QStringList());
+    options.pack = PackOf(parser);
+
     options.run = parser.value(QStringLiteral("run"));
     if (parser.isSet(QStringLiteral("run")))
         ReadRun(parser, options);
+    else if (parser.isSet(import))
+        AllowOnly(parser, {QStringLiteral("pack")}, QStringLiteral("ne va pas avec --import"));
     else
         AllowOnly(parser, {}, QStringLiteral("ne va qu'avec --run"));
     return options;
@@ -431,6 +472,10 @@ int main(int argc, char *argv[])
         return PrintExplained(options.explain);
     if (options.listPorts)
         return ListPorts();
+    if (!options.import.isEmpty()) {
+        const QCoreApplication app(argc, argv); // which finds the database's driver
+        return Import(options);
+    }
     Timer::SetScale(options.timeScale.value_or(1));
     if (!options.run.isEmpty())
         DoWithoutDisplay();
@@ -452,8 +497,7 @@ int main(int argc, char *argv[])
     if (!options.logs.isEmpty())
         GoTo(options.logs);
     Guardian guardian(window.Link(), [&serial] { return serial.Descriptor(); });
-    QObject::connect(&guardian, &Guardian::Fired, &window,
-                     [&window] { window.StopRuns(QStringLiteral("le programme n'a pas réagi pendant dix secondes")); });
+    QObject::connect(&guardian, &Guardian::Fired, &window, [&window] { window.StopRuns(Guardian::cause); });
     QObject::connect(&guardian, &Guardian::MissingChanged, &window, &Main::SetGuardMissing);
     WayOut wayOut(window);
     QObject::connect(&wayOut, &WayOut::Left, &app, &QCoreApplication::exit);
@@ -466,12 +510,17 @@ int main(int argc, char *argv[])
             [&] {
                 window.OpenMode(*work.window);
                 work.driver->SetLimits(options.limits);
+                work.driver->SetPack(options.pack);
                 work.driver->SetControls();
             },
             Qt::SingleShotConnection);
         QObject::connect(&window, &Main::ConnectionFailed, &wayOut, [&] {
             window.StopAll(QStringLiteral("le port ne s'ouvre pas"));
             wayOut.Take(WayOut::failed);
+        });
+        QObject::connect(&window.Book(), &Logbook::TroubleChanged, &window, [&window] {
+            if (const QString trouble = window.Book().Trouble(); !trouble.isEmpty())
+                messages::Show(&window, QMessageBox::Warning, QApplication::applicationName(), trouble);
         });
         QObject::connect(work.driver.get(), &Unattended::Over, &wayOut, &WayOut::Take);
         QObject::connect(work.driver.get(), &Unattended::Alarmed, &wayOut, &WayOut::TakeAfterAlarm);
@@ -485,6 +534,8 @@ int main(int argc, char *argv[])
     }
 
     PortSwitch portSwitch(window, {options.timeScale.value_or(1), options.timeScale.value_or(demoTimeScale)});
+    window.Book().Repair();
+
     std::optional<RunMark> mark;
     const auto keepMark = [&mark, &window](bool isVirtual) {
         mark.reset();

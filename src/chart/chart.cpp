@@ -225,6 +225,12 @@ void Chart::Save(const QString &path, Picture picture)
     wholefile::Replace(path, wholefile::Read(made, largestPicture));
 }
 
+QPixmap Chart::Whole(const QSize &size, double scale)
+{
+    FitAxes();
+    return toPixmap(size.width(), size.height(), scale);
+}
+
 // ---- the cursor
 
 QString Chart::KeyText(double key) const

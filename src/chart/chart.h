@@ -40,6 +40,8 @@ public:
         Pdf
     };
     void Save(const QString &path, Picture picture);
+    /// All of it as a picture that is `scale` times as fine as the screen; nothing need be in sight.
+    QPixmap Whole(const QSize &size, double scale);
 
     /// Milliseconds from one drawing to the next, at least.
     static constexpr auto redrawPeriod = 40ms;

@@ -29,6 +29,9 @@ public:
     /// The guard's process, 0 while there is none.
     pid_t Process() const { return process_; }
 
+    /// The cause of what is stopped when it has fired.
+    static inline const QString cause = QStringLiteral("le programme n'a pas réagi pendant dix secondes");
+
 Q_SIGNALS:
     /// This program stood still, and the guard has switched off what was on.
     void Fired();

@@ -1,13 +1,12 @@
 #include "runmark.h"
 
 #include "base/drive.h"
+#include "base/filelock.h"
 #include "link/command.h"
 #include "runs/runnote.h"
 
 #include <QCoreApplication>
 #include <QDir>
-
-#include <sys/file.h>
 
 namespace {
 const QString prefix = QStringLiteral("voltaire-en-marche-");
@@ -47,7 +46,7 @@ void RunMark::Follow()
         file_.setFileName(Folder().filePath(prefix + QString::number(QCoreApplication::applicationPid())));
         if (!file_.open(QIODevice::WriteOnly)) // a disk that takes nothing more: the next start knows less
             return;
-        flock(file_.handle(), LOCK_EX | LOCK_NB);
+        filelock::Take(file_);
     }
     file_.resize(0);
     file_.seek(0);
@@ -61,7 +60,7 @@ std::vector<RunMark::Found> RunMark::TakeFound()
     const auto marks = Folder().entryList({prefix + u'*'}, QDir::Files, QDir::Name);
     for (const QString &name : marks) {
         QFile file(Folder().filePath(name));
-        if (!file.open(QIODevice::ReadOnly) || flock(file.handle(), LOCK_EX | LOCK_NB) != 0)
+        if (!file.open(QIODevice::ReadOnly) || !filelock::Take(file))
             continue; // its program lives
         const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
         if (lines.size() >= 2)

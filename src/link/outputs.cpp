@@ -323,7 +323,8 @@ Task<void> Outputs::SendEnd(EndingPtr ending)
             Exchanges::Answer answer = line_.Ask(std::move(conversation));
             co_await answer;
             ++ending->answered;
-            ending->look->Start(std::max<Clock::Duration>(Exchanges::patience + others - ending->lasted.Elapsed(), 1ms));
+            ending->look->Start(
+                std::max<Clock::Duration>(Exchanges::patience + others - ending->lasted.Elapsed(), 1ms));
         }
     } catch (const PortClosed &) {
         ending->closed = !ending->insisted;

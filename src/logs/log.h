@@ -30,6 +30,8 @@ struct Log
     /// The first record of each step. Only a capacity measurement has a second one: the charge that follows the
     /// discharge.
     std::vector<size_t> steps{0};
+    /// The run has come to its end; only a capacity measurement says so in its log.
+    bool ended = false;
 
     size_t Records() const { return seconds.size(); }
     /// From 1 on.

@@ -84,9 +84,11 @@ void LogReader::TakeLine(std::string_view line)
         return;
     }
     const bool capacity = format_->kind == Log::Kind::Capacity;
-    if (line.empty() || (capacity && line.front() == CapacityFile::runEnd))
+    if (line.empty())
         return;
-    if (capacity && line.front() == CapacityFile::dischargeEnd)
+    if (capacity && line.front() == CapacityFile::runEnd)
+        log_->ended = true;
+    else if (capacity && line.front() == CapacityFile::dischargeEnd)
         BeginStep();
     else if (line.size() <= longestLine && TakeFields(line))
         TakeRecord();
@@ -102,7 +104,7 @@ void LogReader::TakeHeader(std::string_view line)
     format_ = LogFormat::OfHeader(QByteArray(line.data(), static_cast<qsizetype>(line.size())));
     foreign_ = !format_;
     if (format_)
-        log_ = Log{format_->kind, format_->columns, {}, {0}};
+        log_ = Log{format_->kind, format_->columns, {}, {0}, false};
 }
 
 bool LogReader::TakeFields(std::string_view line)

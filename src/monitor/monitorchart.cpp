@@ -1,26 +1,17 @@
 #include "monitorchart.h"
 
 #include "base/number.h"
+#include "chart/wholeticker.h"
 #include "seriesgraph.h"
 
 namespace {
 constexpr QColor colours[] = {QColor(31, 95, 191), QColor(192, 57, 43), QColor(34, 125, 80)};
-
-/// Rows are whole: no ticks between them.
-class RowTicker : public QCPAxisTicker
-{
-protected:
-    double getTickStep(const QCPRange &range) override { return std::max(1.0, QCPAxisTicker::getTickStep(range)); }
-    int getSubTickCount(double step) override { return step < 2 ? 0 : QCPAxisTicker::getSubTickCount(step); }
-};
 } // namespace
 
 MonitorChart::MonitorChart(QWidget *parent) : Chart(parent)
 {
     SetTitle(tr("Courbe de Charge/Decharge"));
-    xAxis->setTicker(QSharedPointer<QCPAxisTicker>(new RowTicker));
-    xAxis->setNumberFormat(QStringLiteral("f"));
-    xAxis->setNumberPrecision(0);
+    wholeticker::Use(xAxis); // rows
     xAxis->setLabel(tr("Ligne (une par dix enregistrements)"));
     for (size_t i = 0; i < series_.size(); ++i) {
         series_[i] = new SeriesGraph(xAxis, ValueAxis(QString::number(i)));

@@ -3,6 +3,7 @@
 #include "base/messages.h"
 #include "limitsbox.h"
 #include "link/measurement.h"
+#include "packbox.h"
 
 #include <QLineEdit>
 #include <QPushButton>
@@ -71,6 +72,11 @@ void Unattended::SetLimits(const Limits &limits)
     box->Show(limits);
     if (!box->Blindness().isEmpty())
         messages::Show(&window_, QMessageBox::Warning, window_.windowTitle(), box->Blindness());
+}
+
+void Unattended::SetPack(const QString &name)
+{
+    window_.findChild<PackBox *>()->SetPack(name);
 }
 
 void Unattended::End(const QString &summary)

@@ -14,6 +14,8 @@ class Unattended : public QObject
 public:
     /// The window is open: limits its run.
     void SetLimits(const Limits &limits);
+    /// The window is open: names the battery; empty for none.
+    void SetPack(const QString &name);
 
     /// The window is open and the board connected: sets the controls and presses "Demarrage".
     virtual void SetControls() = 0;

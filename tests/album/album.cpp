@@ -17,8 +17,8 @@ namespace {
 struct Way
 {
     QString from;
-    const char *press;   ///< a button, or
-    int choice = -1;     ///< an entry of the calibration menu, or
+    const char *press; ///< a button, or
+    int choice = -1;   ///< an entry of the calibration menu, or
     const char *menu = nullptr;
 };
 
@@ -96,8 +96,8 @@ void Album::Press(const QWidget &window, const char *button)
 /// Whatever is open but the main window is closed, the last one first.
 void Album::Leave()
 {
-    for (const char *name : {"FEtat", "EEprom", "Exteepr", "Temper", "Vout", "Vfiltrage", "Rcourant", "RglDech", "RegLIPO",
-                             "Reglage", "Micro", "Chargeur", "Dechargeur", "MesCapa", "Moni", "Courbes"}) {
+    for (const char *name : {"FEtat", "EEprom", "Exteepr", "Temper", "Vout", "Vfiltrage", "Rcourant", "RglDech",
+                             "RegLIPO", "Reglage", "Micro", "Chargeur", "Dechargeur", "MesCapa", "Moni", "Courbes"}) {
         QWidget &window = Find(QLatin1String(name));
         if (window.isVisible()) {
             window.close();

@@ -42,7 +42,7 @@ private Q_SLOTS:
         const QString help = QString::fromUtf8(program.process.readAllStandardOutput());
         for (const char *option :
              {"Usage :", "--port", "--demo", "--time-scale", "--drive-c", "--run", "--current", "--mode", "--every",
-              "--max-temperature", "--max-minutes", "--max-mah", "--view", "--export"})
+              "--max-temperature", "--max-minutes", "--max-mah", "--view", "--export", "--import", "--pack"})
             QVERIFY2(help.contains(QLatin1String(option)), option);
     }
 
@@ -93,6 +93,11 @@ private Q_SLOTS:
         row(QStringLiteral("--export log"), QStringLiteral("--export et -o vont ensemble"));
         row(QStringLiteral("-o out.csv"), QStringLiteral("--export et -o vont ensemble"));
         row(QStringLiteral("--view log --run charge"), QStringLiteral("--view et --run ne vont pas ensemble"));
+        row(QStringLiteral("--import log --run charge"), QStringLiteral("--import et --run ne vont pas ensemble"));
+        row(QStringLiteral("--import log --view log"), QStringLiteral("--import et --view ne vont pas ensemble"));
+        row(QStringLiteral("--import log --max-mah 100"), QStringLiteral("--max-mah ne va pas avec --import"));
+        row(QStringLiteral("--pack A"), QStringLiteral("--pack ne va qu'avec --run"));
+        row(charge + QStringLiteral("--pack ") + QString(61, u'a'), QStringLiteral("un nom de 1 à 60 lettres"));
         row(QStringLiteral("--max-mah 100"), QStringLiteral("ne va qu'avec --run"));
     }
     void WrongOptionsAreRefused()

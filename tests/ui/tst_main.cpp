@@ -1,4 +1,5 @@
 #include "base/messages.h"
+#include "logs/ownlogs.h"
 #include "simulation/scriptedboard.h"
 #include "simulation/simulatedclock.h"
 #include "support/boxes.h"
@@ -7,6 +8,7 @@
 #include "ui/main/main.h"
 
 #include <QComboBox>
+#include <QListWidget>
 #include <QMenu>
 #include <QPlainTextEdit>
 #include <QProgressBar>
@@ -14,6 +16,7 @@
 #include <QScreen>
 #include <QSignalSpy>
 #include <QStatusTipEvent>
+#include <QTableView>
 #include <QtTest>
 
 #include <optional>
@@ -784,6 +787,36 @@ private Q_SLOTS:
         Settle();
         QVERIFY(!window_->SerialPort().PortOpen());
         QVERIFY(board_->TakeReceived().isEmpty());
+    }
+
+    void TheLogbookOpensWithoutABoardAndShowsCurves()
+    {
+        const OwnLogs logs;
+        const auto restore = qScopeGuard([] { drive::SetRoot(QString()); });
+        RunEntry run;
+        run.id = RunEntry::NewId();
+        run.began = run.ended = clock_->LocalTime();
+        run.end = RunEntry::End::Rule;
+        run.log = QFileInfo(OwnLogs::Charge()).absoluteFilePath();
+        window_->Book().Enter(run);
+        Choose("MnuCarnet");
+        const auto named = [](const char *name) -> QWidget * {
+            const auto windows = QApplication::topLevelWidgets();
+            const auto found = std::ranges::find(windows, QLatin1String(name), &QWidget::objectName);
+            return found == windows.end() ? nullptr : *found;
+        };
+        QWidget *const carnet = named("Carnet");
+        QVERIFY(carnet && carnet->isVisible());
+        Settle();
+        QVERIFY(!window_->SerialPort().PortOpen());
+        QVERIFY(board_->TakeReceived().isEmpty());
+        auto *table = carnet->findChild<QTableView *>(QStringLiteral("Travaux"));
+        QCOMPARE(table->model()->rowCount(), 1);
+        table->selectRow(0);
+        carnet->findChild<QPushButton *>(QStringLiteral("CbCourbe"))->click();
+        QWidget *const viewer = named("Courbes");
+        QVERIFY(viewer && viewer->isVisible());
+        QCOMPARE(viewer->findChild<QListWidget *>(QStringLiteral("Journaux"))->count(), 1);
     }
 
     void MenuResetDoesNothing()

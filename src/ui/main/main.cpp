@@ -105,6 +105,8 @@ Main::Main(std::unique_ptr<Port> port)
     opens(ui_.Cb_Debug, &QPushButton::clicked, tools_);
     opens(ui_.MnuMicro, &QAction::triggered, tools_);
     connect(ui_.MnuCourbes, &QAction::triggered, &viewer_, &Window::Open);
+    connect(ui_.MnuCarnet, &QAction::triggered, &carnet_, &Window::Open);
+    EnterRuns();
     for (const Window *window :
          std::initializer_list<const Window *>{&chargeur_, &dechargeur_, &capacity_, &monitor_, &calibration_, &tools_})
         connect(window, &Window::Returning, this, &Main::ShowAgain);
@@ -215,11 +217,26 @@ void Main::GreetStreamingBoard()
 /// A window that talks to the board opens when the board listens. The monitor wants it to stream.
 bool Main::OpensNow(Window &window)
 {
-    if (!link_.BoardStreams || !com_.PortOpen() || &window == &monitor_ || monitor_.isVisible() || &window == &viewer_)
+    if (!link_.BoardStreams || !com_.PortOpen() || &window == &monitor_ || monitor_.isVisible() ||
+        &window == &viewer_ || &window == &carnet_)
         return true;
     opensLater_ = &window;
     GreetStreamingBoard();
     return false;
+}
+
+void Main::EnterRuns()
+{
+    const auto enter = [this](QWidget &window, const RunNews &news) {
+        enterers_.push_back(std::make_unique<Enterer>(book_, news, *window.findChild<PackBox *>()));
+    };
+    enter(chargeur_, chargeur_.News());
+    enter(dechargeur_, dechargeur_.News());
+    enter(capacity_, capacity_.News());
+    connect(&carnet_, &Carnet::CurveWanted, &viewer_, [this](const QString &log) {
+        viewer_.Open();
+        viewer_.OpenLogs({log});
+    });
 }
 
 // ---- warnings

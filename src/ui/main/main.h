@@ -8,6 +8,8 @@
 #include "dashboard/fetat.h"
 #include "link/codebas.h"
 #include "link/unwatched.h"
+#include "logbook/carnet.h"
+#include "logbook/enterer.h"
 #include "memory/micro.h"
 #include "monitor/moni.h"
 #include "runs/chargeur.h"
@@ -23,6 +25,7 @@
 #include <QPointer>
 
 #include <memory>
+#include <vector>
 
 /// The start window and hub: owns the serial port and the link, shows the connection, opens the mode windows.
 class Main : public QMainWindow
@@ -39,6 +42,7 @@ public:
     Chargeur &ChargeWindow() { return chargeur_; }
     Dechargeur &DischargeWindow() { return dechargeur_; }
     MesCapa &CapacityWindow() { return capacity_; }
+    Logbook &Book() { return book_; }
 
     /// A lasting word in the status bar; none when it is empty.
     void SetNote(const QString &note);
@@ -89,6 +93,7 @@ private:
     void EndGreeting();
     void GreetStreamingBoard();
     bool OpensNow(Window &window);
+    void EnterRuns();
     void AddStrip(QMainWindow &window, const QString &cutText);
     void ShowWarnings();
     void ShowStreaming();
@@ -126,6 +131,7 @@ private:
     QLabel *note_ = new QLabel(this);
     QLabel *streams_ = RedWarning(QStringLiteral("La carte émet : session à rouvrir"), this);
     Window *opensLater_ = nullptr; ///< once the session is there
+    Logbook book_;
     Activation activation_{this};
     Kept<Chargeur> chargeur_;
     Kept<Dechargeur> dechargeur_;
@@ -135,4 +141,6 @@ private:
     Kept<Micro> tools_;
     Kept<FEtat> dashboard_;
     Kept<Courbes> viewer_;
+    Kept<Carnet> carnet_{book_};
+    std::vector<std::unique_ptr<Enterer>> enterers_;
 };

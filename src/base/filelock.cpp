@@ -1,0 +1,10 @@
+#include "filelock.h"
+
+#include <QFile>
+
+#include <sys/file.h>
+
+bool filelock::Take(const QFile &file)
+{
+    return flock(file.handle(), LOCK_EX | LOCK_NB) == 0;
+}

@@ -1,0 +1,88 @@
+#include "words.h"
+
+#include <cmath>
+
+namespace words {
+namespace {
+constexpr int minute = 60;
+constexpr int hour = 60 * minute;
+} // namespace
+
+QString Kind(RunNews::Kind kind)
+{
+    switch (kind) {
+    case RunNews::Kind::Charge:
+        return QStringLiteral("charge");
+    case RunNews::Kind::Discharge:
+        return QStringLiteral("décharge");
+    case RunNews::Kind::Capacity:
+        return QStringLiteral("mesure de capacité");
+    }
+    return {};
+}
+
+QString End(const RunEntry &run)
+{
+    const auto with = [&run](const QString &what) {
+        return run.why.isEmpty() ? what : what + QStringLiteral(" : ") + run.why;
+    };
+    switch (run.end) {
+    case RunEntry::End::On:
+        return QStringLiteral("en cours");
+    case RunEntry::End::Rule:
+        return QStringLiteral("terminé");
+    case RunEntry::End::Stop:
+        return QStringLiteral("arrêté");
+    case RunEntry::End::Cause:
+        return with(QStringLiteral("arrêté"));
+    case RunEntry::End::Guard:
+        return with(QStringLiteral("surveillance de secours"));
+    case RunEntry::End::Error:
+        return with(QStringLiteral("erreur"));
+    case RunEntry::End::Left:
+        return QStringLiteral("laissé");
+    case RunEntry::End::Restart:
+        return QStringLiteral("recommencé");
+    case RunEntry::End::Cut:
+        return with(QStringLiteral("interrompu"));
+    case RunEntry::End::Unknown:
+        return QStringLiteral("fin inconnue");
+    }
+    return {};
+}
+
+QString Duration(double seconds)
+{
+    const auto whole = static_cast<int>(seconds);
+    if (whole >= hour)
+        return QStringLiteral("%1 h %2").arg(whole / hour).arg(whole % hour / minute, 2, 10, QLatin1Char('0'));
+    return whole >= minute ? QStringLiteral("%1 min").arg(whole / minute) : QStringLiteral("%1 s").arg(whole);
+}
+
+QString Capacity(double milliampereHours)
+{
+    return QStringLiteral("%1 mAh").arg(std::floor(milliampereHours), 0, 'f', 0);
+}
+
+QString Share(double milliampereHours, int nominal)
+{
+    constexpr double percent = 100;
+    if (nominal <= 0)
+        return {};
+    return QStringLiteral("%1 % de la capacité nominale")
+        .arg(std::round(percent * milliampereHours / nominal), 0, 'f', 0);
+}
+
+QString Progress(const std::optional<LastTime> &last, int nominal, const std::optional<double> &now)
+{
+    QStringList parts;
+    if (last)
+        parts.append(
+            QStringLiteral("dernière fois %1, %2").arg(Duration(last->seconds), Capacity(last->milliampereHours)));
+    if (now && nominal > 0)
+        parts.append(QStringLiteral("maintenant ") + Share(*now, nominal));
+    else if (last && nominal > 0)
+        parts.append(Share(last->milliampereHours, nominal));
+    return parts.join(QStringLiteral(" · "));
+}
+} // namespace words

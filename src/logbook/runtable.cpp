@@ -60,7 +60,7 @@ const RunEntry *RunTable::RunAt(int row) const
     const QString &id = ids_[row];
     auto found = read_.find(id);
     if (found == read_.end()) {
-        const QStringList around = ids_.mid(row / atOnce * atOnce, atOnce);
+        const QStringList around = ids_.mid(row - row % atOnce, atOnce);
         for (const QString &one : around)
             read_[one]; // whatever comes of it, it is asked for once
         try {

@@ -11,7 +11,6 @@
 #include <QDateEdit>
 #include <QFileDialog>
 #include <QListWidget>
-#include <QPdfWriter>
 #include <QSpinBox>
 #include <QTableView>
 

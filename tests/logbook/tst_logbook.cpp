@@ -146,13 +146,13 @@ private Q_SLOTS:
         QCOMPARE(book.Runs({}).at(0).pack, QStringLiteral("Avion"));
 
         Pack other;
-        QVERIFY_EXCEPTION_THROWN(book.SavePack(other), Error); // without a name
+        QVERIFY_THROWS_EXCEPTION(Error, book.SavePack(other)); // without a name
         other.name = QStringLiteral("Avion");
-        QVERIFY_EXCEPTION_THROWN(book.SavePack(other), Error);
+        QVERIFY_THROWS_EXCEPTION(Error, book.SavePack(other));
         other.name = QStringLiteral("B");
         book.SavePack(other);
         other.name = QStringLiteral("Avion");
-        QVERIFY_EXCEPTION_THROWN(book.SavePack(other, QStringLiteral("B")), Error);
+        QVERIFY_THROWS_EXCEPTION(Error, book.SavePack(other, QStringLiteral("B")));
         QCOMPARE(book.Packs().size(), size_t(2));
         QCOMPARE(book.FindPack(QStringLiteral("Avion")), pack);
 
@@ -316,7 +316,7 @@ private Q_SLOTS:
         book.Enter(SomeRun(1, RunEntry::End::Rule));
         QVERIFY(book.Trouble().contains(QStringLiteral("version plus récente")));
         QCOMPARE(book.Waiting(), size_t(1));
-        QVERIFY_EXCEPTION_THROWN(book.Runs({}), DatabaseError);
+        QVERIFY_THROWS_EXCEPTION(DatabaseError, book.Runs({}));
         QCOMPARE(BytesOf(Logbook::Path()), before);
         QCOMPARE(SetAside(), QString());
     }
@@ -374,7 +374,7 @@ private Q_SLOTS:
         QVERIFY(book.Trouble().contains(QStringLiteral("lecture seule")));
         QCOMPARE(book.Waiting(), size_t(1));
         QCOMPARE(book.Runs({}).size(), size_t(1));
-        QVERIFY_EXCEPTION_THROWN(book.RemoveRuns({QStringLiteral("x")}), DatabaseError);
+        QVERIFY_THROWS_EXCEPTION(DatabaseError, book.RemoveRuns({QStringLiteral("x")}));
     }
 
     void ADamagedFileIsSetAside_data()

@@ -32,6 +32,7 @@ public:
         handshake_.link_.Timer2Flg = 0;
         handshake_.heard_.Restart();
         handshake_.unanswered_ = 0;
+        handshake_.secondDue_ = false;
         if (handshake_.link_.com.Settings() != Codebas::ordinarySettings)
             handshake_.speedTimer_.SetEnabled(true);
         Q_EMIT handshake_.Greeting(true);
@@ -44,7 +45,7 @@ public:
         handshake_.timer2_.SetEnabled(false);
         handshake_.speedTimer_.SetEnabled(false);
         handshake_.link_.AbortWait = 0;
-        if (handshake_.unanswered_ > 0)
+        if (handshake_.unanswered_ > 0 || handshake_.secondDue_)
             handshake_.link_.line.LeaveDoubt(); // their answers may still come
         Q_EMIT handshake_.Greeting(false);
     }
@@ -69,6 +70,7 @@ Handshake::Handshake(Codebas &link, Timer &timer1, Timer &timer2)
     connect(&link_.com, &Com::Received, this, wake);
     connect(&link_, &Codebas::PortCut, this, [this] {
         unanswered_ = 0;
+        secondDue_ = false;
         news_.Wake();
     });
     connect(&link_.line, &Exchanges::Wanted, this, wake);
@@ -159,6 +161,7 @@ Task<bool> Handshake::Attempt(int number)
     if (TakeBurst() != firstAnswer || !link_.com.PortOpen())
         co_return false;
     link_.SendByte(secondGreeting);
+    secondDue_ = true;
     Task<bool> answer = AwaitSecondAnswer();
     co_return co_await answer;
 }
@@ -192,6 +195,8 @@ int Handshake::TakeBurst()
         last = static_cast<quint8>(link_.com.Input().back());
         if (last == firstAnswer && unanswered_ > 0)
             --unanswered_;
+        if (last == secondAnswer)
+            secondDue_ = false;
         heard_.Restart();
     }
     return last;

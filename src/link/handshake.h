@@ -57,5 +57,6 @@ private:
     Flag news_; ///< woken by whatever a greeting may wait for
     Stopwatch heard_;
     int attempts_ = 0;
-    int unanswered_ = 0; ///< first greetings whose answer may still be on its way
+    int unanswered_ = 0;     ///< first greetings whose answer may still be on its way
+    bool secondDue_ = false; ///< the answer to a second one may be
 };

@@ -734,6 +734,24 @@ private Q_SLOTS:
         }
     }
 
+    void TheLateAnswerToASecondGreetingIsNotTakenForThatToAStop()
+    {
+        Greeting h;
+        Result stop;
+        h.board.greet = [](quint8 greeting) { return greeting == 85 ? Bytes({27}) : QByteArray(); };
+        h.Connect();
+        SOON(h.board.Received().endsWith(Bytes({170})));
+        h.board.SetSilent(true);
+        Simulated().Run(7s);
+        h.runner.Start(Ask(&h.link, Request(17, 0), Reply::Acknowledge(), &stop));
+        SOON(h.board.Received().endsWith(Request(17, 0)));
+        h.board.Send(Bytes({85, 6})); // the board stood still until now
+        h.board.On(17, 1, [](const QByteArray &) { return Bytes({7}); });
+        h.board.SetSilent(false);
+        SOON(stop.done);
+        QCOMPARE(stop.reply, Bytes({7}));
+    }
+
     void AnothersLateAnswerIsNotTakenForTheGreetings_data()
     {
         QTest::addColumn<QByteArray>("answer");

@@ -1,7 +1,10 @@
 #include "main.h"
 
 #include "base/messages.h"
+#include "base/title.h"
 #include "link/command.h"
+#include "runs/runnotice.h"
+#include "runs/runtitle.h"
 #include "runs/unconfirmed.h"
 
 #include <QApplication>
@@ -79,7 +82,7 @@ Main::Main(std::unique_ptr<Port> port)
     connect(&link_, &Codebas::BoardStreamsChanged, this, &Main::ShowStreaming);
     connect(&unwatched_, &Unwatched::Changed, this, &Main::ShowWarnings);
     connect(&com_, &Com::PortLost, this, [this](const QString &reason) {
-        messages::Show(this, QMessageBox::Warning, windowTitle(),
+        messages::Show(this, QMessageBox::Warning, title::Of(*this),
                        QStringLiteral("La liaison avec %1 est coupée : %2\n"
                                       "Elle reprendra d'elle-même quand le port sera de retour.")
                            .arg(com_.PortName(), reason));
@@ -119,6 +122,9 @@ Main::Main(std::unique_ptr<Port> port)
     for (const RunWindow *window : std::initializer_list<const RunWindow *>{&chargeur_, &dechargeur_})
         connect(window, &RunWindow::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
     connect(&capacity_, &MesCapa::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
+    FollowRuns(chargeur_, chargeur_.News());
+    FollowRuns(dechargeur_, dechargeur_.News());
+    FollowRuns(capacity_, capacity_.News());
     connect(&link_.line, &Exchanges::SessionWanted, this, &Main::GreetStreamingBoard);
     Window::opensNow = [this](Window &window) { return OpensNow(window); };
     monitor_.AskBefore([this] { return !RunIsOn(); });
@@ -217,6 +223,14 @@ bool Main::OpensNow(Window &window)
 }
 
 // ---- warnings
+
+/// In the title bars of the run's window and of this one, and at its end on the desktop.
+void Main::FollowRuns(QWidget &window, const RunNews &news)
+{
+    const auto *progress = new RunProgress(news, &window);
+    new RunTitle(*progress, {&window, this}, &window);
+    new RunNotice(*progress, &window);
+}
 
 void Main::AddStrip(QMainWindow &window, const QString &cutText)
 {
@@ -352,7 +366,7 @@ void Main::Failed(std::exception_ptr thrown)
     try {
         std::rethrow_exception(thrown);
     } catch (const Error &error) {
-        messages::Show(this, QMessageBox::Warning, windowTitle(), error.Text());
+        messages::Show(this, QMessageBox::Warning, title::Of(*this), error.Text());
         Q_EMIT ConnectionFailed();
     }
 }
@@ -396,7 +410,7 @@ bool Main::AsksBeforeLeaving(std::function<void(bool)> leave)
         return false;
     const bool run = on->What() == Activity::Kind::Run;
     question_ = messages::Ask(
-        this, windowTitle(),
+        this, title::Of(*this),
         run ? QStringLiteral("%1 est en cours, et c'est le programme qui la termine.").arg(on->Name())
             : QStringLiteral("%1 est ouverte et laisse passer un courant.").arg(on->Name()),
         {run ? QStringLiteral("Arrêter la ") + on->Name().section(u' ', 1) : QStringLiteral("Arrêter le courant"),
@@ -414,7 +428,7 @@ bool Main::AsksBeforeLeaving(std::function<void(bool)> leave)
 void Main::CbMoni_Click()
 {
     if (RunIsOn())
-        messages::Show(this, QMessageBox::Warning, windowTitle(),
+        messages::Show(this, QMessageBox::Warning, title::Of(*this),
                        QStringLiteral("Une charge ou une décharge est en cours, et c'est le programme qui la termine.\n"
                                       "Arrêtez-la d'abord : le moniteur garde la liaison pour lui seul."));
     else

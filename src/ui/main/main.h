@@ -81,6 +81,7 @@ private:
     void EndGreeting();
     void GreetStreamingBoard();
     bool OpensNow(Window &window);
+    void FollowRuns(QWidget &window, const RunNews &news);
     void AddStrip(QMainWindow &window, const QString &cutText);
     void ShowWarnings();
     void ShowStreaming();

@@ -60,8 +60,8 @@ void FoldingPane::Recall()
 {
     const QVariant kept = Remembered(window_).value(key);
     const int room = window_.screen()->availableSize().width() - controls_->sizeHint().width();
-    Show(kept.isValid() ? kept.toBool() : room >= inviting);
     setMinimumWidth(OpeningWidth()); // until the window has taken its size
+    Show(kept.isValid() ? kept.toBool() : room >= inviting);
 }
 
 void FoldingPane::Show(bool shown)
@@ -70,6 +70,8 @@ void FoldingPane::Show(bool shown)
     button_->setChecked(shown);
     button_->setArrowType(shown ? Qt::LeftArrow : Qt::RightArrow);
     setVisible(shown);
+    window_.centralWidget()->layout()->activate(); // so that the window knows what it needs
+    window_.layout()->activate();
 }
 
 /// The user's wish: the window grows and shrinks by the pane.
@@ -81,8 +83,6 @@ void FoldingPane::Fold(bool shown)
     Show(shown);
     if (window_.isMaximized() || window_.isFullScreen())
         return;
-    window_.centralWidget()->layout()->activate();
-    window_.layout()->activate();
     window_.resize(shown ? before + pane : before - pane, window_.height());
     KeepOnScreen();
 }

@@ -65,7 +65,7 @@ void RunCurve::BeginPhase(const QString &name)
 {
     const double seconds = news_.Seconds();
     for (Curve *curve : Curves())
-        curve->Append(seconds, qQNaN());
+        curve->Break(seconds);
     BeginBand(seconds, name, ColourOfPhase(name));
 }
 

@@ -38,6 +38,19 @@ QString PointAt(Chart &chart, double key)
     return {};
 }
 
+/// Makes public what a curve is drawn from.
+class OpenCurve : public Curve
+{
+public:
+    using Curve::Curve;
+    QVector<QCPGraphData> Line() const
+    {
+        QVector<QCPGraphData> points;
+        getOptimizedLineData(&points, mDataContainer->constBegin(), mDataContainer->constEnd());
+        return points;
+    }
+};
+
 /// A night of one-second records of five quantities.
 constexpr int night = 10 * 3600;
 void FillNight(Chart &chart)
@@ -110,6 +123,28 @@ private Q_SLOTS:
         curve->RemoveFrom(2);
         QCOMPARE(curve->Points(), 1);
         QCOMPARE(curve->Extremes()->upper, 10.0);
+    }
+
+    void NothingIsDrawnAcrossABreak()
+    {
+        Chart chart;
+        Show(chart);
+        auto *curve = new OpenCurve(chart.xAxis, chart.ValueAxis(QStringLiteral("V")));
+        for (int second = 0; second < night; ++second) {
+            if (second == night / 2)
+                curve->Break(second);
+            curve->Append(second, second < night / 2 ? 1 : 9);
+        }
+        const QVector<QCPGraphData> line = curve->Line();
+        QVERIFY(line.size() < 10 * chart.axisRect()->width());
+        double before = line[0].value;
+        int breaks = 0;
+        for (const QCPGraphData &point : line) {
+            breaks += std::isnan(point.value) ? 1 : 0;
+            QVERIFY(std::isnan(before) || std::isnan(point.value) || before == point.value);
+            before = point.value;
+        }
+        QCOMPARE(breaks, 1);
     }
 
     void ValuesWithUnitsUnderTheCursor()

@@ -4,6 +4,7 @@
 
 #include "base/drive.h"
 #include "base/timer.h"
+#include "drawing.h"
 #include "link/codebas.h"
 #include "link/systemport.h"
 #include "monitor/moni.h"
@@ -12,16 +13,9 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QFile>
 #include <QPushButton>
 #include <QTemporaryDir>
 #include <QThread>
-#ifdef WITH_QT_CHARTS
-#    include <QChart>
-#    include <QChartView>
-#    include <QLineSeries>
-#    include <QValueAxis>
-#endif
 
 #include <algorithm>
 #include <atomic>
@@ -38,11 +32,6 @@ namespace {
 constexpr double lineRecords = 19200.0 / 10 / 30; // a second at 19200 baud, 10 bits a byte
 constexpr int burst = 5000;
 constexpr int width = 1000, height = 600;
-
-double Seconds(const QElapsedTimer &watch)
-{
-    return static_cast<double>(watch.nsecsElapsed()) / 1e9;
-}
 
 QByteArray Record(int i)
 {
@@ -69,39 +58,6 @@ QByteArray Record(int i)
 double Value(int row, int column)
 {
     return 100 * column + 20 * std::sin(row / 500.0) + row % 7;
-}
-
-/// Kilobytes of memory that the program has in use.
-double ResidentKilobytes()
-{
-    QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly))
-        return 0;
-    for (const QByteArray &line : status.readAll().split('\n'))
-        if (line.startsWith("VmRSS:"))
-            return line.simplified().split(' ')[1].toDouble();
-    return 0;
-}
-
-class PaintCount : public QObject
-{
-public:
-    explicit PaintCount(QWidget *widget) { widget->installEventFilter(this); }
-    int paints = 0;
-
-private:
-    bool eventFilter(QObject *object, QEvent *event) override
-    {
-        paints += event->type() == QEvent::Paint ? 1 : 0;
-        return QObject::eventFilter(object, event);
-    }
-};
-
-/// Milliseconds, the middle one of several.
-double Middle(std::vector<double> times)
-{
-    std::ranges::sort(times);
-    return times[times.size() / 2];
 }
 
 // ---- decoding
@@ -134,7 +90,7 @@ void DecodeLogAndChart()
         if (i % 256 == 0)
             QCoreApplication::processEvents(); // drawing has its share
     }
-    const double rate = records / Seconds(watch);
+    const double rate = records / drawing::Seconds(watch);
     std::printf("decoded, logged, charted and drawn     %9.0f records/s  %7.0f times the line's %.0f\n", rate,
                 rate / lineRecords, lineRecords);
 }
@@ -213,7 +169,7 @@ void WholeWindow()
     window.terminal.Write(bytes);
     while (window.Chart()->Rows() < records / 10)
         QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 100);
-    const double rate = records / Seconds(watch);
+    const double rate = records / drawing::Seconds(watch);
     std::printf("the whole window, by a pseudo-terminal %9.0f records/s  %7.0f times the line's %.0f\n", rate,
                 rate / lineRecords, lineRecords);
 }
@@ -243,7 +199,7 @@ void ClickDuringBursts()
                     },
                     Qt::BlockingQueuedConnection);
                 if (heard)
-                    latencies.push_back(1000 * Seconds(watch));
+                    latencies.push_back(1000 * drawing::Seconds(watch));
             }
         });
         while (window.Chart()->Rows() < round * burst / 10)
@@ -264,15 +220,9 @@ void ClickDuringBursts()
 
 // ---- one more row
 
-struct RowCost
+drawing::Cost OurRow(int rows)
 {
-    double milliseconds = 0;
-    double bytesPerRow = 0;
-};
-
-RowCost OurRow(int rows)
-{
-    const double resident = ResidentKilobytes();
+    const double resident = drawing::ResidentKilobytes();
     MonitorChart chart;
     chart.resize(width, height);
     chart.show();
@@ -285,81 +235,9 @@ RowCost OurRow(int rows)
     };
     while (row < rows)
         add();
-    const double bytes = (ResidentKilobytes() - resident) * 1024;
-    int drawn = 0;
-    QObject::connect(&chart, &QCustomPlot::afterReplot, &chart, [&drawn] { ++drawn; });
-    const PaintCount paints(&chart);
-    std::vector<double> times;
-    while (times.size() < 15) {
-        // The timer that keeps drawings apart is not part of the cost, nor is the painting of an earlier drawing.
-        QElapsedTimer still;
-        still.start();
-        while (still.elapsed() < 2 * MonitorChart::redrawPeriod.count())
-            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents, 10);
-        QCoreApplication::processEvents();
-        const int before = drawn;
-        QElapsedTimer watch;
-        watch.start();
-        add();
-        while (drawn == before)
-            QCoreApplication::processEvents();
-        const int painted = paints.paints;
-        while (paints.paints == painted)
-            QCoreApplication::processEvents();
-        times.push_back(1000 * Seconds(watch));
-    }
-    return {Middle(times), bytes / rows};
+    const double bytes = (drawing::ResidentKilobytes() - resident) * 1024;
+    return {drawing::OneMore(chart, add), bytes / rows};
 }
-
-#ifdef WITH_QT_CHARTS
-RowCost TheirRow(int rows)
-{
-    const double before = ResidentKilobytes();
-    auto *chart = new QChart;
-    QChartView view(chart);
-    view.resize(width, height);
-    auto *x = new QValueAxis;
-    chart->addAxis(x, Qt::AlignBottom);
-    QLineSeries *series[3];
-    QValueAxis *y[3];
-    for (int i = 0; i < 3; ++i) {
-        series[i] = new QLineSeries;
-        y[i] = new QValueAxis;
-        QList<QPointF> points;
-        for (int row = 1; row <= rows; ++row)
-            points.append({double(row), Value(row, i + 1)});
-        series[i]->append(points);
-        chart->addSeries(series[i]);
-        chart->addAxis(y[i], i == 0 ? Qt::AlignLeft : Qt::AlignRight);
-        series[i]->attachAxis(x);
-        series[i]->attachAxis(y[i]);
-        y[i]->setRange(100 * i + 70, 100 * i + 140);
-    }
-    x->setRange(1, rows);
-    view.show();
-    QCoreApplication::processEvents();
-    const double bytes = (ResidentKilobytes() - before) * 1024;
-    const PaintCount paints(view.viewport());
-    std::vector<double> times;
-    int row = rows;
-    const size_t wanted = rows > 100000 ? 3 : 7;
-    while (times.size() < wanted) {
-        for (int i = 0; i < 20; ++i)
-            QCoreApplication::processEvents();
-        const int painted = paints.paints;
-        QElapsedTimer watch;
-        watch.start();
-        ++row;
-        for (int i = 0; i < 3; ++i)
-            series[i]->append(row, Value(row, i + 1));
-        x->setRange(1, row);
-        while (paints.paints == painted)
-            QCoreApplication::processEvents();
-        times.push_back(1000 * Seconds(watch));
-    }
-    return {Middle(times), bytes / rows};
-}
-#endif
 } // namespace
 
 int main(int argc, char *argv[])
@@ -370,15 +248,15 @@ int main(int argc, char *argv[])
     // The largest first: memory that was freed and is used again would not be counted.
     std::printf("one more row, drawn (%dx%d, three curves)\n", width, height);
     for (const int rows : {1000000, 100000, 1000}) {
-        const RowCost ours = OurRow(rows);
+        const drawing::Cost ours = OurRow(rows);
         std::printf("  %8d rows  %8.2f ms", rows, ours.milliseconds);
         if (rows == 1000000)
-            std::printf(", %.0f bytes a row", ours.bytesPerRow);
+            std::printf(", %.0f bytes a row", ours.bytesPerPoint);
 #ifdef WITH_QT_CHARTS
-        const RowCost theirs = TheirRow(rows);
+        const drawing::Cost theirs = drawing::QtCharts(rows, 3, Value, {width, height});
         std::printf("   Qt Charts %9.2f ms", theirs.milliseconds);
         if (rows == 1000000)
-            std::printf(", %.0f bytes a row", theirs.bytesPerRow);
+            std::printf(", %.0f bytes a row", theirs.bytesPerPoint);
         std::printf("   ratio %.1f", theirs.milliseconds / ours.milliseconds);
 #endif
         std::printf("\n");

@@ -2,6 +2,7 @@
 
 #include "messages.h"
 #include "opening.h"
+#include "title.h"
 
 #include <QCheckBox>
 #include <QLabel>
@@ -72,12 +73,12 @@ void Window::Centre()
 
 void Window::Failed(const Error &error)
 {
-    messages::Show(this, QMessageBox::Critical, windowTitle(), error.Text());
+    messages::Show(this, QMessageBox::Critical, title::Of(*this), error.Text());
 }
 
 void Window::EndProgram(const Error &error)
 {
     DropHandlers();
     centralWidget()->setEnabled(false);
-    messages::ShowAndEnd(this, windowTitle(), error.Text());
+    messages::ShowAndEnd(this, title::Of(*this), error.Text());
 }

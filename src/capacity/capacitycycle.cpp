@@ -4,6 +4,7 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "base/paint.h"
+#include "base/title.h"
 #include "link/measurement.h"
 #include "link/quantity.h"
 #include "mescapa.h"
@@ -62,7 +63,7 @@ Task<void> MesCapa::StartCycle(RunPtr run)
         if (run->log)
             run->log->EndDischarge();
         else
-            messages::Show(this, QMessageBox::Warning, windowTitle(),
+            messages::Show(this, QMessageBox::Warning, title::Of(*this),
                            FileError(QStringLiteral("fichier de résultat"),
                                      QStringLiteral("il n'est ouvert que pour le dernier cycle"))
                                .Text());

@@ -3,6 +3,7 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "base/paint.h"
+#include "base/title.h"
 #include "link/measurement.h"
 #include "link/quantity.h"
 #include "runs/chargerules.h"
@@ -54,10 +55,13 @@ MesCapa::MesCapa(Codebas &link)
     connect(&awake_, &Awake::SleepComing, this, [this] { StopFor(Awake::sleepComing); });
     ShowUnconfirmed(link_.outputs, ui_.LbEtat);
     ui_.securites->Watch(link_, {&Quantity::chargeCurrent, &Quantity::dischargeCurrent});
+    pane_ =
+        AddRunCurve(*this, news_, ui_.LbCadAlim->parentWidget(), [this](const Error &error) { Window::Failed(error); });
 }
 
 void MesCapa::Load()
 {
+    pane_->Recall();
     Centre();
     for (QSlider *slider : {ui_.SlIChrg, ui_.SlIDech}) {
         slider->setMinimum(0);
@@ -104,7 +108,7 @@ Task<void> MesCapa::CBstart_Click()
 {
     if (run_ || leaving_)
         co_return;
-    if (MonitorKeepsLine(this, link_) || activity_.IsBarred(this, windowTitle()))
+    if (MonitorKeepsLine(this, link_) || activity_.IsBarred(this, title::Of(*this)))
         co_return;
     run_ = std::make_shared<Run>();
     const RunPtr run = run_;
@@ -275,7 +279,7 @@ void MesCapa::Overdue()
     link_.outputs.StepOver(Switched()); // in doubt from the start
     phaseClock_.reset();
     ui_.LbNote->setText(QStringLiteral("Interrompu : la carte ne répond plus"));
-    messages::Show(this, QMessageBox::Critical, windowTitle(),
+    messages::Show(this, QMessageBox::Critical, title::Of(*this),
                    QStringLiteral("La carte n'a rien répondu depuis 15 secondes : la mesure est arrêtée.\n"
                                   "Le programme coupe les sorties dès que la carte répond. "
                                   "En cas de doute, débranchez la batterie."));

@@ -8,6 +8,7 @@
 #include "capacityrules.h"
 #include "link/codebas.h"
 #include "runs/awake.h"
+#include "runs/runcurve.h"
 #include "runs/runnews.h"
 #include "runs/watch.h"
 #include "ui_mescapa.h"
@@ -157,6 +158,7 @@ private:
     RunPtr run_; ///< null while no measurement is under way
     CapacityRecord now_;
     RunNews news_{RunNews::Kind::Capacity};
+    FoldingPane *pane_ = nullptr;
     double CellCount_ = 0;
     bool ReadingsDue_ = false;
     bool FanOn_ = false;

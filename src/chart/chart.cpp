@@ -12,13 +12,41 @@
 namespace {
 constexpr double shortest = 10;  // along the axis of keys, so that the first points do not fill it
 constexpr double nearEnough = 5; // pixels from the cursor to a curve's end
+constexpr QMargins cursorPadding(6, 4, 6, 4);
+constexpr double cursorGap = 12; // pixels from the line to its text
 constexpr int legendColumns = 4;
 constexpr qint64 largestPicture = 1 << 28;
+
+constexpr double headroom = 0.2; // above the highest level, where an axis does not show all its values
+
+/// The least that an axis shows of values in this unit, so that a flat curve looks flat.
+double LeastSpan(const QString &unit, double value)
+{
+    static const QHash<QString, double> spans{
+        {QStringLiteral("V"), 0.1},
+        {QStringLiteral("A"), 0.1},
+        {QStringLiteral("°C"), 2},
+        {QStringLiteral("mAh"), 10},
+        {QString(), 10}, // counts
+    };
+    return spans.value(unit, std::max(2.0, 0.1 * std::abs(value)));
+}
+
+/// At least so much; of values that are not negative nothing below zero.
+QCPRange Widened(const QCPRange &extremes, double least)
+{
+    if (extremes.size() >= least)
+        return extremes;
+    double lower = extremes.center() - least / 2;
+    if (extremes.lower >= 0)
+        lower = std::max(0.0, lower);
+    return {lower, lower + least};
+}
 
 /// What an axis shows for values between two extremes: a little more.
 QCPRange WithMargin(const QCPRange &extremes)
 {
-    const double margin = extremes.size() > 0 ? 0.08 * extremes.size() : std::max(1.0, 0.05 * std::abs(extremes.lower));
+    const double margin = 0.08 * extremes.size();
     return {extremes.lower - margin, extremes.upper + margin};
 }
 
@@ -75,10 +103,12 @@ void Chart::MakeCursor()
     cursorLine_ = new QCPItemStraightLine(this);
     cursorLine_->setPen(QPen(QColor(90, 90, 90), 0, Qt::DashLine));
     cursorText_ = new QCPItemText(this);
-    cursorText_->setPadding(QMargins(6, 4, 6, 4));
+    cursorText_->setPadding(cursorPadding);
     cursorText_->setPen(QPen(QColor(150, 150, 150)));
     cursorText_->setBrush(QColor(255, 255, 240, 235));
     cursorText_->setTextAlignment(Qt::AlignLeft);
+    cursorText_->setPositionAlignment(Qt::AlignTop | Qt::AlignLeft);
+    cursorText_->setClipToAxisRect(false); // it may be wider than that
     cursorText_->position->setType(QCPItemPosition::ptAbsolute);
     for (QCPAbstractItem *item : std::initializer_list<QCPAbstractItem *>{cursorLine_, cursorText_}) {
         item->setLayer(QStringLiteral("cursor"));
@@ -117,7 +147,7 @@ QCPAxis *Chart::ValueAxis(const QString &name)
         if (!fitting_)
             followed_ = false;
     });
-    axes_.push_back({name, axis});
+    axes_.push_back({name, axis, {}});
     SetDraggedAxes();
     return axis;
 }
@@ -137,6 +167,10 @@ void Chart::RemoveCurves()
 {
     for (Curve *curve : std::exchange(curves_, {}))
         removePlottable(curve);
+    for (Band *band : std::exchange(bands_, {}))
+        removeItem(band);
+    for (Level *level : std::exchange(levels_, {}))
+        removeItem(level);
     for (const Axis &used : std::exchange(axes_, {})) {
         used.axis->setLabel({});
         used.axis->setVisible(false);
@@ -167,7 +201,39 @@ std::optional<QCPRange> Chart::Keys() const
         const QCPRange own(curve->KeyOf(0), curve->KeyOf(curve->Points() - 1));
         keys = keys ? keys->expanded(own) : own;
     }
+    for (const Band *band : bands_) {
+        const QCPRange own(band->From(), band->To().value_or(band->From()));
+        keys = keys ? keys->expanded(own) : own;
+    }
     return keys;
+}
+
+// ---- what marks them
+
+void Chart::BeginBand(double key, const QString &name, const QColor &colour)
+{
+    EndBand(key);
+    bands_.push_back(new Band(this, key, name, colour));
+    Changed();
+}
+
+void Chart::EndBand(double key)
+{
+    if (bands_.empty() || bands_.back()->To())
+        return;
+    bands_.back()->End(key);
+    Changed();
+}
+
+Level *Chart::AddLevel(QCPAxis *axis, const QString &name, const QColor &colour)
+{
+    levels_.push_back(new Level(axis, name, colour));
+    return levels_.back();
+}
+
+void Chart::SetMost(const QCPAxis *axis, double most)
+{
+    std::ranges::find(axes_, axis, &Axis::axis)->most = most;
 }
 
 // ---- drawing
@@ -178,9 +244,17 @@ void Chart::ShowAll()
     Changed();
 }
 
+bool Chart::IsSeen() const
+{
+    return isVisible() && updatesEnabled() && !window()->isMinimized();
+}
+
 void Chart::Changed()
 {
     if (redraw_.IsSet())
+        return;
+    stale_ = !IsSeen();
+    if (stale_)
         return;
     const Clock::Duration since = lastRedraw_ ? lastRedraw_->Elapsed() : redrawPeriod;
     redraw_.Start(std::max(0us, redrawPeriod - since));
@@ -188,6 +262,9 @@ void Chart::Changed()
 
 void Chart::Redraw()
 {
+    stale_ = !IsSeen();
+    if (stale_)
+        return;
     if (followed_)
         FitAxes();
     if (cursorText_->visible())
@@ -202,17 +279,38 @@ void Chart::FitAxes()
     const QCPRange keys = Keys().value_or(QCPRange(0, 0));
     const double length = std::max(keys.size(), shortest);
     xAxis->setRange(keys.lower - 0.01 * length, keys.lower + 1.01 * length);
-    for (const Axis &used : axes_) {
-        std::optional<QCPRange> values;
-        for (const Curve *curve : curves_) {
-            if (curve->valueAxis() != used.axis)
-                continue;
-            if (const std::optional<QCPRange> own = curve->Extremes())
-                values = values ? values->expanded(*own) : *own;
-        }
-        used.axis->setRange(WithMargin(values.value_or(QCPRange(0, shortest))));
-    }
+    for (const Axis &used : axes_)
+        used.axis->setRange(Fitting(used));
     fitting_ = false;
+}
+
+/// What an axis shows with everything in view.
+QCPRange Chart::Fitting(const Axis &axis) const
+{
+    std::optional<QCPRange> values;
+    const auto include = [&values](const QCPRange &own) { values = values ? values->expanded(own) : own; };
+    double least = 0;
+    for (const Curve *curve : curves_) {
+        if (curve->valueAxis() != axis.axis)
+            continue;
+        if (const std::optional<QCPRange> own = curve->Extremes()) {
+            include(*own);
+            least = std::max(least, LeastSpan(curve->Unit(), own->lower));
+        }
+    }
+    std::optional<double> highest;
+    for (const Level *level : levels_)
+        if (level->Axis() == axis.axis && level->Value()) {
+            include({*level->Value(), *level->Value()});
+            highest = highest ? std::max(*highest, *level->Value()) : *level->Value();
+        }
+    if (!values)
+        return WithMargin({0, shortest});
+    if (axis.most && highest && values->size() > *axis.most) {
+        const double upper = *highest + headroom * *axis.most;
+        return {upper - *axis.most, upper};
+    }
+    return WithMargin(Widened(*values, least));
 }
 
 void Chart::Save(const QString &path, Picture picture)
@@ -267,23 +365,28 @@ void Chart::ShowCursor(QPointF at)
         HideCursor();
         return;
     }
-    const double key = *NearestKey(wanted);
+    const double key = NearestKey(wanted).value_or(wanted);
     QString text = KeyText(key);
+    for (const Band *band : bands_)
+        if (band->Has(key))
+            text += QStringLiteral(" · ") + band->Name();
     for (const Curve *curve : curves_) {
         const qsizetype points = curve->Points();
         if (points == 0 || key < curve->KeyOf(0) - margin || key > curve->KeyOf(points - 1) + margin)
             continue; // it has not begun, or is over
         const double value = curve->ValueOf(*curve->Nearest(key));
-        text += u'\n' + curve->name() + QStringLiteral(" :");
+        text += u'\n' + curve->name() + QStringLiteral(" : ");
         if (std::isnan(value))
-            text += QStringLiteral(" –");
+            text += QStringLiteral("–");
         else
-            text += number::Str(value) + (curve->Unit().isEmpty() ? QString() : u' ' + curve->Unit());
+            text += number::Str(value).trimmed() + (curve->Unit().isEmpty() ? QString() : u' ' + curve->Unit());
     }
     cursorText_->setText(text);
+    const double length =
+        QFontMetricsF(cursorText_->font()).size(0, text).width() + cursorPadding.left() + cursorPadding.right() + 1;
     const bool rightHalf = at.x() > axisRect()->center().x();
-    cursorText_->setPositionAlignment(Qt::AlignTop | (rightHalf ? Qt::AlignRight : Qt::AlignLeft));
-    cursorText_->position->setCoords(at.x() + (rightHalf ? -12 : 12), axisRect()->top() + 8);
+    const double left = rightHalf ? at.x() - cursorGap - length : at.x() + cursorGap;
+    cursorText_->position->setCoords(std::max(0.0, std::min(left, width() - length)), axisRect()->top() + 8);
     cursorLine_->point1->setCoords(key, 0);
     cursorLine_->point2->setCoords(key, 1);
     cursorLine_->setVisible(true);
@@ -305,4 +408,11 @@ void Chart::leaveEvent(QEvent *event)
 {
     HideCursor();
     QCustomPlot::leaveEvent(event);
+}
+
+void Chart::paintEvent(QPaintEvent *event)
+{
+    if (stale_)
+        Changed();
+    QCustomPlot::paintEvent(event);
 }

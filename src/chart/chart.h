@@ -2,6 +2,7 @@
 
 #include "base/clock.h"
 #include "curve.h"
+#include "marks.h"
 
 #include <optional>
 #include <vector>
@@ -23,10 +24,23 @@ public:
     /// Shows a curve of this chart's axes; its axis takes the colour of its first curve.
     void Add(Curve *curve, const QColor &colour);
     const std::vector<Curve *> &Curves() const { return curves_; }
-    /// No curves and no value axes.
+    /// No curves, nothing that marks them, and no value axes.
     void RemoveCurves();
 
-    /// To be called after a change of what the curves hold: draws them soon.
+    /// The keys from this one on are a phase of that name, until the next one begins or it is ended.
+    void BeginBand(double key, const QString &name, const QColor &colour);
+    void EndBand(double key);
+    const std::vector<Band *> &Bands() const { return bands_; }
+
+    /// A line across at a value of that axis, which is in view with its curves.
+    Level *AddLevel(QCPAxis *axis, const QString &name, const QColor &colour);
+    const std::vector<Level *> &Levels() const { return levels_; }
+
+    /// With everything in view, an axis that has a level shows no more than `most` of its values, around the highest
+    /// level.
+    void SetMost(const QCPAxis *axis, double most);
+
+    /// To be called after a change of what the curves or levels hold: draws them soon, or when the chart is seen again.
     void Changed();
 
     /// The whole chart is in view and stays so as it grows.
@@ -55,23 +69,29 @@ protected:
     virtual QString KeyText(double key) const;
 
 private:
+    struct Axis
+    {
+        QString name;
+        QCPAxis *axis;
+        std::optional<double> most; ///< of its values in view
+    };
     void MakeFrame();
     void MakeCursor();
     void SetDraggedAxes();
     void Redraw();
     void FitAxes();
+    QCPRange Fitting(const Axis &axis) const;
+    bool IsSeen() const;
     std::optional<QCPRange> Keys() const;
     std::optional<double> NearestKey(double key) const;
     void ShowCursor(QPointF at);
     void leaveEvent(QEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
 
-    struct Axis
-    {
-        QString name;
-        QCPAxis *axis;
-    };
     std::vector<Axis> axes_; ///< of values
     std::vector<Curve *> curves_;
+    std::vector<Band *> bands_;
+    std::vector<Level *> levels_;
     QCPItemStraightLine *cursorLine_;
     QCPItemText *cursorText_;
     QPointF cursorAt_;
@@ -79,4 +99,5 @@ private:
     std::optional<Stopwatch> lastRedraw_; ///< since it
     bool followed_ = true;                ///< the user has not chosen a view
     bool fitting_ = false;
+    bool stale_ = false; ///< it has changed while nobody saw it
 };

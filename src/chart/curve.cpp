@@ -12,12 +12,14 @@ void Curve::Block::Add(double value)
 {
     lowest = std::fmin(lowest, value); // a number wins over none
     highest = std::fmax(highest, value);
+    gap = gap || std::isnan(value);
 }
 
 void Curve::Block::Add(const Block &other)
 {
     lowest = std::fmin(lowest, other.lowest);
     highest = std::fmax(highest, other.highest);
+    gap = gap || other.gap;
 }
 
 void Curve::Append(double key, double value)
@@ -32,6 +34,14 @@ void Curve::ChangeValue(qsizetype point, double value)
 {
     (mDataContainer->begin() + point)->value = value;
     Measure(point / blockPoints);
+}
+
+/// Its last block is filled up, so that no block is on both sides.
+void Curve::Break(double key)
+{
+    do
+        Append(key, qQNaN());
+    while (Points() % blockPoints != 0);
 }
 
 void Curve::RemoveFrom(double key)
@@ -76,8 +86,8 @@ std::optional<QCPRange> Curve::Extremes() const
     return QCPRange(all.lowest, all.highest);
 }
 
-/// Two points a pixel, the lowest and the highest value there. The blocks at both ends may reach beyond what is
-/// visible, which is cut off when it is painted.
+/// Two points a pixel, the lowest and the highest value there; a pixel ends at a gap, and so does the line. The blocks
+/// at both ends may reach beyond what is visible, which is cut off when it is painted.
 void Curve::getOptimizedLineData(QVector<QCPGraphData> *lineData, const QCPGraphDataContainer::const_iterator &begin,
                                  const QCPGraphDataContainer::const_iterator &end) const
 {
@@ -91,13 +101,15 @@ void Curve::getOptimizedLineData(QVector<QCPGraphData> *lineData, const QCPGraph
     }
     const qsizetype step = blockCount / pixels;
     lineData->reserve(2 * (blockCount / step + 1));
-    for (qsizetype block = firstBlock; block < firstBlock + blockCount; block += step) {
-        Block extremes;
-        const qsizetype next = std::min(block + step, firstBlock + blockCount);
-        for (qsizetype i = block; i < next; ++i)
-            extremes.Add(blocks_[static_cast<size_t>(i)]);
+    for (qsizetype block = firstBlock; block < firstBlock + blockCount;) {
         const double key = (all + block * blockPoints)->key;
+        const qsizetype next = std::min(block + step, firstBlock + blockCount);
+        Block extremes;
+        while (block < next && !extremes.gap)
+            extremes.Add(blocks_[static_cast<size_t>(block++)]);
         lineData->append(QCPGraphData(key, extremes.lowest));
         lineData->append(QCPGraphData(key, extremes.highest));
+        if (extremes.gap)
+            lineData->append(QCPGraphData(key, qQNaN()));
     }
 }

@@ -20,6 +20,8 @@ public:
     /// Not a number for no value.
     void Append(double key, double value);
     void ChangeValue(qsizetype point, double value);
+    /// What follows from this key on is not joined to what came before, however much is drawn in a pixel.
+    void Break(double key);
     /// All points of that key and later ones.
     void RemoveFrom(double key);
 
@@ -39,6 +41,7 @@ private:
     {
         double lowest = qQNaN();
         double highest = qQNaN();
+        bool gap = false; ///< a point without a value
         void Add(double value);
         void Add(const Block &other);
     };

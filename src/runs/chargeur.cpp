@@ -49,6 +49,7 @@ Chargeur::Chargeur(Codebas &link)
 
 void Chargeur::Load()
 {
+    RunWindow::Load();
     Centre();
     for (QSlider *slider : {ui_.Slider1, ui_.Slider2, ui_.Slider3}) {
         slider->setMaximum(255);
@@ -56,7 +57,6 @@ void Chargeur::Load()
     }
     settleDone_.Clear();
     StopMode_ = true;
-    RunWindow::Load();
 }
 
 void Chargeur::Leave(bool running)

@@ -1,13 +1,12 @@
 #include "limitsbox.h"
 
-#include "base/drive.h"
+#include "base/remembered.h"
 #include "warning.h"
 
 #include <QCheckBox>
 #include <QGridLayout>
 #include <QLabel>
 #include <QLineEdit>
-#include <QSettings>
 #include <QSignalBlocker>
 #include <QSpinBox>
 
@@ -93,8 +92,7 @@ void LimitsBox::Row::Set(std::optional<int> value)
 
 void LimitsBox::Recall()
 {
-    QSettings settings(drive::SettingsFile(), QSettings::IniFormat);
-    settings.beginGroup(window()->objectName());
+    Remembered settings(*window());
     for (Row &row : rows_) {
         bool isNumber = false;
         const int value = settings.value(row.key).toInt(&isNumber);
@@ -114,11 +112,9 @@ void LimitsBox::Show(const Limits &limits)
     ShowBlindness();
 }
 
-/// On a disk that takes nothing more they hold until the program ends.
 void LimitsBox::Remember(const Row &row) const
 {
-    QSettings settings(drive::SettingsFile(), QSettings::IniFormat);
-    settings.beginGroup(window()->objectName());
+    Remembered settings(*window());
     settings.setValue(row.key, row.limit->value());
     settings.setValue(TickedKey(row.key), row.ticked->isChecked());
 }

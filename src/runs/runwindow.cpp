@@ -2,6 +2,7 @@
 
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/title.h"
 #include "link/measurement.h"
 #include "runnote.h"
 #include "streaming.h"
@@ -45,6 +46,8 @@ void RunWindow::SetPanel(const Panel &panel)
     panel_ = panel;
     ShowUnconfirmed(link_.outputs, panel_.state);
     panel_.limits->Watch(link_, {&kind_.current});
+    pane_ = AddRunCurve(*this, news_, panel_.supplyCount->parentWidget(),
+                        [this](const Error &error) { Window::Failed(error); });
 }
 
 /// A cause is too long for the letters of a state.
@@ -63,6 +66,7 @@ void RunWindow::Load()
     read_ = {};
     portClosed_.Forget();
     panel_.limits->Recall();
+    pane_->Recall();
     ShowState(QStringLiteral("Prêt"));
 }
 
@@ -141,7 +145,7 @@ void RunWindow::SwitchOffUnanswered()
 
 Task<void> RunWindow::CBstart_Click()
 {
-    if (MonitorKeepsLine(this, link_) || activity_.IsBarred(this, windowTitle()))
+    if (MonitorKeepsLine(this, link_) || activity_.IsBarred(this, title::Of(*this)))
         co_return;
     const RunPtr fresh = NewRun();
     co_await StartRun(fresh);
@@ -318,7 +322,7 @@ void RunWindow::Overdue()
     link_.outputs.StepOver(Switched()); // in doubt from the start
     run->log.reset();
     ShowState(QStringLiteral("Arret"));
-    messages::Show(this, QMessageBox::Critical, windowTitle(),
+    messages::Show(this, QMessageBox::Critical, title::Of(*this),
                    QStringLiteral("La carte n'a fourni aucune mesure depuis 15 secondes : « %1 » est arrêté.\n"
                                   "Le programme coupe les sorties dès que la carte répond. "
                                   "En cas de doute, débranchez la batterie.")

@@ -8,6 +8,7 @@
 #include "limitsbox.h"
 #include "link/codebas.h"
 #include "link/quantity.h"
+#include "runcurve.h"
 #include "runlog.h"
 #include "runnews.h"
 #include "watch.h"
@@ -203,6 +204,7 @@ private:
     const Kind kind_;
     const Activity activity_;
     QString logPath_;
+    FoldingPane *pane_ = nullptr;
     Outputs::RunPtr switched_;
     Flag tick_;
     Onset portClosed_;

@@ -1,6 +1,7 @@
 #include "unattended.h"
 
 #include "base/messages.h"
+#include "base/title.h"
 #include "limitsbox.h"
 #include "link/measurement.h"
 #include "packbox.h"
@@ -20,7 +21,7 @@ constexpr auto beginning = 1min; // how long the connection and the settings may
 
 Unattended::Unattended(Window &window)
     : window_(window), tooLate_([this] {
-        messages::ShowAndEnd(&window_, window_.windowTitle(),
+        messages::ShowAndEnd(&window_, title::Of(window_),
                              QStringLiteral("La carte ne répond pas : rien n'a été commencé."));
     })
 {
@@ -36,7 +37,7 @@ bool Unattended::IsPossible(const QString &option, const QString &what, double a
 {
     if (scale != 0 && std::round(amperes * scale) <= highestSetting)
         return true;
-    messages::ShowAndEnd(&window_, window_.windowTitle(),
+    messages::ShowAndEnd(&window_, title::Of(window_),
                          scale == 0
                              ? QStringLiteral("Le réglage du courant de %1 de la carte n'est pas étalonné.").arg(what)
                              : QStringLiteral("--%1 %2 : de 0 à %3 A avec cette carte")
@@ -71,7 +72,7 @@ void Unattended::SetLimits(const Limits &limits)
     auto *box = window_.findChild<LimitsBox *>();
     box->Show(limits);
     if (!box->Blindness().isEmpty())
-        messages::Show(&window_, QMessageBox::Warning, window_.windowTitle(), box->Blindness());
+        messages::Show(&window_, QMessageBox::Warning, title::Of(window_), box->Blindness());
 }
 
 void Unattended::SetPack(const QString &name)
@@ -87,7 +88,7 @@ void Unattended::End(const QString &summary)
 
 void Unattended::EndFor(const QString &cause)
 {
-    messages::Show(&window_, QMessageBox::Warning, window_.windowTitle(), QStringLiteral("Arret : ") + cause);
+    messages::Show(&window_, QMessageBox::Warning, title::Of(window_), QStringLiteral("Arret : ") + cause);
     Q_EMIT Over(forCause);
 }
 

@@ -11,7 +11,7 @@ QLabel *RedWarning(const QString &text, QWidget *parent)
     return warning;
 }
 
-void PutOnTitleLine(QLabel *warning, QWidget *frame)
+void PutOnTitleLine(QWidget *warning, QWidget *frame)
 {
     auto *grid = qobject_cast<QGridLayout *>(frame->parentWidget()->layout());
     int row = 0, column = 0, rows = 0, columns = 0;

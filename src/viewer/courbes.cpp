@@ -1,6 +1,7 @@
 #include "courbes.h"
 
 #include "base/wholefile.h"
+#include "chart/colours.h"
 #include "chart/picturemenu.h"
 #include "logs/csv.h"
 #include "ui_courbes.h"
@@ -204,7 +205,7 @@ void Courbes::ShowQuantities()
         chosen.insert(ui_->Grandeurs->item(i)->text(), ui_->Grandeurs->item(i)->checkState());
     ui_->Grandeurs->clear();
     for (const QString &quantity : Overlay::Quantities(Logs())) {
-        auto *item = new QListWidgetItem(Swatch(Overlay::Colour(quantity)), quantity, ui_->Grandeurs);
+        auto *item = new QListWidgetItem(Swatch(colours::Of(quantity)), quantity, ui_->Grandeurs);
         item->setToolTip(quantity);
         item->setCheckState(chosen.value(quantity, Overlay::IsUsual(quantity) ? Qt::Checked : Qt::Unchecked));
     }

@@ -1,5 +1,7 @@
 #include "overlay.h"
 
+#include "chart/colours.h"
+
 #include <algorithm>
 #include <limits>
 
@@ -9,28 +11,6 @@ const QStringList &NotDrawn()
 {
     static const QStringList labels{QStringLiteral("Durée"), QStringLiteral("Temps"), QStringLiteral("Echantillon")};
     return labels;
-}
-
-struct Known
-{
-    const char *label;
-    QColor colour;
-};
-/// What people look at first, in this order.
-constexpr Known usual[] = {{"V Batterie", QColor(31, 95, 191)},       {"VBat (carte)", QColor(31, 95, 191)},
-                           {"Courant", QColor(192, 57, 43)},          {"Courant de charge", QColor(192, 57, 43)},
-                           {"Courant (carte)", QColor(192, 57, 43)},  {"Courant de décharge", QColor(230, 126, 34)},
-                           {"Température", QColor(125, 90, 20)},      {"Température (carte)", QColor(125, 90, 20)},
-                           {"Capacité", QColor(34, 125, 80)},         {"Capacité chargée", QColor(34, 125, 80)},
-                           {"Capacité (carte)", QColor(34, 125, 80)}, {"Capacité déchargée", QColor(90, 160, 40)}};
-constexpr QColor unusual[] = {QColor(120, 60, 160), QColor(0, 130, 150), QColor(170, 30, 110), QColor(90, 90, 90),
-                              QColor(60, 60, 200),  QColor(140, 70, 50), QColor(0, 110, 60)};
-
-const Known *FindUsual(const QString &label)
-{
-    const auto *const found =
-        std::ranges::find_if(usual, [&](const Known &known) { return label == QString::fromUtf8(known.label); });
-    return found == std::end(usual) ? nullptr : found;
 }
 
 QColor Shade(const QColor &colour, size_t log)
@@ -57,25 +37,15 @@ QStringList Overlay::Quantities(const std::vector<const Log *> &logs)
             if (!others.contains(column.label) && !NotDrawn().contains(column.label))
                 others.append(column.label);
     QStringList labels;
-    for (const Known &known : usual)
-        if (const QString label = QString::fromUtf8(known.label); others.removeOne(label))
+    for (const QString &label : colours::Usual())
+        if (others.removeOne(label))
             labels.append(label);
     return labels + others;
 }
 
 bool Overlay::IsUsual(const QString &quantity)
 {
-    return FindUsual(quantity) != nullptr;
-}
-
-QColor Overlay::Colour(const QString &quantity)
-{
-    if (const Known *const known = FindUsual(quantity))
-        return known->colour;
-    size_t sum = 0;
-    for (const QChar letter : quantity)
-        sum += letter.unicode();
-    return unusual[sum % std::size(unusual)];
+    return colours::Usual().contains(quantity);
 }
 
 void Overlay::Draw(const std::vector<const Log *> &logs, const QStringList &quantities, Align align)
@@ -98,7 +68,7 @@ void Overlay::Add(const Log &log, const Log::Column &column, const QString &mark
     auto *curve = new Curve(chart_.xAxis, axis);
     curve->setName(column.label + mark);
     curve->SetUnit(column.unit);
-    chart_.Add(curve, Shade(Colour(column.label), shade));
+    chart_.Add(curve, Shade(colours::Of(column.label), shade));
     if (!axis->label().contains(column.label)) {
         QString names = axis->label().section(QStringLiteral(" ["), 0, 0);
         names += (names.isEmpty() ? QString() : QStringLiteral(", ")) + column.label;

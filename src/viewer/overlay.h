@@ -30,7 +30,6 @@ public:
     static QStringList Quantities(const std::vector<const Log *> &logs);
     /// Whether a quantity is worth drawing before anybody has chosen.
     static bool IsUsual(const QString &quantity);
-    static QColor Colour(const QString &quantity);
 
 private:
     struct Drawn

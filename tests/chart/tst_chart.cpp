@@ -38,6 +38,19 @@ QString PointAt(Chart &chart, double key)
     return {};
 }
 
+/// Makes public what a curve is drawn from.
+class OpenCurve : public Curve
+{
+public:
+    using Curve::Curve;
+    QVector<QCPGraphData> Line() const
+    {
+        QVector<QCPGraphData> points;
+        getOptimizedLineData(&points, mDataContainer->constBegin(), mDataContainer->constEnd());
+        return points;
+    }
+};
+
 /// A night of one-second records of five quantities.
 constexpr int night = 10 * 3600;
 void FillNight(Chart &chart)
@@ -112,6 +125,28 @@ private Q_SLOTS:
         QCOMPARE(curve->Extremes()->upper, 10.0);
     }
 
+    void NothingIsDrawnAcrossABreak()
+    {
+        Chart chart;
+        Show(chart);
+        auto *curve = new OpenCurve(chart.xAxis, chart.ValueAxis(QStringLiteral("V")));
+        for (int second = 0; second < night; ++second) {
+            if (second == night / 2)
+                curve->Break(second);
+            curve->Append(second, second < night / 2 ? 1 : 9);
+        }
+        const QVector<QCPGraphData> line = curve->Line();
+        QVERIFY(line.size() < 10 * chart.axisRect()->width());
+        double before = line[0].value;
+        int breaks = 0;
+        for (const QCPGraphData &point : line) {
+            breaks += std::isnan(point.value) ? 1 : 0;
+            QVERIFY(std::isnan(before) || std::isnan(point.value) || before == point.value);
+            before = point.value;
+        }
+        QCOMPARE(breaks, 1);
+    }
+
     void ValuesWithUnitsUnderTheCursor()
     {
         Chart chart;
@@ -140,6 +175,129 @@ private Q_SLOTS:
         SOON(chart.xAxis->range().lower < -20);
         QCOMPARE(PointAt(chart, -20), QStringLiteral("-0:00:20\nV : 1 V"));
         QCOMPARE(PointAt(chart, 0), QStringLiteral("0:00:00\nV : 2 V"));
+    }
+
+    void FlatCurvesHaveAnAxisOfSomeLength_data()
+    {
+        QTest::addColumn<QString>("unit");
+        QTest::addColumn<double>("lowest");
+        QTest::addColumn<double>("highest");
+        QTest::addColumn<double>("from"); // what has to be in view at least
+        QTest::addColumn<double>("to");
+        QTest::addColumn<double>("span"); // and at most
+        QTest::newRow("volts") << "V" << 7.24 << 7.25 << 7.195 << 7.295 << 0.15;
+        QTest::newRow("equal volts") << "V" << 7.25 << 7.25 << 7.2 << 7.3 << 0.15;
+        QTest::newRow("many volts") << "V" << 7.0 << 9.0 << 7.0 << 9.0 << 2.5;
+        QTest::newRow("amperes") << "A" << 1.5 << 1.51 << 1.455 << 1.555 << 0.15;
+        QTest::newRow("a discharge") << "A" << -1.5 << -1.5 << -1.55 << -1.45 << 0.15;
+        QTest::newRow("no ampere") << "A" << 0.0 << 0.0 << 0.0 << 0.1 << 0.15;
+        QTest::newRow("degrees") << "°C" << 25.0 << 25.0 << 24.0 << 26.0 << 2.5;
+        QTest::newRow("mAh") << "mAh" << 0.0 << 1.0 << 0.0 << 10.0 << 12.0;
+        QTest::newRow("counts") << "" << 700.0 << 702.0 << 696.0 << 706.0 << 12.0;
+        QTest::newRow("others") << "mΩ" << 40.0 << 40.0 << 39.0 << 41.0 << 5.0;
+    }
+    void FlatCurvesHaveAnAxisOfSomeLength()
+    {
+        QFETCH(QString, unit);
+        QFETCH(double, lowest);
+        QFETCH(double, highest);
+        QFETCH(double, from);
+        QFETCH(double, to);
+        QFETCH(double, span);
+        Chart chart;
+        Show(chart);
+        Curve *curve = Add(chart, "axis", "curve", unit.toUtf8());
+        curve->Append(0, lowest);
+        curve->Append(1, highest);
+        Simulated().Run(100ms);
+        constexpr double little = 1e-9;
+        QVERIFY(chart.yAxis->range().lower <= from + little);
+        QVERIFY(chart.yAxis->range().upper >= to - little);
+        QVERIFY(chart.yAxis->range().size() <= span);
+    }
+
+    void LevelsAreInView()
+    {
+        Chart chart;
+        Show(chart);
+        Curve *curve = Add(chart, "V", "V", "V");
+        curve->Append(0, 7);
+        Level *level = chart.AddLevel(curve->valueAxis(), QStringLiteral("Fin"), Qt::red);
+        chart.Changed();
+        SOON(curve->valueAxis()->range().contains(7));
+        level->Set(4);
+        chart.Changed();
+        SOON(curve->valueAxis()->range().contains(4));
+        QVERIFY(curve->valueAxis()->range().contains(7));
+        chart.SetMost(curve->valueAxis(), 1);
+        chart.Changed();
+        SOON(!curve->valueAxis()->range().contains(7));
+        QVERIFY(curve->valueAxis()->range().contains(4));
+        QVERIFY(curve->valueAxis()->range().size() <= 1.001);
+        chart.RemoveCurves();
+        QVERIFY(chart.Levels().empty());
+    }
+
+    void BandsArePaintedBehindTheCurvesAndNamed()
+    {
+        Chart chart;
+        Show(chart);
+        Curve *volts = Add(chart, "V", "V", "V");
+        chart.BeginBand(0, QStringLiteral("Charge"), QColor(255, 0, 0));
+        for (int second = 0; second <= 100; ++second)
+            volts->Append(second, 7);
+        chart.BeginBand(50, QStringLiteral("Pause"), QColor(0, 0, 255));
+        SOON(chart.xAxis->range().upper > 100);
+        Simulated().Run(100ms);
+        QCOMPARE(PointAt(chart, 20).section(u'\n', 0, 0), QStringLiteral("0:00:20 · Charge"));
+        QCOMPARE(PointAt(chart, 80).section(u'\n', 0, 0), QStringLiteral("0:01:20 · Pause"));
+        chart.HideCursor();
+        const QImage picture = chart.grab().toImage();
+        const auto colour = [&](double key) {
+            return picture.pixelColor(qRound(chart.xAxis->coordToPixel(key)), chart.axisRect()->bottom() - 5);
+        };
+        QCOMPARE(colour(22), QColor(255, 0, 0));
+        QCOMPARE(colour(77), QColor(0, 0, 255));
+    }
+
+    void WhatNobodySeesIsNotDrawn()
+    {
+        Chart chart;
+        Show(chart);
+        Curve *volts = Add(chart, "V", "V", "V");
+        volts->Append(0, 7);
+        Simulated().Run(100ms);
+        chart.hide();
+        int drawn = 0;
+        connect(&chart, &QCustomPlot::afterReplot, &chart, [&drawn] { ++drawn; });
+        for (int second = 1; second <= 100; ++second) {
+            volts->Append(second, 7);
+            chart.Changed();
+            Simulated().Run(1s);
+        }
+        QCOMPARE(drawn, 0);
+        chart.show();
+        SOON(chart.xAxis->range().upper > 100);
+        QVERIFY(drawn > 0);
+    }
+
+    void ValuesStayInAChartThatIsNarrow()
+    {
+        Chart chart;
+        chart.resize(180, 300);
+        chart.show();
+        Curve *volts = Add(chart, "V", "V Batterie", "V");
+        for (int second = 0; second <= 100; ++second)
+            volts->Append(second, -7.25);
+        SOON(chart.xAxis->range().upper > 100);
+        for (const double key : {1, 50, 99}) {
+            QCOMPARE(PointAt(chart, key).section(u'\n', 1), QStringLiteral("V Batterie : -7.25 V"));
+            for (int i = 0; i < chart.itemCount(); ++i)
+                if (const auto *text = qobject_cast<QCPItemText *>(chart.item(i))) {
+                    QVERIFY(text->topLeft->pixelPosition().x() >= 0);
+                    QVERIFY(text->bottomRight->pixelPosition().x() <= chart.width());
+                }
+        }
     }
 
     void ANightIsDrawnInLessThanTenMilliseconds()

@@ -622,10 +622,11 @@ private Q_SLOTS:
         h.runner.Start(Ask(&h.link, Request(13), Reply::Framed(2), &other));
         SOON(other.done);
         QVERIFY(watch.Elapsed() >= 900ms);
-        QVERIFY(watch.Elapsed() <= 1200ms);
+        QVERIFY(watch.Elapsed() <= 1300ms);
         QCOMPARE(other.reply, Bytes({2, 10, 0}));
         SOON_EQUAL(h.sessions, 1);
-        QCOMPARE(h.board.Received(), Request(13) + WholeHandshake());
+        // The second answer may be late instead of lost: the first of his answers is only a sign of life.
+        QCOMPARE(h.board.Received(), Request(13) + Request(13) + WholeHandshake());
         QCOMPARE(seconds, 2);
         QVERIFY(h.runner.ThrewNothing());
     }

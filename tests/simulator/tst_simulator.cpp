@@ -99,7 +99,7 @@ private Q_SLOTS:
     void EveryFaultStrikes()
     {
         QFETCH(QString, kind);
-        Order order = Seed(4);
+        Order order = Seed(6);
         order.window = QStringLiteral("Chargeur");
         order.fault = kind;
         const Outcome outcome = World(order).Explore();

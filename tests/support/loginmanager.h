@@ -1,8 +1,8 @@
 #pragma once
 
-#include <QDBusConnection>
+#include "privatebus.h"
+
 #include <QDBusUnixFileDescriptor>
-#include <QProcess>
 
 #include <vector>
 
@@ -32,24 +32,13 @@ public:
     {
         for (const Inhibitor &inhibitor : inhibitors)
             close(inhibitor.pipe);
-        QDBusConnection::disconnectFromBus(QStringLiteral("login manager"));
-        bus_.terminate();
-        bus_.waitForFinished();
     }
 
     bool Start()
     {
-        bus_.start(QStringLiteral("dbus-daemon"),
-                   {QStringLiteral("--session"), QStringLiteral("--nofork"), QStringLiteral("--print-address")});
-        if (!bus_.waitForReadyRead())
-            return false;
-        address_ = QString::fromLatin1(bus_.readLine().trimmed());
-        QDBusConnection own = QDBusConnection::connectToBus(address_, QStringLiteral("login manager"));
-        return own.registerService(QStringLiteral("org.freedesktop.login1")) &&
-               own.registerObject(QStringLiteral("/org/freedesktop/login1"), this,
-                                  QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllSignals);
+        return bus_.Start(QStringLiteral("org.freedesktop.login1"), QStringLiteral("/org/freedesktop/login1"), this);
     }
-    QString Address() const { return address_; }
+    QString Address() const { return bus_.Address(); }
 
     std::vector<Inhibitor> inhibitors;
 
@@ -68,6 +57,5 @@ Q_SIGNALS:
     void PrepareForSleep(bool coming);
 
 private:
-    QString address_;
-    QProcess bus_;
+    PrivateBus bus_;
 };

@@ -51,6 +51,7 @@ int main(int argc, char *argv[])
         qputenv("QT_QPA_PLATFORM", "offscreen"); // what the tests reckon with
     const QTemporaryDir home;                    // what the program keeps in its user's home is nobody else's
     qputenv("HOME", home.path().toLocal8Bit());
+    qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:"); // nor are its notifications for the user's desktop
     QApplication app(argc, argv);
     QApplication::setAttribute(Qt::AA_Use96Dpi);
     if (first.empty() || first.front() == '-')

@@ -1,8 +1,11 @@
 #include "main.h"
 
 #include "base/messages.h"
+#include "base/title.h"
 #include "link/command.h"
 #include "linkstatus.h"
+#include "runs/runnotice.h"
+#include "runs/runtitle.h"
 #include "runs/unconfirmed.h"
 
 #include <QApplication>
@@ -84,7 +87,7 @@ Main::Main(std::unique_ptr<Port> port)
     connect(&link_, &Codebas::BoardStreamsChanged, this, &Main::ShowStreaming);
     connect(&unwatched_, &Unwatched::Changed, this, &Main::ShowWarnings);
     connect(&com_, &Com::PortLost, this, [this](const QString &reason) {
-        messages::Show(this, QMessageBox::Warning, windowTitle(),
+        messages::Show(this, QMessageBox::Warning, title::Of(*this),
                        QStringLiteral("La liaison avec %1 est coupée : %2\n"
                                       "Elle reprendra d'elle-même quand le port sera de retour.")
                            .arg(com_.PortName(), reason));
@@ -126,6 +129,9 @@ Main::Main(std::unique_ptr<Port> port)
     for (const RunWindow *window : std::initializer_list<const RunWindow *>{&chargeur_, &dechargeur_})
         connect(window, &RunWindow::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
     connect(&capacity_, &MesCapa::ConnectionWanted, this, &Main::ConnectForSwitchingOff);
+    FollowRuns(chargeur_, chargeur_.News());
+    FollowRuns(dechargeur_, dechargeur_.News());
+    FollowRuns(capacity_, capacity_.News());
     connect(&link_.line, &Exchanges::SessionWanted, this, &Main::GreetStreamingBoard);
     Window::opensNow = [this](Window &window) { return OpensNow(window); };
     monitor_.AskBefore([this] { return !RunIsOn(); });
@@ -240,6 +246,14 @@ void Main::EnterRuns()
 }
 
 // ---- warnings
+
+/// In the title bars of the run's window and of this one, and at its end on the desktop.
+void Main::FollowRuns(QWidget &window, const RunNews &news)
+{
+    const auto *progress = new RunProgress(news, &window);
+    new RunTitle(*progress, {&window, this}, &window);
+    new RunNotice(*progress, &window);
+}
 
 void Main::AddStrip(QMainWindow &window, const QString &cutText)
 {
@@ -362,7 +376,7 @@ void Main::LeavePort(std::function<void()> left)
         BeginLeavingPort(std::move(left));
         return;
     }
-    question_ = messages::Ask(this, windowTitle(),
+    question_ = messages::Ask(this, title::Of(*this),
                               (on ? QStringLiteral("%1 est en cours.").arg(on->Name()) : flows + u'.') +
                                   QStringLiteral("\nChanger de port arrête ce qui est en marche."),
                               {QStringLiteral("Arrêter et changer de port"), QStringLiteral("Annuler")},
@@ -397,7 +411,7 @@ Task<void> Main::LeavePortInOrder(std::function<void()> left)
     Task<void> leaving = com_.PortOpen() ? Disconnect() : link_.ClosePort();
     co_await leaving;
     if (link_.outputs.Unconfirmed())
-        messages::Show(this, QMessageBox::Warning, windowTitle(),
+        messages::Show(this, QMessageBox::Warning, title::Of(*this),
                        QStringLiteral("La carte de %1 n'a pas confirmé que tout est coupé.\n"
                                       "En cas de doute, débranchez la batterie.")
                            .arg(com_.PortName()));
@@ -454,10 +468,10 @@ void Main::Failed(std::exception_ptr thrown)
         std::rethrow_exception(thrown);
     } catch (const PortError &error) {
         const QString wayOut = error.WayOut().isEmpty() ? QString() : u'\n' + error.WayOut();
-        messages::Show(this, QMessageBox::Warning, windowTitle(), error.Text() + wayOut);
+        messages::Show(this, QMessageBox::Warning, title::Of(*this), error.Text() + wayOut);
         Q_EMIT ConnectionFailed();
     } catch (const Error &error) {
-        messages::Show(this, QMessageBox::Warning, windowTitle(), error.Text());
+        messages::Show(this, QMessageBox::Warning, title::Of(*this), error.Text());
         Q_EMIT ConnectionFailed();
     }
 }
@@ -501,7 +515,7 @@ bool Main::AsksBeforeLeaving(std::function<void(bool)> leave)
         return false;
     const bool run = on->What() == Activity::Kind::Run;
     question_ = messages::Ask(
-        this, windowTitle(),
+        this, title::Of(*this),
         run ? QStringLiteral("%1 est en cours, et c'est le programme qui la termine.").arg(on->Name())
             : QStringLiteral("%1 est ouverte et laisse passer un courant.").arg(on->Name()),
         {run ? QStringLiteral("Arrêter la ") + on->Name().section(u' ', 1) : QStringLiteral("Arrêter le courant"),
@@ -519,7 +533,7 @@ bool Main::AsksBeforeLeaving(std::function<void(bool)> leave)
 void Main::CbMoni_Click()
 {
     if (RunIsOn())
-        messages::Show(this, QMessageBox::Warning, windowTitle(),
+        messages::Show(this, QMessageBox::Warning, title::Of(*this),
                        QStringLiteral("Une charge ou une décharge est en cours, et c'est le programme qui la termine.\n"
                                       "Arrêtez-la d'abord : le moniteur garde la liaison pour lui seul."));
     else

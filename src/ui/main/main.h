@@ -94,6 +94,7 @@ private:
     void GreetStreamingBoard();
     bool OpensNow(Window &window);
     void EnterRuns();
+    void FollowRuns(QWidget &window, const RunNews &news);
     void AddStrip(QMainWindow &window, const QString &cutText);
     void ShowWarnings();
     void ShowStreaming();

@@ -3,6 +3,7 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/timer.h"
+#include "base/title.h"
 
 #include <QMenuBar>
 #include <QSettings>
@@ -180,7 +181,7 @@ void PortSwitch::BoardHasFailed(const QString &reason)
         SetVirtual(false);
         Begin({});
     }
-    messages::Show(&main_, QMessageBox::Warning, main_.windowTitle(), reason);
+    messages::Show(&main_, QMessageBox::Warning, title::Of(main_), reason);
 }
 
 // ---- what is plugged in
@@ -200,7 +201,7 @@ void PortSwitch::LookForNew()
 void PortSwitch::Offer(const ports::Found &fresh)
 {
     offered_ = fresh.name;
-    offer_ = messages::Ask(&main_, main_.windowTitle(),
+    offer_ = messages::Ask(&main_, title::Of(main_),
                            QStringLiteral("Un port est apparu : %1.\nS'y connecter ?").arg(fresh.Text()),
                            {QStringLiteral("S'y connecter"), QStringLiteral("Non")}, [this](int answer) {
                                if (answer == 0)

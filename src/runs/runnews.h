@@ -13,12 +13,12 @@ struct RunPoint
 {
     double seconds = 0; ///< since the run began, by this program's clock: the board's begins anew at midnight
     double volts = 0;
-    double amperes = 0;                                             ///< into the battery; a discharge's is negative
-    double milliampereHours = 0;                                    ///< as its window shows them, of the phase at hand
-    double temperature = std::numeric_limits<double>::quiet_NaN();  ///< of the board in °C; none while not calibrated
-    std::optional<int> delta;                                       ///< the count of the delta channel, of a charge
-    std::optional<int> deltaPeak;                                   ///< its highest one
-    int resistance = 0;                                             ///< milliohms, 0 while it has not been measured
+    double amperes = 0;                                            ///< into the battery; a discharge's is negative
+    double milliampereHours = 0;                                   ///< as its window shows them, of the phase at hand
+    double temperature = std::numeric_limits<double>::quiet_NaN(); ///< of the board in °C; none while not calibrated
+    std::optional<int> delta;                                      ///< the count of the delta channel, of a charge
+    std::optional<int> deltaPeak;                                  ///< its highest one
+    int resistance = 0;                                            ///< milliohms, 0 while it has not been measured
 };
 
 /// How a run has ended.

@@ -72,7 +72,8 @@ private Q_SLOTS:
 
     void TheGuideTellsEveryOptionOfTheProgram()
     {
-        QCOMPARE((OptionsIn(Help(VOLTAIRE)) - OptionsIn(Read(QStringLiteral("docs/guide.md")))).values(), QStringList());
+        QCOMPARE((OptionsIn(Help(VOLTAIRE)) - OptionsIn(Read(QStringLiteral("docs/guide.md")))).values(),
+                 QStringList());
     }
 
     void LinksLeadSomewhere()

@@ -35,6 +35,7 @@ const std::map<QString, Way> &Ways()
         {calibration, {main, "Cb_Reglage"}},
         {tools, {main, "Cb_Debug"}},
         {QStringLiteral("Courbes"), {main, nullptr, -1, "MnuCourbes"}},
+        {QStringLiteral("Carnet"), {main, nullptr, -1, "MnuCarnet"}},
         {QStringLiteral("Temper"), {calibration, nullptr, 0}},
         {QStringLiteral("Vout"), {calibration, nullptr, 1}},
         {QStringLiteral("Vfiltrage"), {calibration, nullptr, 2}},
@@ -96,8 +97,9 @@ void Album::Press(const QWidget &window, const char *button)
 /// Whatever is open but the main window is closed, the last one first.
 void Album::Leave()
 {
-    for (const char *name : {"FEtat", "EEprom", "Exteepr", "Temper", "Vout", "Vfiltrage", "Rcourant", "RglDech",
-                             "RegLIPO", "Reglage", "Micro", "Chargeur", "Dechargeur", "MesCapa", "Moni", "Courbes"}) {
+    for (const char *name :
+         {"FEtat", "EEprom", "Exteepr", "Temper", "Vout", "Vfiltrage", "Rcourant", "RglDech", "RegLIPO", "Reglage",
+          "Micro", "Chargeur", "Dechargeur", "MesCapa", "Moni", "Courbes", "Carnet"}) {
         QWidget &window = Find(QLatin1String(name));
         if (window.isVisible()) {
             window.close();

@@ -36,5 +36,4 @@ private:
     MemoryPort *port_ = new MemoryPort;
     SimulatedBoard board_{*port_};
     Main main_{std::unique_ptr<Port>(port_)};
-    QWidget *shown_ = nullptr;
 };

@@ -12,6 +12,7 @@ int main(int argc, char *argv[])
     const QTemporaryDir home;
     qputenv("HOME", home.path().toLocal8Bit());
     QApplication app(argc, argv);
+    QApplication::setCursorFlashTime(0);
     QCommandLineParser parser;
     parser.addPositionalArgument(QStringLiteral("folder"), QStringLiteral("where the pictures go"));
     parser.addOption({QStringLiteral("at-work"), QStringLiteral("with something to see in them")});

@@ -56,6 +56,7 @@ Album::Album()
     drive::SetRoot(folder_.filePath(QStringLiteral("drive")));
     drive::Prepare();
     clock_.SetLocalTime(QDateTime(QDate(2026, 3, 14), QTime(15, 9, 26)));
+    main_.emplace(std::unique_ptr<Port>(port_));
     board_.SwitchOn({QStringLiteral("--seed"), QStringLiteral("1")});
     Connect();
 }
@@ -68,7 +69,7 @@ Album::~Album()
 
 void Album::Connect()
 {
-    main_.Load();
+    main_->Load();
     clock_.Run(5s);
 }
 
@@ -78,6 +79,9 @@ const QStringList &Album::Windows()
         QStringList all{QStringLiteral("Main")};
         for (const auto &[name, way] : Ways())
             all.append(name);
+        // Those that show what the others have left behind come last.
+        for (const QString &name : {QStringLiteral("Carnet"), QStringLiteral("Courbes")})
+            all.move(all.indexOf(name), all.size() - 1);
         return all;
     }();
     return names;
@@ -111,10 +115,10 @@ void Album::Leave()
 QWidget &Album::Show(const QString &window)
 {
     Leave();
-    if (window == main_.objectName())
-        return main_;
+    if (window == main_->objectName())
+        return *main_;
     const Way &way = Ways().at(window);
-    QWidget &from = way.from == main_.objectName() ? main_ : Show(way.from);
+    QWidget &from = way.from == main_->objectName() ? static_cast<QWidget &>(*main_) : Show(way.from);
     if (way.press)
         Press(from, way.press);
     else if (way.menu)
@@ -150,6 +154,9 @@ QWidget &Album::ShowAtWork(const QString &window)
         text("TxNbElem", "4");
         Press(shown, "CBstart");
         clock_.Run(90min);
+    } else if (window == QLatin1String("Courbes")) {
+        static_cast<Courbes &>(shown).OpenLogs({main_->ChargeWindow().LogPath()});
+        clock_.Run(1s);
     } else if (window == QLatin1String("Moni")) {
         Press(shown, "CbDepart");
         clock_.Run(30min);

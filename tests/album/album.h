@@ -6,6 +6,8 @@
 
 #include <QTemporaryDir>
 
+#include <optional>
+
 /// The whole program on a virtual board of its own, always the same one, for whoever wants to look at its windows.
 class Album
 {
@@ -35,5 +37,5 @@ private:
     QTemporaryDir folder_;
     MemoryPort *port_ = new MemoryPort;
     SimulatedBoard board_{*port_};
-    Main main_{std::unique_ptr<Port>(port_)};
+    std::optional<Main> main_; ///< begins at the moment that the pictures are of
 };

@@ -187,6 +187,21 @@ private Q_SLOTS:
         QCOMPARE(Find(run.curve, "V Batterie")->ValueOf(0), 8.0);
     }
 
+    void ManyRunsLeaveNothingBehind()
+    {
+        Told run(RunNews::Kind::Charge);
+        const auto objects = [&run] {
+            run.news.Begin({});
+            run.news.BeginPhase(QStringLiteral("Charge"));
+            run.Point(7, 700, 700);
+            run.news.End(RunEnd::How::Rule);
+            return run.curve.findChildren<QObject *>().size();
+        };
+        const qsizetype afterOne = objects();
+        for (int i = 0; i < 50; ++i)
+            QCOMPARE(objects(), afterOne);
+    }
+
     void ANarrowPaneKeepsRoomForTheCurves()
     {
         Told run(RunNews::Kind::Charge);

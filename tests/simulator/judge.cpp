@@ -194,7 +194,8 @@ void Judge::Answered(const Question &question, const QByteArray &data)
 
 void Judge::LookForGrowth(int alarms)
 {
-    constexpr int some = 50;
+    constexpr int some = 150; // three curves make their axes and lines with their first run
+    constexpr int someAlarms = 50;
     int objects = 0;
     for (const QWidget *window : QApplication::topLevelWidgets()) {
         const auto within = static_cast<int>(window->findChildren<QObject *>().size());
@@ -203,7 +204,7 @@ void Judge::LookForGrowth(int alarms)
     }
     if (!objects_)
         objects_ = objects;
-    if (objects > *objects_ + some || alarms > some)
+    if (objects > *objects_ + some || alarms > someAlarms)
         Accuse(
             QStringLiteral("grows"),
             QStringLiteral("%1 objects, at first %2, and %3 alarms at rest").arg(objects).arg(*objects_).arg(alarms));

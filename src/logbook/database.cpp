@@ -148,6 +148,7 @@ void Database::Run(QSqlQuery &query, const QVariantList &values)
         const bool null = value.typeId() == QMetaType::QString && value.toString().isNull();
         query.bindValue(i, null ? QStringLiteral("") : value);
     }
+    // A statement, no event loop: it waits for another program, and no longer than `patienceMs`.
     if (!query.exec())
         Refuse(query.lastError());
 }

@@ -1,5 +1,7 @@
 #include "judge.h"
 
+#include "parameters.h"
+
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLabel>
@@ -12,29 +14,14 @@ constexpr auto deafShows = 1400ms; // ...when the board does not answer
 constexpr auto recordsCome = 16s;
 constexpr int logHeaderLines = 2;
 
-/// Bytes of a request behind its command; the program asks nothing else.
-int ParameterCount(quint8 command)
-{
-    if ((command >= 15 && command <= 25) || command == 37 || command == 38)
-        return 1;
-    switch (command) {
-    case 39:
-    case 40:
-    case 45:
-    case 46:
-        return 2;
-    case 42:
-    case 49:
-        return 3;
-    case 48:
-    case 50:
-        return 4;
-    default:
-        return 0;
-    }
-}
 constexpr quint8 flashBlock = 47;
 constexpr quint8 booster = 51; // one parameter, or four
+
+/// How long a whole request with that command is, from the escape byte on.
+qsizetype LengthOf(quint8 command)
+{
+    return 2 + static_cast<qsizetype>(Board::ParameterCount(command, false));
+}
 } // namespace
 
 void Counts::Add(const Counts &other)
@@ -159,13 +146,13 @@ void Judge::Sent(const QByteArray &bytes)
     }
     if (!half_.isEmpty()) {
         half_.clear();
-        if (bytes.size() != 1 || ParameterCount(at(0)) != 0)
+        if (bytes.size() != 1 || LengthOf(at(0)) != 2)
             Accuse(QStringLiteral("torn-request"), QString::fromLatin1(bytes.toHex(' ')));
         return;
     }
     const bool greeting = bytes.size() == 1 && (at(0) == 85 || at(0) == 170);
     const bool whole = bytes.size() >= 2 && at(0) == 27 &&
-                       (at(1) == flashBlock || at(1) == booster || bytes.size() == 2 + ParameterCount(at(1)));
+                       (at(1) == flashBlock || at(1) == booster || bytes.size() == LengthOf(at(1)));
     if (!greeting && !whole)
         Accuse(QStringLiteral("torn-request"), QString::fromLatin1(bytes.toHex(' ')));
     if (greeting || bytes.size() != 3)

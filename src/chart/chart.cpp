@@ -23,11 +23,8 @@ constexpr double headroom = 0.2; // above the highest level, where an axis does 
 double LeastSpan(const QString &unit, double value)
 {
     static const QHash<QString, double> spans{
-        {QStringLiteral("V"), 0.1},
-        {QStringLiteral("A"), 0.1},
-        {QStringLiteral("°C"), 2},
-        {QStringLiteral("mAh"), 10},
-        {QString(), 10}, // counts
+        {QStringLiteral("V"), 0.1}, {QStringLiteral("A"), 0.5},                   // the converter's noise is 0.03
+        {QStringLiteral("°C"), 2},  {QStringLiteral("mAh"), 10}, {QString(), 10}, // counts
     };
     return spans.value(unit, std::max(2.0, 0.1 * std::abs(value)));
 }

@@ -188,9 +188,9 @@ private Q_SLOTS:
         QTest::newRow("volts") << "V" << 7.24 << 7.25 << 7.195 << 7.295 << 0.15;
         QTest::newRow("equal volts") << "V" << 7.25 << 7.25 << 7.2 << 7.3 << 0.15;
         QTest::newRow("many volts") << "V" << 7.0 << 9.0 << 7.0 << 9.0 << 2.5;
-        QTest::newRow("amperes") << "A" << 1.5 << 1.51 << 1.455 << 1.555 << 0.15;
-        QTest::newRow("a discharge") << "A" << -1.5 << -1.5 << -1.55 << -1.45 << 0.15;
-        QTest::newRow("no ampere") << "A" << 0.0 << 0.0 << 0.0 << 0.1 << 0.15;
+        QTest::newRow("amperes") << "A" << 1.5 << 1.51 << 1.255 << 1.755 << 0.6;
+        QTest::newRow("a discharge") << "A" << -1.5 << -1.5 << -1.75 << -1.25 << 0.6;
+        QTest::newRow("no ampere") << "A" << 0.0 << 0.0 << 0.0 << 0.5 << 0.6;
         QTest::newRow("degrees") << "°C" << 25.0 << 25.0 << 24.0 << 26.0 << 2.5;
         QTest::newRow("mAh") << "mAh" << 0.0 << 1.0 << 0.0 << 10.0 << 12.0;
         QTest::newRow("counts") << "" << 700.0 << 702.0 << 696.0 << 706.0 << 12.0;

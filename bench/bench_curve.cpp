@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the curve of a run costs: one more record after a night of them, drawn, side by side with Qt Charts where that
 // is installed, its memory, and a record that nobody sees.
 

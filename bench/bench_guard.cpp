@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // How long the board goes on charging after the program was killed, has crashed or stands still in mid-charge: the
 // whole program, its guard and the virtual board on a line paced at 9600 baud, a hundred deaths of each kind at a
 // moment of chance; and what the guard costs.

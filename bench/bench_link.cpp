@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reads both on-chip EEPROMs and a thousand channel counts from the virtual board: with the program's own link, with a
 // plain blocking loop over the same calls, and with a Python serial client where there is one. Once as fast as the
 // pseudo-terminal allows and once on a line paced at 9600 baud, against the time that the bytes take on such a wire.

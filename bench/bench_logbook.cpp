@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the logbook costs: listing and filtering ten thousand runs, against a plain select of the same rows, entering a
 // run, and how long one that finds the file locked is held up.
 

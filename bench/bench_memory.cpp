@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The board's memories: the editor's reading of both on-chip EEPROMs, reading and writing the battery types, and the
 // programming of the whole master flash, on a line paced at 9600 baud, against the time that their bytes take on such a
 // wire; and how fast HEX files are read.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the monitor costs: records decoded, logged and charted per second against what the line carries, one more chart
 // row on long charts, side by side with Qt Charts where that is installed, memory per row, and how soon a click is
 // heard during a burst of 5,000 records.

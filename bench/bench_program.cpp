@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the program costs: processor time while it waits for a silent board and while it charges at one step a second,
 // and the time from its start to a painted main window.
 

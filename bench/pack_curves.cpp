@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The pictures of docs/virtual-board.md: what a cell of 2 Ah shows, as SVG files in the folder that is named.
 
 #include "board/pack_trials.h"

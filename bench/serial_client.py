@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
 """The exchanges of bench_link with the usual Python serial client; prints the seconds that they took."""
 import sys
 import time

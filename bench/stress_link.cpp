@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A million exchanges over a pseudo-terminal, by several handlers at once, with a thread that is held up and a board
 // that is late every now and then. Counts what must never happen: an answer that went to another question, and a link
 // that stands still although the board has answered. Ends with status 0 when neither was seen.

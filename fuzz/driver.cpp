@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Feeds a target, without any fuzzer, the files of a corpus and then changed copies of them, the same ones for the same
 // seed:
 //     fuzz_slave COUNT FOLDER [SEED]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // EEPROM image files: what is read is at most an image, the same bytes written and read again are the same, and neither
 // what follows the first wrong field nor what follows the image matters.
 

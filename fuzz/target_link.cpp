@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Answers on the line: handlers ask, wait, are dropped and hold the line while the board is late, stalls, loses and
 // invents bytes and its plug is pulled. As far as that can be known, nobody gets what was not sent in answer to his
 // very question; and once the board is healthy everybody is served.

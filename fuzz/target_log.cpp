@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A log that somebody opens: its records are those that a reading of the whole text finds, in whatever pieces it comes;
 // their times never fall back, and each has its line in the export.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The reader of the master's HEX files against one that reads line by line: they agree on what is refused and on every
 // byte of the rest.
 

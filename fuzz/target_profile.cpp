@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Battery types and images: whatever an EEPROM or a file holds, it can be read, shown, written back and saved.
 
 #include "base/errors.h"

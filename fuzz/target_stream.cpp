@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The monitor's stream: every whole record comes out once, with the values and the rows of the chart that a reading of
 // all bytes by their positions gives, and its line in the log; nothing else does.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // One battery type: the block that an EEPROM holds and the text that is edited, against readings of their own.
 
 #include "base/errors.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The measurement itself, as one coroutine. The battery is always measured with the outputs idle, and no phase is left
 // with an output on.
 

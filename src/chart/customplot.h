@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 // The chart library's header uses Qt's keywords in their short form, which the program is compiled without.

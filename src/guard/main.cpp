@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // voltaire-guard: switches the board off when the program that has switched it on is dead or stands still. It is small
 // on purpose: it knows no windows, opens no port and keeps no state of its own. The program gives it the open port, the
 // writes that are to go out, and a beat a second; its death is the end of the socket.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
 /// What the program and its guard say to each other over a socket that keeps messages apart. The first byte says what a

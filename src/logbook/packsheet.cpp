@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "packsheet.h"
 
 #include "historychart.h"

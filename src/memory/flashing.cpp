@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Programming of the flash memories. The master is written blindly, in blocks, above its loader. The slave is read
 // first, and only the words that differ are written.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "unattendedrun.h"
 
 UnattendedRun::UnattendedRun(RunWindow &window, const QString &endText, int every)

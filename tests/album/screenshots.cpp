@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Takes a picture of each window into a folder, the same each time: scripts/screenshots.
 
 #include "album.h"

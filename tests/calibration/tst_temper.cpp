@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "calibration/temper.h"
 #include "calibrationbench.h"
 #include "support/suite.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Writes the files in hex/ and esv/ beside this script: well-formed ones and nasty ones. Always the same bytes.
 
 With --check it writes nothing and fails when a file differs from what it would write."""

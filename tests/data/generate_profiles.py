@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: GPL-3.0-or-later
 """Writes the files of tests/data/profiles: well-formed and nasty files of the external EEPROMs.
 
 The same bytes come out every time; run it after a change and commit what it wrote.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "album/album.h"
 #include "support/suite.h"
 
@@ -100,6 +101,23 @@ private Q_SLOTS:
             QVERIFY2(guide.contains(picture), qPrintable(picture));
             QVERIFY2(QFileInfo::exists(top.filePath(QStringLiteral("docs/") + picture)), qPrintable(picture));
         }
+    }
+
+    void EverySourceFileNamesItsLicence()
+    {
+        int sources = 0;
+        for (const char *folder : {"src", "board", "tests", "bench", "fuzz"})
+            for (QDirIterator it(top.filePath(QLatin1String(folder)),
+                                 {QStringLiteral("*.h"), QStringLiteral("*.cpp"), QStringLiteral("*.ui"),
+                                  QStringLiteral("*.py"), QStringLiteral("CMakeLists.txt")},
+                                 QDir::Files, QDirIterator::Subdirectories);
+                 it.hasNext(); ++sources) {
+                QFile file(it.next());
+                QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
+                const QByteArray head = file.readLine() + file.readLine();
+                QVERIFY2(head.contains("SPDX-License-Identifier: GPL-3.0-or-later"), qPrintable(file.fileName()));
+            }
+        QVERIFY(sources > 500);
     }
 };
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "guard/guardian.h"
 #include "link/command.h"
 #include "simulation/scriptedboard.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "link/folderwatch.h"
 #include "link/ports.h"
 #include "link/systemport.h"

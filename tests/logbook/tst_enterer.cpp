@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "capacity/capacitybench.h"
 #include "guard/guardian.h"
 #include "logbook/enterer.h"

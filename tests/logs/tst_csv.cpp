@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "logs/csv.h"
 #include "logs/logfile.h"
 #include "ownlogs.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "capacity/capacityfile.h"
 #include "logs/logreader.h"
 #include "monitor/monitorlog.h"

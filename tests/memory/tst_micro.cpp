@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "memory/micro.h"
 #include "support/controls.h"
 #include "support/linkfixture.h"

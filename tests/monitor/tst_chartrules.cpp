@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "monitor/chartrules.h"
 #include "records.h"
 #include "support/suite.h"

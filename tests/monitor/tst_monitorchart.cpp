@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "monitor/monitorchart.h"
 #include "monitor/seriesgraph.h"
 #include "simulation/simulatedclock.h"

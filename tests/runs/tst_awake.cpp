@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runs/awake.h"
 #include "simulation/simulatedclock.h"
 #include "support/loginmanager.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "runbench.h"
 #include "runs/chargeur.h"
 #include "runs/dechargeur.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "answers.h"
 
 QByteArray Bytes(std::initializer_list<int> numbers)

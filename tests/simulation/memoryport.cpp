@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "memoryport.h"
 
 void MemoryPort::Open(const QString &name, const LineSettings &settings)

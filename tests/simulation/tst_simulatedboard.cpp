@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "simulatedboard.h"
 #include "simulatedclock.h"
 #include "support/suite.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Lives through many stories of the whole program in simulated time, each from a seed: see --help.
 
 #include "shrink.h"

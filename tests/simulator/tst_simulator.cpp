@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "simulator/shrink.h"
 #include "simulator/world.h"
 #include "support/suite.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/messages.h"
 #include "logs/ownlogs.h"
 #include "simulation/scriptedboard.h"

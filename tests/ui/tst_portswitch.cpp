@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/drive.h"
 #include "guard/runmark.h"
 #include "house.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "simulation/simulatedboard.h"
 #include "simulation/simulatedclock.h"
 #include "support/boxes.h"

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <QColor>
+
+class QPalette;
+class QWidget;
+
+/// What a colour says. It never says it alone: a word or a shape stands beside it, for whoever cannot tell them apart.
+enum class Tone {
+    Plain,   ///< the colour of any text
+    Quiet,   ///< not true any more, or not known
+    Good,    ///< as it should be
+    Caution, ///< something flows, or wants to be looked at
+    Danger   ///< must not be missed
+};
+
+/// The colour for texts and marks of this tone on this palette's windows, light or dark.
+QColor Ink(Tone tone, const QPalette &palette);
+
+/// Gives a widget's texts this tone, and keeps it when the palette changes.
+void SetTone(QWidget &widget, Tone tone);
+
+/// How well one colour can be read on the other: 1 (not at all) to 21; texts need 4.5. (WCAG 2.1, contrast ratio)
+double Contrast(const QColor &one, const QColor &other);

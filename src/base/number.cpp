@@ -6,24 +6,51 @@
 #include <QLocale>
 #include <QRegularExpression>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
 namespace number {
-QString Plain(double value)
+namespace {
+QString Shortest(double value)
 {
     return QString::number(value == 0 ? 0.0 : value, 'G', 15); // no negative zero
 }
 
+QString Signed(const QString &text)
+{
+    return text.startsWith(u'-') ? text : u' ' + text;
+}
+
+QString ForFile(const QString &text)
+{
+    return Signed(text).replace(u'.', QLocale().decimalPoint()) + u' ';
+}
+} // namespace
+
+QString Plain(double value)
+{
+    const QString text = Shortest(value);
+    const auto exponent = text.indexOf(u'E');
+    if (exponent < 0)
+        return text;
+    const auto digits = std::ranges::count_if(text.left(exponent), [](QChar mark) { return mark.isDigit(); });
+    return QString::number(value, 'f', std::max(0, int(digits) - 1 - text.mid(exponent + 1).toInt()));
+}
+
 QString Str(double value)
 {
-    const QString text = Plain(value);
-    return text.startsWith(u'-') ? text : u' ' + text;
+    return Signed(Plain(value));
 }
 
 QString FileText(double value)
 {
-    return Str(value).replace(u'.', QLocale().decimalPoint()) + u' ';
+    return ForFile(Plain(value));
+}
+
+QString ShortestFileText(double value)
+{
+    return ForFile(Shortest(value));
 }
 
 double Val(const QString &text)

@@ -5,8 +5,8 @@
 
 /// The rules that every number shown, written or read by the windows follows.
 namespace number {
-/// Plain decimal text with at most 15 significant digits, a point, and a blank in place of the sign when it is not
-/// negative; exponent form (1.5E-05) below 0.0001 and from 1E+15 on.
+/// Plain decimal text, never with an exponent: at most 15 significant digits, a point, and a blank in place of the sign
+/// when it is not negative.
 QString Str(double value);
 
 /// Str without the sign blank.
@@ -14,6 +14,9 @@ QString Plain(double value);
 
 /// As numbers go into files: Str with the locale's decimal separator and one trailing blank.
 QString FileText(double value);
+
+/// The same in its shortest form, with an exponent (1.5E-05) below 0.0001 and from 1E+15 on.
+QString ShortestFileText(double value);
 
 /// The number that a text begins with, blanks left out; 0 when it begins with none.
 double Val(const QString &text);

@@ -50,7 +50,9 @@ private:
 /// Relative luminance of an sRGB colour, 0 to 1. (WCAG 2.1)
 double Luminance(const QColor &colour)
 {
-    const auto linear = [](double part) { return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4); };
+    const auto linear = [](double part) {
+        return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
     return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) + 0.0722 * linear(colour.blueF());
 }
 } // namespace
@@ -75,7 +77,8 @@ QColor Ink(Tone tone, const QPalette &palette)
 
 void SetTone(QWidget &widget, Tone tone)
 {
-    auto *toner = static_cast<Toner *>(widget.findChild<QObject *>(QStringLiteral("toner"), Qt::FindDirectChildrenOnly));
+    auto *toner =
+        static_cast<Toner *>(widget.findChild<QObject *>(QStringLiteral("toner"), Qt::FindDirectChildrenOnly));
     if (!toner)
         toner = new Toner(widget);
     toner->Set(tone);

@@ -7,7 +7,8 @@ class QPalette;
 class QWidget;
 
 /// What a colour says. It never says it alone: a word or a shape stands beside it, for whoever cannot tell them apart.
-enum class Tone {
+enum class Tone
+{
     Plain,   ///< the colour of any text
     Quiet,   ///< not true any more, or not known
     Good,    ///< as it should be

@@ -40,7 +40,7 @@ void CapacityFile::Write(const CapacityRecord &record)
     for (const double field : {record.ElapsedS, record.Temperature, record.ICharge, record.IDischarge,
                                record.TotalCharge, record.TotalDischarge, record.VBattery, record.VCell,
                                double(record.VDeltaCount), double(record.Resistance), record.ElapsedS / 86400})
-        texts.append(number::FileText(field));
+        texts.append(number::ShortestFileText(field));
     file_.WriteLine(texts.join(u':'));
 }
 

@@ -103,7 +103,7 @@ Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
     ui_.ImageLines->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
     for (QLineEdit *box : {ui_.Text1, ui_.Text4})
         Allow(box, "[\\x00-\\xFF]*");
-    Allow(ui_.Text6, "[0-2]?");
+    Allow(ui_.Text6, "[0-9]?");
     for (QLineEdit *box : {ui_.TxnbElem, ui_.TNbrCycles})
         Allow(box, "[0-9]*");
     ui_.Text1->installEventFilter(this);

@@ -22,9 +22,11 @@ private Q_SLOTS:
         QTest::newRow("below one") << 0.5 << " 0.5";
         QTest::newRow("negative") << -10.25 << "-10.25";
         QTest::newRow("hour of a day") << 3600.0 / 86400 << " 0.0416666666666667";
-        QTest::newRow("second of a day") << 1.0 / 86400 << " 1.15740740740741E-05";
+        QTest::newRow("second of a day") << 1.0 / 86400 << " 0.0000115740740740741";
+        QTest::newRow("tiny") << -1e-5 << "-0.00001";
+        QTest::newRow("tiny with digits") << 1.5e-7 << " 0.00000015";
         QTest::newRow("fifteen digits") << 123456789012345.0 << " 123456789012345";
-        QTest::newRow("large") << 1e15 << " 1E+15";
+        QTest::newRow("large") << 1e15 << " 1000000000000000";
         QTest::newRow("sum of cents") << 0.1 + 0.2 << " 0.3";
     }
     void Str()
@@ -43,6 +45,18 @@ private Q_SLOTS:
         QCOMPARE(number::FileText(12.5), QStringLiteral(" 12,5 "));
         QCOMPARE(number::FileText(12345678), QStringLiteral(" 12345678 "));
         QCOMPARE(number::Str(12.5), QStringLiteral(" 12.5"));
+        QLocale::setDefault(QLocale::c());
+    }
+
+    void TheShortestFormHasAnExponent()
+    {
+        QLocale::setDefault(QLocale::c());
+        QCOMPARE(number::ShortestFileText(1.0 / 86400), QStringLiteral(" 1.15740740740741E-05 "));
+        QCOMPARE(number::ShortestFileText(-1e15), QStringLiteral("-1E+15 "));
+        QLocale::setDefault(QLocale(QLocale::French, QLocale::France));
+        QCOMPARE(number::ShortestFileText(1.0 / 86400), QStringLiteral(" 1,15740740740741E-05 "));
+        QCOMPARE(number::FileText(1.0 / 86400), QStringLiteral(" 0,0000115740740740741 "));
+        QCOMPARE(number::ShortestFileText(12.5), QStringLiteral(" 12,5 "));
         QLocale::setDefault(QLocale::c());
     }
 

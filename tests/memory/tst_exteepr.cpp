@@ -385,6 +385,8 @@ private Q_SLOTS:
                 << QByteArray(box) << QString::fromLatin1(typed) << place << QByteArray(stored);
         };
         row("Text6", "2", 3, "2");
+        row("Text6", "7", 3, "7"); // any digit but 0 and 2 is Ni-Cd, and stays what was typed
+        row("Text6", "9", 3, "9");
         row("Text6", "", 3, "0");
         row("TxnbElem", "12", 4, "12");
         row("TxnbElem", "8", 4, "08");
@@ -443,7 +445,8 @@ private Q_SLOTS:
         row("TxnbElem", "a1b2c3", "12");
         row("TNbrCycles", "7", "07");
         row("Text6", "x2", "2");
-        row("Text6", "9", "0");
+        row("Text6", "9", "9");
+        row("Text6", "73", "7");
     }
     void TypingFillsTheMasks()
     {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/errors.h"
 #include "runs/runlog.h"
+#include "simulation/simulatedclock.h"
 #include "support/suite.h"
 
 #include <QFile>
@@ -38,14 +39,10 @@ private Q_SLOTS:
 
     void LiesInTheCurrentFolder()
     {
-        const QDateTime before = QDateTime::currentDateTime();
         const RunLog log(RunLog::chargePrefix, RunLog::chargeHeader);
-        const QStringList possible = {RunLog::Name(RunLog::chargePrefix, before),
-                                      RunLog::Name(RunLog::chargePrefix, QDateTime::currentDateTime())};
-        const QStringList there = QDir(folder_->path()).entryList(QDir::Files);
-        QCOMPARE(there.size(), 1);
-        QVERIFY(possible.contains(there[0]));
-        QCOMPARE(QFileInfo(log.Path()).fileName(), there[0]);
+        const QString name = RunLog::Name(RunLog::chargePrefix, Clock::Current().LocalTime());
+        QCOMPARE(QDir(folder_->path()).entryList(QDir::Files), QStringList(name));
+        QCOMPARE(log.Path(), folder_->filePath(name));
     }
 
     void ChargeLogByteForByte_data()
@@ -85,38 +82,28 @@ private Q_SLOTS:
                  QByteArray("DUREE:VALIMCAD:VDBLCAD:TEMPCAD:VALIM:VDBL:TEMPER:IDCHRGCAD:VDELTACAD:ICHRG:VBAT:"
                             "CAPACITE:TEMPS\r\n\r\n"
                             " 0 : 1 : 2 : 3 : 4 : 5 : 6 : 7 : 8 : 9.99 : 10 : 11 : 0 \r\n"
-                            " 1 : 1 : 2 : 3 : 4 : 5 : 6 : 7 : 8 : 9.99 : 10 : 11 : 1.15740740740741E-05 \r\n"));
+                            " 1 : 1 : 2 : 3 : 4 : 5 : 6 : 7 : 8 : 9.99 : 10 : 11 : 0.0000115740740740741 \r\n"));
     }
 
     void ASecondLogOfTheSameNameReplacesTheFirst()
     {
-        QString path;
-        // Both must fall into the same minute: a second try is enough when the first one meets its end.
-        for (int attempt = 0; attempt < 2; ++attempt) {
-            RunLog first(RunLog::chargePrefix, QStringLiteral("one"));
-            RunLog second(RunLog::chargePrefix, QStringLiteral("two"));
-            path = second.Path();
-            if (first.Path() == path)
-                break;
-        }
-        QFile file(path);
+        const RunLog first(RunLog::chargePrefix, QStringLiteral("one"));
+        const RunLog second(RunLog::chargePrefix, QStringLiteral("two"));
+        QCOMPARE(first.Path(), second.Path());
+        QFile file(second.Path());
         QVERIFY(file.open(QIODevice::ReadOnly));
         QCOMPARE(file.readAll(), QByteArray("two\r\n\r\n"));
     }
 
     void AFolderThatCannotBeWrittenIsAFileError()
     {
-        // Names of this minute and the next are taken by folders.
-        for (const int minutes : {0, 1})
-            QDir().mkdir(RunLog::Name(RunLog::chargePrefix, QDateTime::currentDateTime().addSecs(60 * minutes)));
+        QDir().mkdir(RunLog::Name(RunLog::chargePrefix, Clock::Current().LocalTime()));
         QVERIFY_EXCEPTION_THROWN(RunLog(RunLog::chargePrefix, RunLog::chargeHeader), FileError);
     }
 
     void AFullDiskIsAFileError()
     {
-        for (const int minutes : {0, 1})
-            QFile::link(QStringLiteral("/dev/full"),
-                        RunLog::Name(RunLog::chargePrefix, QDateTime::currentDateTime().addSecs(60 * minutes)));
+        QFile::link(QStringLiteral("/dev/full"), RunLog::Name(RunLog::chargePrefix, Clock::Current().LocalTime()));
         QVERIFY_EXCEPTION_THROWN(RunLog(RunLog::chargePrefix, RunLog::chargeHeader), FileError);
     }
 
@@ -126,6 +113,7 @@ private:
         QFile file(log.Path());
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("cannot be read");
     }
+    SimulatedClock clock_; // stands still: logs of one test have one name
     std::unique_ptr<QTemporaryDir> folder_;
 };
 

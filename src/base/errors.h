@@ -5,16 +5,22 @@
 
 #include <exception>
 
-/// An error that stops what a handler was doing; its text is French and is shown to the user.
+/// An error that stops what a handler was doing; its text is French and is shown to the user, with a hint how to avoid
+/// it where there is one.
 class Error : public std::exception
 {
 public:
-    explicit Error(QString text) : text_(std::move(text)), bytes_(text_.toUtf8()) {}
+    explicit Error(QString text, QString hint = {})
+        : text_(std::move(text)), hint_(std::move(hint)), bytes_(text_.toUtf8())
+    {
+    }
     const QString &Text() const { return text_; }
+    const QString &Hint() const { return hint_; }
     const char *what() const noexcept override { return bytes_.constData(); }
 
 private:
     QString text_;
+    QString hint_;
     QByteArray bytes_;
 };
 
@@ -22,7 +28,10 @@ private:
 class Overflow : public Error
 {
 public:
-    explicit Overflow(const QString &where) : Error(QStringLiteral("Dépassement de capacité : %1").arg(where)) {}
+    explicit Overflow(const QString &where, const QString &hint = {})
+        : Error(QStringLiteral("Dépassement de capacité : %1").arg(where), hint)
+    {
+    }
 };
 
 class DivisionByZero : public Error

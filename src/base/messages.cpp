@@ -19,9 +19,11 @@ bool IsOpen(const QString &text)
     });
 }
 
-void Print(const QString &text)
+void Print(const QString &text, const QString &hint)
 {
-    std::fprintf(stderr, "%s\n", qUtf8Printable(text));
+    for (const QString &line : {text, hint})
+        if (!line.isEmpty())
+            std::fprintf(stderr, "%s\n", qUtf8Printable(line));
 }
 
 QMessageBox *Make(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text,
@@ -33,9 +35,10 @@ QMessageBox *Make(QWidget *over, QMessageBox::Icon icon, const QString &title, c
     return box;
 }
 
-QMessageBox *Open(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text)
+QMessageBox *Open(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text, const QString &hint)
 {
     QMessageBox *const box = Make(over, icon, title, text, QMessageBox::Ok);
+    box->setInformativeText(hint);
     box->show();
     return box;
 }
@@ -46,12 +49,12 @@ void UseConsole(std::function<void()> end)
     endOnConsole = std::move(end);
 }
 
-void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text)
+void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text, const QString &hint)
 {
     if (endOnConsole)
-        Print(text);
+        Print(text, hint);
     else if (!IsOpen(text))
-        Open(over, icon, title, text);
+        Open(over, icon, title, text, hint);
 }
 
 QMessageBox *Ask(QWidget *over, const QString &title, const QString &text, const QStringList &answers,
@@ -72,14 +75,16 @@ QMessageBox *Ask(QWidget *over, const QString &title, const QString &text, const
     return box;
 }
 
-void ShowAndEnd(QWidget *over, const QString &title, const QString &text)
+void ShowAndEnd(QWidget *over, const QString &title, const QString &text, const QString &hint)
 {
     if (endOnConsole) {
-        Print(text);
+        Print(text, hint);
         endOnConsole();
         return;
     }
-    QObject::connect(Open(over, QMessageBox::Critical, title, text), &QMessageBox::finished, qApp,
-                     [] { QCoreApplication::exit(1); });
+    QMessageBox *const box = Open(over, QMessageBox::Critical, title, text, hint);
+    box->raise();
+    box->activateWindow();
+    QObject::connect(box, &QMessageBox::finished, qApp, [] { QCoreApplication::exit(1); });
 }
 } // namespace messages

@@ -11,8 +11,9 @@ namespace messages {
 /// status 1.
 void UseConsole(std::function<void()> end);
 
-/// Shows a message box with one button; while a box with the same text is open, nothing more.
-void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text);
+/// Shows a message box with one button, and `hint` in small letters below the text; while a box with the same text is
+/// open, nothing more.
+void Show(QWidget *over, QMessageBox::Icon icon, const QString &title, const QString &text, const QString &hint = {});
 
 /// Asks a question with these answers, the last of which is also that of the close box; `answered` is told the number
 /// of the answer. Null for runs that nobody watches: nobody would answer.
@@ -20,5 +21,5 @@ QMessageBox *Ask(QWidget *over, const QString &title, const QString &text, const
                  std::function<void(int)> answered);
 
 /// Names an error that ends the program, and ends it with status 1 as soon as the user has seen it.
-void ShowAndEnd(QWidget *over, const QString &title, const QString &text);
+void ShowAndEnd(QWidget *over, const QString &title, const QString &text, const QString &hint = {});
 } // namespace messages

@@ -74,7 +74,9 @@ Whole Checked(double value, const QString &where)
 {
     const double rounded = std::nearbyint(value);
     if (!(rounded >= std::numeric_limits<Whole>::min() && rounded <= std::numeric_limits<Whole>::max()))
-        throw Overflow(where);
+        throw Overflow(where, QStringLiteral("Il faut un nombre de %1 à %2.")
+                                  .arg(int(std::numeric_limits<Whole>::min()))
+                                  .arg(int(std::numeric_limits<Whole>::max())));
     return static_cast<Whole>(rounded);
 }
 } // namespace

@@ -74,12 +74,13 @@ void Window::Centre()
 
 void Window::Failed(const Error &error)
 {
-    messages::Show(this, QMessageBox::Critical, title::Of(*this), error.Text());
+    messages::Show(this, QMessageBox::Critical, title::Of(*this), error.Text(), error.Hint());
 }
 
 void Window::EndProgram(const Error &error)
 {
     DropHandlers();
     centralWidget()->setEnabled(false);
-    messages::ShowAndEnd(this, title::Of(*this), error.Text());
+    const QString ending = endsProgram ? endsProgram(error) : QString();
+    messages::ShowAndEnd(this, title::Of(*this), error.Text(), QString(error.Hint() + u'\n' + ending).trimmed());
 }

@@ -25,6 +25,10 @@ public:
     /// Asked before a window opens that is not open; false keeps it closed for now. To be set by who keeps the windows.
     static inline std::function<bool(Window &)> opensNow;
 
+    /// Called when an error in a window ends the program: switches off what is on, and returns what the user has to
+    /// know of that. To be set by who keeps the windows.
+    static inline std::function<QString(const Error &)> endsProgram;
+
     /// Puts the window in the middle of its screen.
     void Centre();
 

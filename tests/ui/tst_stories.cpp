@@ -537,6 +537,10 @@ private Q_SLOTS:
         SOON_EQUAL(BoxTexts().size(), 1);
         const QString said = BoxTexts().constFirst();
         QVERIFY2(said.startsWith(QStringLiteral("Dépassement de capacité : ")), qPrintable(said));
+        QCOMPARE(
+            OpenBoxes().constFirst()->informativeText(),
+            QStringLiteral("Il faut un nombre de 0 à 255.\nLe programme va s'arrêter ; le port n'est pas ouvert : si "
+                           "un courant passe encore, débranchez l'accu."));
         Simulated().Run(20s);
         QVERIFY(house.board.ChargeOn());
         if (unplugged)
@@ -566,9 +570,44 @@ private Q_SLOTS:
         charge.findChild<QLineEdit *>(QStringLiteral("Text1"))->setText(QStringLiteral("256"));
         House::Press(charge, "CBstart");
         SOON_EQUAL(BoxTexts().size(), 1);
+        QCOMPARE(
+            OpenBoxes().constFirst()->informativeText(),
+            QStringLiteral("Il faut un nombre de 0 à 255.\nLe programme va s'arrêter ; les sorties sont coupées."));
+        SOON_EQUAL(QGuiApplication::focusWindow(), OpenBoxes().constFirst()->windowHandle());
         SOON(!house.ChargeOn());
         Simulated().Run(5s);
         QVERIFY(!house.ChargeOn());
+        QVERIFY(!House::WarnsIn(house.main));
+    }
+
+    void AnErrorThatEndsTheProgramCutsWhatOtherWindowsHaveOn_data()
+    {
+        QTest::addColumn<bool>("left");
+        QTest::newRow("a charge that is on") << false;
+        QTest::newRow("a charge that was left on") << true;
+    }
+    void AnErrorThatEndsTheProgramCutsWhatOtherWindowsHaveOn()
+    {
+        QFETCH(bool, left);
+        House house;
+        house.Load();
+        house.Charge();
+        if (left)
+            House::Press(house.main.ChargeWindow(), "CQuitter");
+        house.Press("Cb_Debug");
+        House::Press(*House::Named("Micro"), "CBEtat");
+        QWidget &dashboard = *House::Named("FEtat");
+        SOON(dashboard.isVisible());
+        house.board.channel[8] = 128 * 256; // no reading that a count can be
+        House::Press(dashboard, "CBAUTO");
+        SOON_EQUAL(BoxTexts().size(), 1);
+        const QMessageBox &box = *OpenBoxes().constFirst();
+        QCOMPARE(box.text(), QStringLiteral("Dépassement de capacité : mesure de la voie 8"));
+        QCOMPARE(box.informativeText(), QStringLiteral("Le programme va s'arrêter ; les sorties sont coupées."));
+        SOON(!house.ChargeOn());
+        Simulated().Run(5s);
+        QVERIFY(!house.ChargeOn());
+        QVERIFY(!house.main.ChargeWindow().Running());
         QVERIFY(!House::WarnsIn(house.main));
     }
 

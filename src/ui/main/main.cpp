@@ -135,6 +135,7 @@ Main::Main(std::unique_ptr<Port> port)
     FollowRuns(capacity_, capacity_.News());
     connect(&link_.line, &Exchanges::SessionWanted, this, &Main::GreetStreamingBoard);
     Window::opensNow = [this](Window &window) { return OpensNow(window); };
+    Window::endsProgram = [this](const Error &error) { return EndForError(error); };
     monitor_.AskBefore([this] { return !RunIsOn(); });
 
     connect(ui_.Cb_Reconnect, &QPushButton::clicked, this, &Main::Cb_Reconnect_Click);
@@ -147,6 +148,7 @@ Main::Main(std::unique_ptr<Port> port)
 Main::~Main()
 {
     Window::opensNow = {};
+    Window::endsProgram = {};
     quitting_.Drop();
     cutting_.Drop();
     changing_.Drop();
@@ -501,6 +503,17 @@ void Main::StopAll(const QString &cause)
     StopRuns(cause);
     calibration_.StopCurrents();
     link_.outputs.EndRest();
+}
+
+QString Main::EndForError(const Error &error)
+{
+    StopAll(error.Text());
+    if (!com_.PortOpen())
+        return QStringLiteral("Le programme va s'arrêter ; le port n'est pas ouvert : si un courant passe encore, "
+                              "débranchez l'accu.");
+    if (unwatched_.Charges() || unwatched_.Discharges())
+        cutting_.Start(unwatched_.Cut());
+    return QStringLiteral("Le programme va s'arrêter ; les sorties sont coupées.");
 }
 
 /// A way out while something is on asks once what is to become of it, and is taken when that is answered. False when

@@ -112,6 +112,7 @@ private:
     void CD_DECONNECT_Click();
     void CbMoni_Click();
     bool RunIsOn() const;
+    QString EndForError(const Error &error);
     bool AsksBeforeLeaving(std::function<void(bool)> leave);
     void Mnuquitter_Click();
     void Failed(std::exception_ptr thrown);

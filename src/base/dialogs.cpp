@@ -62,15 +62,14 @@ QString NearestFolder(QString folder)
 }
 } // namespace
 
-Task<bool> Confirm(QWidget *over, QMessageBox::Icon icon, QString title, QString text, QString detail)
+Task<bool> Confirm(QWidget *over, QMessageBox::Icon icon, QString title, QString text, QString about, QString detail)
 {
     QMessageBox box(icon, title, text, QMessageBox::Yes | QMessageBox::No, over);
-    if (!detail.isEmpty()) { // its beginning in sight, all of it on demand
-        box.setInformativeText(detail.section(u'\n', 0, 0));
-        box.setDetailedText(detail);
-    }
+    box.setInformativeText(QString(about + u'\n' + detail.section(u'\n', 0, 0)).trimmed());
+    box.setDetailedText(detail);
     box.button(QMessageBox::Yes)->setText(QStringLiteral("&Oui"));
     box.button(QMessageBox::No)->setText(QStringLiteral("&Non"));
+    box.setDefaultButton(QMessageBox::No);
     box.setEscapeButton(QMessageBox::No);
     Opened opened(&box);
     co_await opened.Finished();

@@ -8,8 +8,10 @@
 
 /// Questions to the user that a handler waits for, while everything else in the program goes on.
 namespace dialogs {
-/// A question with "Oui" and "Non"; the first line of `detail` is shown below it, all of it on demand. True for yes.
-Task<bool> Confirm(QWidget *over, QMessageBox::Icon icon, QString title, QString text, QString detail = {});
+/// A question with "Oui" and "Non", which Enter means. `about` says below it which thing it is about; the first line of
+/// `detail` is shown, too, all of it on demand. True for yes.
+Task<bool> Confirm(QWidget *over, QMessageBox::Icon icon, QString title, QString text, QString about = {},
+                   QString detail = {});
 
 /// What a file dialog is opened with. `filter` is of the form "Hex8 (*.HEX);;All (*)".
 struct FileQuestion

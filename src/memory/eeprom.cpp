@@ -6,6 +6,7 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "base/paint.h"
+#include "base/tone.h"
 #include "base/wholefile.h"
 #include "esvfile.h"
 #include "link/command.h"
@@ -13,7 +14,10 @@
 #include <QApplication>
 #include <QCloseEvent>
 
+#include <algorithm>
 #include <optional>
+#include <ranges>
+#include <utility>
 
 namespace {
 constexpr int rowLength = 16;
@@ -71,6 +75,14 @@ QString TwoDigits(quint8 byte)
 QString SlaveText(quint8 byte)
 {
     return (byte < 10 ? QStringLiteral("0") : QString()) + Hex(byte).mid(1);
+}
+
+/// "3 octets modifiés"; nothing for none.
+QString EditsText(int count)
+{
+    return count == 0   ? QString()
+           : count == 1 ? QStringLiteral("1 octet modifié")
+                        : QStringLiteral("%1 octets modifiés").arg(count);
 }
 
 /// The byte that was entered, or nothing when it is none.
@@ -132,6 +144,9 @@ EEprom::EEprom(Codebas &link) : Window(QStringLiteral("EEprom")), link_(link)
         }
     }
     ui_.table->setMinimumSize(ui_.table->sizeHint()); // all of it
+    edits_->setObjectName(QStringLiteral("edits"));
+    SetTone(*edits_, Tone::Caution);
+    statusBar()->addPermanentWidget(edits_);
     statusBar()->addPermanentWidget(sideName_);
     RememberDesign();
     connect(&activation_, &Activation::Activated, this, [this] { Start(Form_Activate()); });
@@ -179,14 +194,17 @@ void EEprom::Load()
         ui_.table->item(cell / rowLength, cell % rowLength)->setText({});
     Tell({});
     TakeSide();
+    ShowEdits();
     activation_.Opening();
 }
 
 /// Turns to the microcontroller that EepromSel names; what was entered for the other one goes.
 void EEprom::TakeSide()
 {
+    replaced_ = Edits();
     side_ = link_.EepromSel;
     sideName_->setText(MasterSide() ? QStringLiteral("Master") : QStringLiteral("Slave"));
+    Keep();
     CurAddr = noAddress;
     for (QLabel *label : {ui_.Label3, ui_.Label8})
         label->clear();
@@ -199,6 +217,12 @@ void EEprom::TakeSide()
 void EEprom::closeEvent(QCloseEvent *event)
 {
     const bool cutShort = transfer_ == Transfer::Writing;
+    const QString lost = EditsText(Busy() ? 0 : Edits());
+    if (!loss_.MayClose(*this,
+                        lost.isEmpty() ? lost : lost + QStringLiteral(", ni sur la carte ni dans un fichier."))) {
+        event->ignore();
+        return;
+    }
     Leave();
     event->accept();
     Q_EMIT Returning();
@@ -257,19 +281,25 @@ Task<void> EEprom::Form_Activate()
 {
     if (!isVisible() || !isEnabled() || Busy())
         co_return;
-    const Hold hold(*this, Transfer::Reading);
-    const std::function<bool()> stillOpen = StillOpen();
-    whole_ = false;
-    Task<void> master = ReadImage(command::ReadMasterEeprom, &link_.MasterEeprom, stillOpen);
-    co_await master;
-    Task<void> slave = ReadImage(command::ReadSlaveEeprom, &link_.SlaveEeprom, stillOpen);
-    co_await slave;
-    if (!stillOpen())
-        co_return;
-    whole_ = true;
-    CurAddr = noAddress;
-    ShowText();
-    ShowImage();
+    const QString replaced = EditsText(std::exchange(replaced_, 0) + Edits());
+    {
+        const Hold hold(*this, Transfer::Reading);
+        const std::function<bool()> stillOpen = StillOpen();
+        whole_ = false;
+        Task<void> master = ReadImage(command::ReadMasterEeprom, &link_.MasterEeprom, stillOpen);
+        co_await master;
+        Task<void> slave = ReadImage(command::ReadSlaveEeprom, &link_.SlaveEeprom, stillOpen);
+        co_await slave;
+        if (!stillOpen())
+            co_return;
+        whole_ = true;
+        CurAddr = noAddress;
+        Keep();
+        ShowText();
+        ShowImage();
+    }
+    if (!replaced.isEmpty())
+        Tell(QStringLiteral("L'image lue sur la carte remplace ce qui n'était pas envoyé : %1.").arg(replaced));
 }
 
 /// Ends early when the window is closed.
@@ -300,6 +330,10 @@ Task<void> EEprom::CBUpdate_Click()
         if (stillOpen())
             Progress(address);
     }
+    if (!stillOpen())
+        co_return;
+    kept_ = image;
+    ShowEdits();
 }
 
 // ---- image files
@@ -328,6 +362,8 @@ Task<void> EEprom::CBSaveeprom_Click()
         co_return;
     try {
         wholefile::Replace(path, esvfile::Write(QByteArrayView(Selected().data(), esvfile::imageSize)));
+        Keep();
+        ShowEdits();
         Tell(QStringLiteral("%1 : image enregistrée.").arg(path));
     } catch (const FileError &error) {
         Tell(error.Text());
@@ -348,6 +384,7 @@ Task<void> EEprom::CBLoadeprom_Click()
         const QByteArray bytes = esvfile::Read(wholefile::Read(path, esvfile::largestFile));
         std::ranges::copy(bytes, Selected().begin()); // of a file that ends early, what there is
         whole_ = whole_ || bytes.size() == esvfile::imageSize;
+        Keep();
         Tell(QStringLiteral("%1 : %2 octets lus.").arg(path, QString::number(bytes.size())));
     } catch (const FileError &error) {
         Tell(error.Text());
@@ -390,6 +427,38 @@ void EEprom::Text3_KeyPress()
     ShowImage();
 }
 
+// ---- what is entered and nowhere else
+
+void EEprom::Keep()
+{
+    kept_ = Selected();
+}
+
+bool EEprom::IsEdited(int address)
+{
+    const auto i = static_cast<size_t>(address);
+    return whole_ && Selected()[i] != kept_[i];
+}
+
+int EEprom::Edits()
+{
+    const auto addresses = std::views::iota(0, esvfile::imageSize);
+    return static_cast<int>(std::ranges::count_if(addresses, [this](int address) { return IsEdited(address); }));
+}
+
+/// Marks the bytes that were entered, and counts them.
+void EEprom::ShowEdits()
+{
+    for (int address = 0; address < esvfile::imageSize; ++address) {
+        QTableWidgetItem *cell = ui_.table->item(address / rowLength, address % rowLength);
+        QFont font;
+        font.setBold(IsEdited(address));
+        cell->setFont(font);
+        cell->setForeground(IsEdited(address) ? QBrush(Ink(Tone::Caution, palette())) : QBrush());
+    }
+    edits_->setText(EditsText(Edits()));
+}
+
 // ---- display
 
 QString EEprom::Cell(int row, int column)
@@ -415,6 +484,7 @@ void EEprom::ShowImage()
     for (int row = 0; row < rowLength; ++row)
         for (int column = 0; column < rowLength; ++column)
             ui_.table->item(row, column)->setText(Cell(row, column));
+    ShowEdits();
     ShowRow();
 }
 

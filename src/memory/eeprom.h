@@ -2,6 +2,7 @@
 #pragma once
 
 #include "base/activation.h"
+#include "base/loss.h"
 #include "base/opening.h"
 #include "base/window.h"
 #include "link/codebas.h"
@@ -54,6 +55,9 @@ private:
 
     Task<void> ReadImage(quint8 command, Image *image, std::function<bool()> stillOpen);
     std::function<bool()> StillOpen() const;
+    void Keep();
+    bool IsEdited(int address);
+    int Edits();
     bool Refuses();
     bool RefusesImage();
     void TakeSide();
@@ -65,6 +69,7 @@ private:
     QString Cell(int row, int column);
     void ShowRow();
     void ShowImage();
+    void ShowEdits();
     void ShowParameters();
     void ShowText();
     void Progress(int address);
@@ -74,8 +79,12 @@ private:
     Codebas &link_;
     QFileDialog *commonDialog1_ = nullptr;
     QLabel *sideName_ = new QLabel(this);
+    QLabel *edits_ = new QLabel(this);
     Activation activation_{this};
+    Loss loss_;
     int side_ = 0;       ///< EepromSel when the window was opened
+    Image kept_{};       ///< the selected image as the board or a file has it
+    int replaced_ = 0;   ///< edits of the side before, which the next reading replaces
     bool whole_ = false; ///< the images were read to their ends, or the selected one comes from a whole file
     Opening opening_;
     Transfer transfer_ = Transfer::None;

@@ -5,6 +5,7 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/tone.h"
 #include "base/wholefile.h"
 #include "link/command.h"
 
@@ -107,6 +108,9 @@ Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
     for (QLineEdit *box : {ui_.TxnbElem, ui_.TNbrCycles})
         Allow(box, "[0-9]*");
     ui_.Text1->installEventFilter(this);
+    edits_->setObjectName(QStringLiteral("edits"));
+    SetTone(*edits_, Tone::Caution);
+    ui_.statusbar->addPermanentWidget(edits_);
     RememberDesign();
 
     connect(ui_.Option1, &QRadioButton::toggled, this, [this](bool on) {
@@ -132,6 +136,10 @@ Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
         connect(box, &QLineEdit::editingFinished, this, [this] { // zeros appear in the places that were left empty
             ShowFields(Typed(ui_.Text1), profile::Fields::Of(ScreenText()));
         });
+    for (QLineEdit *box : findChildren<QLineEdit *>())
+        connect(box, &QLineEdit::textEdited, this, &Exteepr::ShowEdits);
+    for (QCheckBox *option : options_)
+        connect(option, &QCheckBox::clicked, this, &Exteepr::ShowEdits);
     OnClick(ui_.CbSave, &Exteepr::CbSave_Click);
     OnClick(ui_.CbEcrit, &Exteepr::CbEcrit_Click);
     OnClick(ui_.CBLit, &Exteepr::CBLit_Click);
@@ -157,11 +165,18 @@ void Exteepr::Load()
     ShowImage();
     ShowHeader();
     ShowNoProfile({});
+    Keep();
     Centre();
 }
 
 void Exteepr::closeEvent(QCloseEvent *event)
 {
+    if (!loss_.MayClose(*this, !transferring_ && Edited()
+                                   ? QStringLiteral("Les types modifiés ne sont ni sur la carte ni dans un fichier.")
+                                   : QString())) {
+        event->ignore();
+        return;
+    }
     opening_.End(); // an exchange under way still gets its reply, and no other one begins
     if (dialog_)
         dialog_->reject();
@@ -222,10 +237,13 @@ Task<void> Exteepr::Option2_Click()
     if (!link_.LinkDropped && !Eeprom2Loaded) {
         Task<QByteArray> reading = ReadEeprom(1);
         const QByteArray memory = co_await reading;
+        const bool replaces = Edited();
         ProfileTable.Read(memory);
         Eeprom2Loaded = filled_[2] = true;
         ShowHeader();
-        ui_.statusbar->showMessage(QStringLiteral("EEPROM 2 lue"));
+        Keep();
+        ui_.statusbar->showMessage(replaces ? QStringLiteral("EEPROM 2 lue : elle remplace les types modifiés")
+                                            : QStringLiteral("EEPROM 2 lue"));
     }
     profile::Fields sample;
     sample.cells = "01";
@@ -299,6 +317,8 @@ Task<void> Exteepr::CbSave_Click()
         Task<void> writing = eeprom == 1 ? WriteBytes(0, 0, memory) : WriteBytes(1, Profiles::recordsAddress, memory);
         co_await writing;
     }
+    if (eeprom == 2)
+        Keep();
     ui_.statusbar->showMessage(QStringLiteral("EEPROM %1 écrite").arg(eeprom));
 }
 
@@ -351,6 +371,8 @@ Task<void> Exteepr::CbEcrit_Click()
         co_return;
     StoreScreen();
     wholefile::Replace(path, SelectedEeprom == 1 ? ImageTable.Save() : ProfileTable.Save());
+    if (SelectedEeprom != 1)
+        Keep();
     ui_.statusbar->showMessage(QStringLiteral("Fichier écrit : %1").arg(path));
 }
 
@@ -372,6 +394,7 @@ Task<void> Exteepr::CBLit_Click()
         filled_[2] = true;
         ShowHeader();
         ShowProfile(ui_.Slider1->value());
+        Keep();
     }
     ui_.Label5->setText(QStringLiteral("termine"));
     if (missing > 0)
@@ -489,12 +512,40 @@ QByteArray Exteepr::ScreenText() const
 /// bits without a box, and the EEPROM's bytes digits without a field.
 void Exteepr::StoreScreen()
 {
-    if (const QByteArray header = Typed(ui_.Text4); header != ProfileTable.Header())
-        ProfileTable.SetHeader(header);
-    if (chosen_ == 0)
+    if (HeaderEdited())
+        ProfileTable.SetHeader(Typed(ui_.Text4));
+    if (!ProfileEdited())
         return;
-    const QByteArray name = Typed(ui_.Text1);
-    const QByteArray text = ScreenText();
-    if (profile::Padded(name) != profile::Padded(shownName_) || text != ProfileText)
-        ProfileTable.Set(chosen_, name, text);
+    shownName_ = Typed(ui_.Text1);
+    ProfileText = ScreenText();
+    ProfileTable.Set(chosen_, shownName_, ProfileText);
+}
+
+bool Exteepr::HeaderEdited() const
+{
+    return Typed(ui_.Text4) != ProfileTable.Header();
+}
+
+bool Exteepr::ProfileEdited() const
+{
+    return chosen_ != 0 &&
+           (profile::Padded(Typed(ui_.Text1)) != profile::Padded(shownName_) || ScreenText() != ProfileText);
+}
+
+// ---- what is edited and nowhere else
+
+void Exteepr::Keep()
+{
+    kept_ = ProfileTable.Save();
+    ShowEdits();
+}
+
+bool Exteepr::Edited() const
+{
+    return HeaderEdited() || ProfileEdited() || ProfileTable.Save() != kept_;
+}
+
+void Exteepr::ShowEdits()
+{
+    edits_->setVisible(Edited());
 }

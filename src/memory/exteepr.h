@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/loss.h"
 #include "base/opening.h"
 #include "base/window.h"
 #include "eepromtable.h"
@@ -24,7 +25,7 @@ public:
     int SelectedEeprom = 0;     ///< 1, or else EEPROM 2 is meant
     bool Eeprom1Loaded = false; ///< it was read since the window opened
     bool Eeprom2Loaded = false;
-    QByteArray ProfileText; ///< parameter text of the profile on screen, as it was shown
+    QByteArray ProfileText; ///< parameter text of the profile on screen, as it was shown or stored last
 
     /// Whether an EEPROM is being read or written.
     bool Busy() const { return transferring_; }
@@ -59,6 +60,11 @@ private:
     void ShowFields(const QByteArray &name, const profile::Fields &fields);
     QByteArray ScreenText() const;
     void StoreScreen();
+    void Keep();
+    bool HeaderEdited() const;
+    bool ProfileEdited() const;
+    bool Edited() const;
+    void ShowEdits();
     void SetTransferring(bool transferring);
     void EnableEntries();
 
@@ -68,9 +74,12 @@ private:
     std::array<QCheckBox *, 6> options_;
     std::vector<QWidget *> fields_; ///< all that shows a profile
     int chosen_ = 0;                ///< number of the profile on screen; 0: none, what is shown is a sample
-    QByteArray shownName_;          ///< its name, as it was shown
+    QByteArray shownName_;          ///< its name, likewise
     std::array<bool, 3> filled_{};  ///< by EEPROM: its table was read or came from a file
-    QPointer<QWidget> focus_;       ///< had the focus when the transfer began
+    QByteArray kept_;               ///< the battery types as the board or a file has them
+    QLabel *edits_ = new QLabel(QStringLiteral("types modifiés"), this);
+    Loss loss_;
+    QPointer<QWidget> focus_; ///< had the focus when the transfer began
     bool transferring_ = false;
     bool writing_ = false; ///< what is transferred goes to the board
     Opening opening_;

@@ -71,8 +71,9 @@ Task<void> Micro::CBMIC1_Click()
     QString remarks;
     if (path.isEmpty() || !ReadHexMaster(path, &remarks))
         co_return;
-    Task<bool> question = dialogs::Confirm(this, QMessageBox::Information, windowTitle(),
-                                           QStringLiteral("Confirmer chargement Flash Master."), remarks);
+    Task<bool> question =
+        dialogs::Confirm(this, QMessageBox::Information, windowTitle(),
+                         QStringLiteral("Confirmer chargement Flash Master."), QFileInfo(path).fileName(), remarks);
     if (!co_await question)
         co_return;
     Task<void> writing = WriteMaster();
@@ -133,7 +134,7 @@ Task<void> Micro::CbPgmSlave_Click()
     Task<void> reading = ReadSlave();
     co_await reading;
     const Differences differences = CompareSlave();
-    Task<bool> question = ConfirmSlave(differences, remarks);
+    Task<bool> question = ConfirmSlave(differences, QFileInfo(path).fileName(), remarks);
     if (!co_await question)
         co_return;
     Task<void> writing = WriteSlave(differences.all);
@@ -188,22 +189,24 @@ Micro::Differences Micro::CompareSlave()
     return differences;
 }
 
-Task<bool> Micro::ConfirmSlave(Differences differences, QString remarks)
+Task<bool> Micro::ConfirmSlave(Differences differences, QString file, QString remarks)
 {
     bool wanted = differences.all > 0;
     if (differences.inProtectedZone > 0) {
         Task<bool> question = dialogs::Confirm(this, QMessageBox::Critical, QStringLiteral("ATTENTION !"),
                                                number::Str(differences.inProtectedZone) +
-                                                   QStringLiteral(" Changements en Zone Protégée, CONTINUER ??"));
+                                                   QStringLiteral(" Changements en Zone Protégée, CONTINUER ??"),
+                                               file);
         wanted = co_await question;
     }
     if (!wanted) {
         ui_.LBinfos->setText(QStringLiteral("Pas de changement détecté"));
         co_return false;
     }
-    Task<bool> question = dialogs::Confirm(
-        this, QMessageBox::Information, windowTitle(),
-        QStringLiteral("Confirmer chargement de") + number::Str(differences.all) + QStringLiteral(" octets"), remarks);
+    Task<bool> question = dialogs::Confirm(this, QMessageBox::Information, windowTitle(),
+                                           QStringLiteral("Confirmer chargement de") + number::Str(differences.all) +
+                                               QStringLiteral(" octets"),
+                                           file, remarks);
     co_return co_await question;
 }
 

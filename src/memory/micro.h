@@ -65,7 +65,7 @@ private:
     Task<void> WriteMaster();
     Task<void> ReadSlave();
     Differences CompareSlave();
-    Task<bool> ConfirmSlave(Differences differences, QString remarks);
+    Task<bool> ConfirmSlave(Differences differences, QString file, QString remarks);
     Task<void> WriteSlave(int count);
     Task<void> VerifySlave();
     Task<int> ReadWord(int address);

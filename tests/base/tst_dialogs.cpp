@@ -11,10 +11,10 @@
 #include <QtTest>
 
 namespace {
-Task<void> Ask(QWidget *over, int *answer, QString detail = {})
+Task<void> Ask(QWidget *over, int *answer, QString about = {}, QString detail = {})
 {
     Task<bool> question = dialogs::Confirm(over, QMessageBox::Information, QStringLiteral("Titre"),
-                                           QStringLiteral("Confirmer ?"), detail);
+                                           QStringLiteral("Confirmer ?"), about, detail);
     *answer = co_await question ? 1 : 0;
 }
 
@@ -69,9 +69,18 @@ private Q_SLOTS:
     {
         int given = -1;
         Runner runner;
-        runner.Start(Ask(&over_, &given, QStringLiteral("un\ndeux")));
-        QCOMPARE(OpenBoxes().constFirst()->informativeText(), QStringLiteral("un"));
+        runner.Start(Ask(&over_, &given, QStringLiteral("image.HEX"), QStringLiteral("un\ndeux")));
+        QCOMPARE(OpenBoxes().constFirst()->informativeText(), QStringLiteral("image.HEX\nun"));
         QCOMPARE(OpenBoxes().constFirst()->detailedText(), QStringLiteral("un\ndeux"));
+    }
+
+    void EnterMeansNo()
+    {
+        int given = -1;
+        Runner runner;
+        runner.Start(Ask(&over_, &given));
+        QTest::keyClick(OpenBoxes().constFirst(), Qt::Key_Return);
+        QTRY_COMPARE(given, 0);
     }
 
     void ADroppedQuestionGoesAway()

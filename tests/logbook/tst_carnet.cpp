@@ -237,22 +237,17 @@ private Q_SLOTS:
         Table()->selectRow(0);
         Button("CbEnlever")->click();
         QCOMPARE(Rows(), 2);
-        const auto agree = [] {
-            for (QAbstractButton *button : OpenBoxes().constFirst()->buttons())
-                if (button->text() == QStringLiteral("Enlever"))
-                    button->click();
-        };
         QCOMPARE(OpenBoxes().size(), 1);
         OpenBoxes().constFirst()->close();
         QCOMPARE(Rows(), 2);
         Button("CbEnlever")->click();
-        agree();
+        AnswerBox(QStringLiteral("Enlever"));
         QCOMPARE(Rows(), 1);
         QCOMPARE(Cell(0, "Début"), QStringLiteral("01/03/2026 10:00"));
 
         Button("CbSupprimer")->click();
         QCOMPARE(book_->Packs().size(), size_t(1));
-        agree();
+        AnswerBox(QStringLiteral("Enlever"));
         QVERIFY(book_->Packs().empty());
         QCOMPARE(Cell(0, "Accu"), QString());
     }

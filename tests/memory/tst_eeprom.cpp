@@ -54,6 +54,11 @@ struct Bench : MemoryBench
         Box(name)->setText(text);
         QTest::keyClick(Box(name), Qt::Key_Return);
     }
+    void Edit(int address, int value)
+    {
+        Enter("Text2", QString::number(address));
+        Enter("Text3", QString::number(value));
+    }
     /// Presses a button and chooses a file in the dialog that opens.
     void Choose(const char *button, const QString &path)
     {
@@ -782,6 +787,110 @@ private Q_SLOTS:
         QVERIFY(bench.Box("Lbdat2")->text().startsWith(QStringLiteral("5A FE ")));
         bench.Enter("Text2", QStringLiteral("0"));
         QCOMPARE(bench.Text("Label8"), QStringLiteral("Correction I Charge H"));
+    }
+
+    // ---- what is entered and nowhere else
+
+    void EditsAreMarked()
+    {
+        Bench bench;
+        bench.Open();
+        bench.Edit(33, 7);
+        bench.Edit(34, 34); // as it was
+        QCOMPARE(bench.Text("edits"), QStringLiteral("1 octet modifié"));
+        QVERIFY(bench.Table()->item(2, 1)->font().bold());
+        QVERIFY(!bench.Table()->item(2, 2)->font().bold());
+        bench.Edit(34, 8);
+        QCOMPARE(bench.Text("edits"), QStringLiteral("2 octets modifiés"));
+        bench.Edit(33, 33); // taken back
+        QCOMPARE(bench.Text("edits"), QStringLiteral("1 octet modifié"));
+        QVERIFY(!bench.Table()->item(2, 1)->font().bold());
+    }
+
+    void EditsThatAreKeptAreNoEdits_data()
+    {
+        QTest::addColumn<QByteArray>("button");
+        QTest::newRow("on the board") << QByteArray("CBUpdate");
+        QTest::newRow("in a file") << QByteArray("CBSaveeprom");
+        QTest::newRow("a file in their place") << QByteArray("CBLoadeprom");
+    }
+    void EditsThatAreKeptAreNoEdits()
+    {
+        QFETCH(QByteArray, button);
+        Bench bench;
+        bench.Open();
+        bench.Edit(33, 7);
+        if (button == "CBUpdate")
+            bench.Button("CBUpdate")->click();
+        else if (button == "CBSaveeprom")
+            bench.Choose("CBSaveeprom", bench.folder.filePath(QStringLiteral("kept.ESV")));
+        else
+            bench.Load(Repeat(256, [](int) { return QByteArray(" 9 \r\n"); }));
+        SOON_EQUAL(bench.Text("edits"), QString());
+        QVERIFY(!bench.Table()->item(2, 1)->font().bold());
+        bench.window.close();
+        QVERIFY(OpenBoxes().isEmpty());
+        QVERIFY(!bench.window.isVisible());
+    }
+
+    void ClosingAsksBeforeEditsAreLost_data()
+    {
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<bool>("closes");
+        QTest::newRow("lose") << "Fermer et perdre" << true;
+        QTest::newRow("stay") << "Rester" << false;
+        QTest::newRow("again") << QString() << true; // the way out once more
+    }
+    void ClosingAsksBeforeEditsAreLost()
+    {
+        QFETCH(QString, answer);
+        QFETCH(bool, closes);
+        Bench bench;
+        bench.Open();
+        bench.Edit(33, 7);
+        bench.Button("CBeepend")->click();
+        QVERIFY(bench.window.isVisible());
+        QCOMPARE(BoxTexts(), QStringList(QStringLiteral("1 octet modifié, ni sur la carte ni dans un fichier.")));
+        QCOMPARE(OpenBoxes().constFirst()->defaultButton()->text(), QStringLiteral("Rester"));
+        if (answer.isEmpty())
+            bench.Button("CBeepend")->click();
+        else
+            AnswerBox(answer);
+        QCOMPARE(!bench.window.isVisible(), closes);
+        QCOMPARE(bench.returning.size(), closes ? 1 : 0);
+        QVERIFY(OpenBoxes().isEmpty());
+        QCOMPARE(bench.link.MasterEeprom[33], quint8(7)); // whoever stays has it still
+        QVERIFY(bench.board.Received().isEmpty());
+    }
+
+    void AnActivationSaysThatItReplacesEdits()
+    {
+        Bench bench;
+        bench.Open();
+        bench.Edit(33, 7);
+        bench.Edit(34, 7);
+        QWidget other;
+        other.show();
+        other.activateWindow();
+        SOON_EQUAL(QGuiApplication::focusWindow(), other.windowHandle());
+        bench.window.activateWindow();
+        bench.ReadsOnce();
+        QCOMPARE(bench.Status(),
+                 QStringLiteral("L'image lue sur la carte remplace ce qui n'était pas envoyé : 2 octets modifiés."));
+        QCOMPARE(bench.Text("edits"), QString());
+        QCOMPARE(bench.link.MasterEeprom[33], quint8(33));
+    }
+
+    void TurningToTheOtherSideSaysThatItReplacesEdits()
+    {
+        Bench bench;
+        bench.Open();
+        bench.Edit(33, 7);
+        bench.link.EepromSel = slaveSide;
+        bench.window.Edit();
+        bench.ReadsOnce();
+        QCOMPARE(bench.Status(),
+                 QStringLiteral("L'image lue sur la carte remplace ce qui n'était pas envoyé : 1 octet modifié."));
     }
 
     // ---- from the tools window

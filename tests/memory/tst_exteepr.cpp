@@ -425,6 +425,85 @@ private Q_SLOTS:
                  QByteArray(21, '0').replace(place, stored.size(), stored));
     }
 
+    void EditedTypesAreMarkedAndAskedForOnTheWayOut()
+    {
+        ExteeprBench bench;
+        bench.OpenAndRead(2);
+        bench.Slider()->setValue(3); // whose name is full
+        const auto *mark = bench.Find<QLabel>("edits");
+        QVERIFY(mark->isHidden());
+        for (const bool marked : {true, false}) { // and taken back
+            bench.Find<QCheckBox>("Check4")->click();
+            QCOMPARE(!mark->isHidden(), marked);
+        }
+        QVERIFY(bench.window.ProfileTable.AsRead(3));
+        QTest::keyClick(bench.Box("Text1"), Qt::Key_Backspace);
+        QVERIFY(!mark->isHidden());
+        QTest::keyClick(bench.Box("Text1"), Qt::Key_Z, Qt::ControlModifier);
+        QVERIFY(mark->isHidden());
+        bench.Find<QCheckBox>("Check4")->click();
+        QVERIFY(!mark->isHidden());
+        bench.Slider()->setValue(2);
+        bench.Button("CbQuit")->click();
+        QVERIFY(bench.window.isVisible());
+        QCOMPARE(BoxTexts(),
+                 QStringList(QStringLiteral("Les types modifiés ne sont ni sur la carte ni dans un fichier.")));
+        AnswerBox(QStringLiteral("Rester"));
+        QVERIFY(bench.window.isVisible());
+        bench.Button("CbQuit")->click();
+        AnswerBox(QStringLiteral("Fermer et perdre"));
+        QVERIFY(!bench.window.isVisible());
+    }
+
+    void TypesThatAreKeptMayBeLeft_data()
+    {
+        QTest::addColumn<bool>("board");
+        QTest::newRow("on the board") << true;
+        QTest::newRow("in a file") << false;
+    }
+    void TypesThatAreKeptMayBeLeft()
+    {
+        QFETCH(bool, board);
+        ExteeprBench bench;
+        bench.OpenAndRead(2);
+        bench.Slider()->setValue(1);
+        bench.Find<QCheckBox>("Check4")->click();
+        if (board) {
+            bench.Button("CbSave")->click();
+            QVERIFY(bench.Finished());
+        } else {
+            bench.SaveFile();
+        }
+        QVERIFY(bench.Find<QLabel>("edits")->isHidden());
+        bench.Button("CbQuit")->click();
+        QVERIFY(OpenBoxes().isEmpty());
+        QVERIFY(!bench.window.isVisible());
+    }
+
+    void AnEditThatIsTakenBackAfterItWasWrittenIsWrittenToo()
+    {
+        ExteeprBench bench;
+        bench.OpenAndRead(2);
+        bench.Slider()->setValue(1);
+        const QByteArray before = bench.SaveFile();
+        for (int time = 0; time < 2; ++time) {
+            bench.Find<QCheckBox>("Check4")->click();
+            QCOMPARE(bench.SaveFile() == before, time == 1);
+        }
+    }
+
+    void AReadingSaysThatItReplacesEditedTypes()
+    {
+        ExteeprBench bench;
+        bench.window.Open();
+        bench.Slider()->setValue(1);
+        bench.Find<QCheckBox>("Check4")->click();
+        bench.Option(2)->click();
+        QVERIFY(bench.Finished());
+        QCOMPARE(bench.Status(), QStringLiteral("EEPROM 2 lue : elle remplace les types modifiés"));
+        QVERIFY(bench.Find<QLabel>("edits")->isHidden());
+    }
+
     void TypingFillsTheMasks_data()
     {
         QTest::addColumn<QByteArray>("box");

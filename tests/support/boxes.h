@@ -4,6 +4,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QMessageBox>
+#include <QTest>
 
 /// The message boxes that are open.
 inline QList<QMessageBox *> OpenBoxes()
@@ -20,6 +21,18 @@ inline void AnswerBoxes()
 {
     for (QMessageBox *box : OpenBoxes())
         box->buttons().constFirst()->click();
+}
+
+/// Gives the open message box that has it this answer.
+inline void AnswerBox(const QString &answer)
+{
+    for (const QMessageBox *box : OpenBoxes())
+        for (QAbstractButton *button : box->buttons())
+            if (button->text() == answer) {
+                button->click();
+                return;
+            }
+    QFAIL("there is no such answer");
 }
 
 /// What the message boxes say that are open.

@@ -16,17 +16,6 @@ QStringList Offered()
     return answers;
 }
 
-void Answer(const QString &text)
-{
-    for (const QMessageBox *box : OpenBoxes())
-        for (QAbstractButton *button : box->buttons())
-            if (button->text() == text) {
-                button->click();
-                return;
-            }
-    QFAIL("there is no such answer");
-}
-
 /// Does something in the program's own event loop and lets some time pass; its status, or -1 when it has not ended.
 template <class F>
 int StatusAfter(F what)
@@ -73,7 +62,7 @@ private Q_SLOTS:
         Simulated().Run(5s);
         QVERIFY(house.main.isVisible());
         QVERIFY(house.main.ChargeWindow().Running());
-        Answer(QStringLiteral("Annuler"));
+        AnswerBox(QStringLiteral("Annuler"));
         Simulated().Run(5s);
         QVERIFY(house.main.ChargeWindow().Running());
         QVERIFY(house.main.isVisible());
@@ -87,7 +76,7 @@ private Q_SLOTS:
         house.Charge();
         QCOMPARE(StatusAfter([&] {
                      house.Press("Cb_quitter");
-                     Answer(QStringLiteral("La laisser"));
+                     AnswerBox(QStringLiteral("La laisser"));
                  }),
                  0);
         QVERIFY(house.ChargeOn());
@@ -102,7 +91,7 @@ private Q_SLOTS:
         house.board.TakeReceived();
         QCOMPARE(StatusAfter([&] {
                      house.Press("Cb_quitter");
-                     Answer(QStringLiteral("Arrêter la charge"));
+                     AnswerBox(QStringLiteral("Arrêter la charge"));
                  }),
                  0);
         QVERIFY(!house.ChargeOn());
@@ -116,7 +105,7 @@ private Q_SLOTS:
         house.Charge();
         house.board.TakeReceived();
         house.Press("CD_DECONNECT");
-        Answer(QStringLiteral("Arrêter la charge"));
+        AnswerBox(QStringLiteral("Arrêter la charge"));
         SOON_EQUAL(house.Display(), QStringLiteral("Déconnecté"));
         SOON(house.board.Received().endsWith(Bytes({27, 3})));
         QCOMPARE(house.board.Received(), Bytes({27, 15, 0, 27, 17, 0, 27, 18, 1, 27, 3}));
@@ -145,7 +134,7 @@ private Q_SLOTS:
         house.Press("Cb_quitter");
         QCOMPARE(Offered(), QStringList({QStringLiteral("Annuler"), QStringLiteral("Arrêter le courant"),
                                          QStringLiteral("Le laisser")}));
-        QCOMPARE(StatusAfter([&] { Answer(QStringLiteral("Arrêter le courant")); }), 0);
+        QCOMPARE(StatusAfter([&] { AnswerBox(QStringLiteral("Arrêter le courant")); }), 0);
         QVERIFY(!house.ChargeOn());
     }
 

@@ -75,14 +75,6 @@ struct Switched : House
             return holds();
         });
     }
-    static void Answer(const QString &text)
-    {
-        const auto buttons = OpenBoxes().constFirst()->buttons();
-        const auto button = std::ranges::find(buttons, text, &QAbstractButton::text);
-        QVERIFY(button != buttons.end());
-        (*button)->click();
-    }
-
     QTemporaryDir devices;
     PtyBoard terminal;
     QString script = folder.filePath(QStringLiteral("virtual-board"));
@@ -209,14 +201,14 @@ private Q_SLOTS:
                                                          "Changer de port arrête ce qui est en marche.")}));
         house.Choose("ttyB"); // asked anew, once
         QCOMPARE(BoxTexts().size(), 1);
-        Switched::Answer(QStringLiteral("Annuler"));
+        AnswerBox(QStringLiteral("Annuler"));
         Simulated().Run(5s);
         QVERIFY(house.main.ChargeWindow().Running());
         QCOMPARE(house.Port(), QStringLiteral("ttyA"));
         SOON(House::BetweenSteps(house.main.ChargeWindow()));
         house.board.TakeReceived();
         house.Choose("ttyB");
-        Switched::Answer(QStringLiteral("Arrêter et changer de port"));
+        AnswerBox(QStringLiteral("Arrêter et changer de port"));
         SOON_EQUAL(house.Port(), QStringLiteral("ttyB"));
         QVERIFY(!house.ChargeOn());
         QVERIFY(!house.main.ChargeWindow().Running());
@@ -234,7 +226,7 @@ private Q_SLOTS:
         QVERIFY(house.ChargeOn());
         house.Choose("ttyB");
         QVERIFY(BoxTexts().constFirst().startsWith(QStringLiteral("Attention : la carte charge sans surveillance")));
-        Switched::Answer(QStringLiteral("Arrêter et changer de port"));
+        AnswerBox(QStringLiteral("Arrêter et changer de port"));
         SOON_EQUAL(house.Port(), QStringLiteral("ttyB"));
         QVERIFY(!house.ChargeOn());
     }
@@ -246,7 +238,7 @@ private Q_SLOTS:
         house.Charge();
         house.board.SetSilent(true);
         house.Choose("ttyB");
-        Switched::Answer(QStringLiteral("Arrêter et changer de port"));
+        AnswerBox(QStringLiteral("Arrêter et changer de port"));
         SOON_EQUAL(house.Port(), QStringLiteral("ttyB"));
         QVERIFY(BoxTexts().constFirst().startsWith(
             QStringLiteral("La carte de ttyA n'a pas confirmé que tout est coupé.")));
@@ -272,7 +264,7 @@ private Q_SLOTS:
         QVERIFY(content().startsWith("ttyA\n"));
         house.board.SetSilent(true); // so that it is still to be switched off through the next port
         house.Choose("ttyB");
-        Switched::Answer(QStringLiteral("Arrêter et changer de port"));
+        AnswerBox(QStringLiteral("Arrêter et changer de port"));
         SOON_EQUAL(house.Port(), QStringLiteral("ttyB"));
         QVERIFY(content().startsWith("ttyB\n"));
         house.board.SetSilent(false);
@@ -368,7 +360,7 @@ private Q_SLOTS:
         house.Plug("ttyNew");
         QVERIFY(house.Eventually([&] { return !BoxTexts().isEmpty(); }));
         house.board.SetSilent(false);
-        Switched::Answer(QStringLiteral("S'y connecter"));
+        AnswerBox(QStringLiteral("S'y connecter"));
         SOON_EQUAL(house.Status(), QStringLiteral("ttyNew · 9600 bauds · connecté"));
     }
 

@@ -10,7 +10,7 @@ bool Loss::MayClose(QWidget &window, const QString &what)
 {
     if (std::exchange(agreed_, false) || what.isEmpty())
         return true;
-    if (question_) {
+    if (question_ && question_->isVisible()) {
         question_->close();
         return true;
     }

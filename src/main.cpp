@@ -6,6 +6,7 @@
 #include "capacity/unattended_capacity.h"
 #include "guard/guardian.h"
 #include "guard/runmark.h"
+#include "help/helpmenu.h"
 #include "link/ports.h"
 #include "link/systemport.h"
 #include "logbook/import.h"
@@ -535,6 +536,7 @@ int main(int argc, char *argv[])
     }
 
     PortSwitch portSwitch(window, {options.timeScale.value_or(1), options.timeScale.value_or(demoTimeScale)});
+    const HelpMenu helpMenu(window, QStringLiteral(VOLTAIRE_VERSION));
     window.Book().Repair();
 
     std::optional<RunMark> mark;

@@ -2,6 +2,7 @@
 #include "dialogs.h"
 
 #include "flag.h"
+#include "remembered.h"
 
 #include <QAbstractItemView>
 #include <QCompleter>
@@ -91,6 +92,23 @@ QFileDialog *CommonDialog(QWidget *window)
 }
 
 namespace {
+const QString lastFolder = QStringLiteral("folder");
+
+void RememberFolder(const QFileDialog *dialog, const QString &path)
+{
+    Remembered(*dialog->parentWidget()).setValue(lastFolder, QFileInfo(path).path());
+}
+
+/// At the dialog's side: the user's home, where the dialog begins, and where he went from there the last time.
+void OfferFolders(QFileDialog *dialog)
+{
+    const QString last = Remembered(*dialog->parentWidget()).value(lastFolder).toString();
+    QList<QUrl> offered{QUrl::fromLocalFile(QDir::homePath()), QUrl::fromLocalFile(dialog->directory().path())};
+    if (!last.isEmpty() && QDir(last).exists() && !offered.contains(QUrl::fromLocalFile(last)))
+        offered.append(QUrl::fromLocalFile(last));
+    dialog->setSidebarUrls(offered);
+}
+
 /// What the user answers to a file dialog that is set up.
 Task<QString> Answer(QFileDialog *dialog)
 {
@@ -114,16 +132,23 @@ Task<QString> ChooseFile(QFileDialog *dialog, FileQuestion question)
     dialog->setDirectory(NearestFolder(question.folder));
     dialog->setDefaultSuffix(saving ? question.suffix : QString());
     ForgetChoice(dialog);
+    OfferFolders(dialog);
     for (;;) {
         Task<QString> answer = Answer(dialog);
         const QString path = co_await answer;
-        if (path.isEmpty() || !saving || !QFileInfo::exists(path))
+        if (path.isEmpty())
             co_return path;
-        Task<bool> replacing =
-            Confirm(dialog->parentWidget(), QMessageBox::Warning, question.title,
-                    QStringLiteral("« %1 » existe déjà. Le remplacer ?").arg(QFileInfo(path).fileName()));
-        if (co_await replacing)
+        bool chosen = !saving || !QFileInfo::exists(path);
+        if (!chosen) {
+            Task<bool> replacing =
+                Confirm(dialog->parentWidget(), QMessageBox::Warning, question.title,
+                        QStringLiteral("« %1 » existe déjà. Le remplacer ?").arg(QFileInfo(path).fileName()));
+            chosen = co_await replacing;
+        }
+        if (chosen) {
+            RememberFolder(dialog, path);
             co_return path;
+        }
     }
 }
 } // namespace dialogs

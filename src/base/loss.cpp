@@ -15,13 +15,13 @@ bool Loss::MayClose(QWidget &window, const QString &what)
         return true;
     }
     constexpr int loses = 0;
-    question_ = messages::Ask(&window, title::Of(window), what,
-                              {QStringLiteral("Fermer et perdre"), QStringLiteral("Rester")},
-                              [this, &window](int answer) {
-                                  if (answer != loses)
-                                      return;
-                                  agreed_ = true;
-                                  window.close();
-                              });
+    question_ =
+        messages::Ask(&window, title::Of(window), what, {QStringLiteral("Fermer et perdre"), QStringLiteral("Rester")},
+                      [this, &window](int answer) {
+                          if (answer != loses)
+                              return;
+                          agreed_ = true;
+                          window.close();
+                      });
     return !question_;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/dialogs.h"
+#include "base/drive.h"
 #include "support/boxes.h"
 #include "support/coroutines.h"
 #include "support/suite.h"
@@ -120,6 +121,31 @@ private Q_SLOTS:
             QTRY_COMPARE(chosen.size(), round);
             QCOMPARE(chosen.constLast(), file.fileName());
         }
+    }
+
+    void TheFolderOfTheLastTimeIsOffered()
+    {
+        const QTemporaryDir usual;
+        const QTemporaryDir other;
+        drive::SetRoot(usual.path());
+        over_.setObjectName(QStringLiteral("EEprom"));
+        QFile file(other.filePath(QStringLiteral("a")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QFileDialog &dialog = *dialogs::CommonDialog(&over_);
+        QStringList chosen;
+        Runner runner;
+        const QUrl there = QUrl::fromLocalFile(other.path());
+        for (const bool known : {false, true}) {
+            runner.Start(Choose(&dialog,
+                                {.mode = QFileDialog::AcceptOpen, .title = {}, .filter = {}, .folder = usual.path()},
+                                &chosen));
+            QCOMPARE(dialog.directory(), QDir(usual.path())); // where it always begins
+            QCOMPARE(dialog.sidebarUrls().contains(there), known);
+            dialog.findChild<QLineEdit *>(QStringLiteral("fileNameEdit"))->setText(file.fileName());
+            static_cast<QDialog &>(dialog).accept();
+            QTRY_COMPARE(chosen.size(), known ? 2 : 1);
+        }
+        drive::SetRoot({});
     }
 
     void TheLastChoiceIsForgotten()

@@ -5,7 +5,7 @@
 
 WarningStrip::WarningStrip(const QString &cutText, QWidget *parent)
     : QWidget(parent)
-    , text_(new QLabel(this))
+    , text_(new ElidedLabel(this))
     , cut_(new QToolButton(this))
     , guard_(new QLabel(QStringLiteral("sans surveillance de secours"), this))
 {
@@ -14,8 +14,10 @@ WarningStrip::WarningStrip(const QString &cutText, QWidget *parent)
     cut_->setText(cutText);
     cut_->setObjectName(QStringLiteral("cut"));
     guard_->setObjectName(QStringLiteral("guardMissing"));
-    for (QLabel *label : {text_, guard_})
-        label->setStyleSheet(QStringLiteral("background: #c00000; color: white; font-weight: bold; padding: 3px 8px"));
+    for (QLabel *label : std::initializer_list<QLabel *>{text_, guard_}) {
+        label->setStyleSheet(QStringLiteral("background: #c00000; color: white; font-weight: bold"));
+        label->setContentsMargins(8, 3, 8, 3);
+    }
     auto *row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->addWidget(guard_);

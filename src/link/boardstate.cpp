@@ -41,8 +41,8 @@ BoardState::Doing BoardState::Look() const
         return Doing::Both;
     if (charges || discharges)
         return charges ? Doing::Charge : Doing::Discharge;
-    const bool rests = (known(command::CutCharge, false) || known(command::CutPower, false)) &&
-                       known(command::CutDischarge, false);
+    const bool rests =
+        (known(command::CutCharge, false) || known(command::CutPower, false)) && known(command::CutDischarge, false);
     return rests ? Doing::Rest : Doing::Unknown;
 }
 
@@ -69,8 +69,8 @@ void BoardState::Answered(const Question &question, const QByteArray &data)
         constexpr int negative = 128; // in the high byte
         if (data.size() < 2 || static_cast<quint8>(data[0]) >= negative || !quantity.calibrated(link_))
             return;
-        const int count = measurement::Count(static_cast<quint8>(data[0]), static_cast<quint8>(data[1]),
-                                             quantity.channel);
+        const int count =
+            measurement::Count(static_cast<quint8>(data[0]), static_cast<quint8>(data[1]), quantity.channel);
         if (const auto before = std::exchange(amperes, quantity.convert(link_, count)); before != amperes)
             Q_EMIT Changed();
     };

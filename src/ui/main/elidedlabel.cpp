@@ -20,5 +20,5 @@ void ElidedLabel::paintEvent(QPaintEvent *event)
     QPainter painter(this);
     const QRect room = contentsRect();
     style()->drawItemText(&painter, room, Qt::AlignLeft | Qt::AlignVCenter, palette(), isEnabled(),
-                          fontMetrics().elidedText(text(), Qt::ElideRight, room.width()), foregroundRole());
+                          fontMetrics().elidedText(text(), mode_, room.width()), foregroundRole());
 }

@@ -10,11 +10,14 @@ class ElidedLabel : public QLabel
     Q_OBJECT
 
 public:
-    using QLabel::QLabel;
+    explicit ElidedLabel(QWidget *parent, Qt::TextElideMode mode = Qt::ElideRight) : QLabel(parent), mode_(mode) {}
 
     QSize minimumSizeHint() const override { return {0, QLabel::minimumSizeHint().height()}; }
 
 protected:
     bool event(QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
+
+private:
+    const Qt::TextElideMode mode_;
 };

@@ -7,7 +7,7 @@ namespace {
 constexpr int widestName = 150; // pixels; of a longer one, the middle is left out
 }
 
-LinkStatus::LinkStatus(const Codebas &link, QWidget *parent) : ElidedLabel(parent), link_(link)
+LinkStatus::LinkStatus(const Codebas &link, QWidget *parent) : ElidedLabel(parent, Qt::ElideMiddle), link_(link)
 {
     setObjectName(QStringLiteral("link"));
     connect(&link_.com, &Com::Changed, this, &LinkStatus::Show);

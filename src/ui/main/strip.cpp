@@ -10,7 +10,7 @@
 
 namespace {
 constexpr int gap = 10;
-constexpr int least = 24; // of a text that is cut: with less than that nothing of it can be read
+constexpr int least = 60;               // of a text that is cut: with less than that nothing of it can be read
 constexpr QMargins margins(9, 0, 9, 4); // in line with what is above it
 
 ElidedLabel *Line(const QString &name, QWidget *parent)
@@ -48,7 +48,7 @@ Strip::Strip(const Codebas &link, const BoardState &board, const QString &cutTex
     bar->addPermanentWidget(this, 1); // a passing word, as menus have them, does not hide it
     bar->setSizeGripEnabled(false);
     bar->setContentsMargins(margins);
-    bar->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Fixed);
+    bar->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     connect(bar, &QStatusBar::messageChanged, this, [this](const QString &message) {
         spoken_ = !message.isEmpty();
         Arrange();
@@ -117,15 +117,20 @@ std::vector<Strip::Part> Strip::Parts() const
     const bool alarm = !warnings_->isHidden() || !silence_->text().isEmpty();
     const bool run = !run_->text().isEmpty();
     const bool calm = !alarm && !spoken_;
+    // Both if they fit at all, and why the board is out of sight in any case.
+    const int both = width() - lamp_->sizeHint().width() - stop_->sizeHint().width() - does_->sizeHint().width() -
+                     port_->sizeHint().width() - 4 * gap;
+    const bool portFirst = board_.IsPast() || both >= least;
+    const Part port{port_, !spoken_}, other{run_, run};
     return {{lamp_, true},
             {stop_, run},
             {warnings_, !warnings_->isHidden()},
             {does_, true},
             {silence_, !silence_->text().isEmpty()},
-            {run_, run},
+            portFirst ? port : other,
             {readings_, calm && !readings_->text().isEmpty()},
             {watched_, calm && !run && !watched_->text().isEmpty()},
-            {port_, !spoken_}};
+            portFirst ? other : port};
 }
 
 QSize Strip::sizeHint() const
@@ -136,6 +141,12 @@ QSize Strip::sizeHint() const
     for (const QWidget *child : findChildren<QWidget *>()) // also what is out of sight
         height = std::max(height, child->sizeHint().height());
     return {width, height};
+}
+
+/// A window is wide enough from the start to say what flows unwatched.
+QSize Strip::minimumSizeHint() const
+{
+    return {lamp_->sizeHint().width() + gap + warnings_->UsualWidth(), sizeHint().height()};
 }
 
 /// From left to right what the board does, what is said of it, and at the right end port and "Arret".
@@ -152,16 +163,18 @@ void Strip::Arrange()
         if (widget != warnings_) // which knows when
             widget->setVisible(fits);
     }
-    int x = 0;
-    for (QWidget *widget : std::initializer_list<QWidget *>{lamp_, does_, watched_, run_, readings_, silence_,
-                                                            warnings_, port_, stop_}) {
-        const int width = widths[widget];
-        if (widget == port_)
-            x += std::max(0, left); // at the right
+    const auto place = [this, &widths](QWidget *widget, int x) {
         const int high = widget == lamp_ ? lamp_->sizeHint().height() : height();
-        widget->setGeometry(x, (height() - high) / 2, width, high);
-        x += width > 0 ? width + gap : 0;
-    }
+        widget->setGeometry(x, (height() - high) / 2, widths[widget], high);
+        return widths[widget] > 0 ? widths[widget] + gap : 0;
+    };
+    int x = 0;
+    for (QWidget *widget :
+         std::initializer_list<QWidget *>{lamp_, does_, watched_, run_, readings_, silence_, warnings_})
+        x += place(widget, x);
+    x = width() - widths[stop_];
+    place(stop_, x);
+    place(port_, x - widths[port_] - (widths[stop_] > 0 ? gap : 0));
 }
 
 void Strip::resizeEvent(QResizeEvent *)

@@ -31,7 +31,7 @@ public:
     void LeaveAdvice() { advises_ = false; }
 
     QSize sizeHint() const override;
-    QSize minimumSizeHint() const override { return {0, sizeHint().height()}; }
+    QSize minimumSizeHint() const override;
 
 Q_SIGNALS:
     /// What flows unwatched is to be cut.

@@ -16,6 +16,8 @@ public:
     WarningStrip(const QString &cutText, QWidget *parent);
 
     void Show(const QString &unwatched, bool guardMissing);
+    /// The room that it needs to say that one thing flows, with its button.
+    int UsualWidth() const;
     /// Whether something flows unwatched.
     bool Warns() const { return !text_->text().isEmpty(); }
 
@@ -26,5 +28,5 @@ Q_SIGNALS:
 private:
     ElidedLabel *text_;
     QToolButton *cut_;
-    QLabel *guard_;
+    ElidedLabel *guard_;
 };

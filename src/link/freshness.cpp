@@ -17,8 +17,10 @@ Freshness::Freshness(const Codebas &link, QWidget *window) : QObject(window)
 
 void Freshness::Add(const QList<QWidget *> &readings)
 {
-    for (QWidget *widget : readings)
+    for (QWidget *widget : readings) {
         readings_.push_back({widget, {}});
+        SetTone(*widget, Tone::Plain); // what that needs is there from the start
+    }
 }
 
 void Freshness::Read()

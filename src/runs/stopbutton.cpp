@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "stopbutton.h"
 
-#include <QPushButton>
+#include <QAbstractButton>
 #include <QShortcut>
 
-StopButton::StopButton(QPushButton &button, const RunNews &news) : QObject(&button)
+StopButton::StopButton(QAbstractButton &button, const RunNews &news) : QObject(&button)
 {
     auto *escape = new QShortcut(Qt::Key_Escape, button.window());
     escape->setEnabled(false);
-    connect(escape, &QShortcut::activated, &button, &QPushButton::click);
+    connect(escape, &QShortcut::activated, &button, &QAbstractButton::click);
     connect(&news, &RunNews::Began, this, [&button, escape] {
         Paint(button);
         escape->setEnabled(true);
@@ -19,10 +19,10 @@ StopButton::StopButton(QPushButton &button, const RunNews &news) : QObject(&butt
     });
 }
 
-void StopButton::Paint(QPushButton &button)
+void StopButton::Paint(QAbstractButton &button)
 {
-    button.setStyleSheet(QStringLiteral("QPushButton { background: #c00000; color: white; font-weight: bold; "
+    button.setStyleSheet(QStringLiteral("QAbstractButton { background: #c00000; color: white; font-weight: bold; "
                                         "border: 2px solid #800000; border-radius: 3px; padding: 2px 12px }"
-                                        "QPushButton:hover, QPushButton:focus { border-color: white }"
-                                        "QPushButton:pressed { background: #800000 }"));
+                                        "QAbstractButton:hover, QAbstractButton:focus { border-color: white }"
+                                        "QAbstractButton:pressed { background: #800000 }"));
 }

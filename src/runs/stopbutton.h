@@ -5,7 +5,7 @@
 
 #include <QObject>
 
-class QPushButton;
+class QAbstractButton;
 
 /// Makes the "Arret" of a window hard to miss while a run of this window is on: it is red, and Esc presses it.
 class StopButton : public QObject
@@ -14,8 +14,8 @@ class StopButton : public QObject
 
 public:
     /// Lives as long as the button.
-    StopButton(QPushButton &button, const RunNews &news);
+    StopButton(QAbstractButton &button, const RunNews &news);
 
     /// Red, with a text that can be read on it, whatever the palette.
-    static void Paint(QPushButton &button);
+    static void Paint(QAbstractButton &button);
 };

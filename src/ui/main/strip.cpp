@@ -29,7 +29,7 @@ Strip::Strip(const Codebas &link, const BoardState &board, const QString &cutTex
     , lamp_(new StateLamp(this))
     , does_(Line(QStringLiteral("boardDoes"), this))
     , run_(Line(QStringLiteral("otherRun"), this))
-    , stop_(new QPushButton(QStringLiteral("Arret"), this))
+    , stop_(new QToolButton(this))
     , warnings_(new WarningStrip(cutText, this))
     , silence_(Line(QStringLiteral("silence"), this))
     , readings_(Line(QStringLiteral("lastReading"), this))
@@ -37,6 +37,7 @@ Strip::Strip(const Codebas &link, const BoardState &board, const QString &cutTex
     , port_(new LinkStatus(link, this))
 {
     setObjectName(QStringLiteral("strip"));
+    stop_->setText(QStringLiteral("Arret"));
     stop_->setObjectName(QStringLiteral("stopRun"));
     stop_->setFocusPolicy(Qt::TabFocus); // a press takes the focus from nothing
     StopButton::Paint(*stop_);
@@ -54,7 +55,7 @@ Strip::Strip(const Codebas &link, const BoardState &board, const QString &cutTex
         Arrange();
     });
 
-    connect(stop_, &QPushButton::clicked, this, &Strip::Stop);
+    connect(stop_, &QToolButton::clicked, this, &Strip::Stop);
     connect(warnings_, &WarningStrip::Cut, this, &Strip::Cut);
     connect(port_, &LinkStatus::Changed, this, &Strip::Arrange);
     connect(&board_, &BoardState::Changed, this, &Strip::ShowBoard);

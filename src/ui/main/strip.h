@@ -8,7 +8,7 @@
 #include "warningstrip.h"
 
 #include <QMainWindow>
-#include <QPushButton>
+#include <QToolButton>
 
 /// The line at the foot of every window: what the board is doing, what is watched, how old the window's readings are,
 /// port and connection; in red what must not be missed, and an "Arret" for a run that is on in another window. It has
@@ -60,7 +60,7 @@ private:
     StateLamp *const lamp_;
     ElidedLabel *const does_;
     ElidedLabel *const run_;
-    QPushButton *const stop_;
+    QToolButton *const stop_;
     WarningStrip *const warnings_;
     ElidedLabel *const silence_;
     ElidedLabel *const readings_;

@@ -7,12 +7,13 @@
 Freshness::Freshness(const Codebas &link, QWidget *window) : QObject(window)
 {
     const auto look = [this, &link] {
-        if (!link.com.PortOpen() || link.silence.Lasts())
+        if (!link.com.PortOpen() || link.silence.Lasts() || link.BoardStreams)
             End();
     };
     // Later: a port is closed to be opened anew, as a rule.
     connect(&link, &Codebas::PortCut, this, look, Qt::QueuedConnection);
     connect(&link.silence, &Silence::Changed, this, look);
+    connect(&link, &Codebas::BoardStreamsChanged, this, look);
 }
 
 void Freshness::Add(const QList<QWidget *> &readings)

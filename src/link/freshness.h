@@ -12,7 +12,7 @@
 class Codebas;
 
 /// Whether what a window shows of the board is true at the moment. Readings that are not taken any more, because the
-/// run is over, the port closed or lost or the board silent, turn quiet until the next one.
+/// run is over, the port closed or lost, or the board silent or on its own, turn quiet until the next one.
 class Freshness : public QObject
 {
     Q_OBJECT

@@ -417,6 +417,10 @@ private Q_SLOTS:
         house.port->Plug();
         SOON(HasTone(reading, Tone::Plain));
         QCOMPARE(Says(supplies, "lastReading"), QString());
+        house.Press("CbMoni"); // the board goes on by itself
+        SOON(house.main.Link().Streaming);
+        Simulated().Run(5s);
+        QVERIFY(HasTone(reading, Tone::Quiet));
     }
 
     // ---- a board that says nothing

@@ -84,6 +84,7 @@ void Strip::ShowWarnings(const QString &unwatched, bool guardMissing)
 void Strip::ShowRun(const QString &text)
 {
     run_->setText(text);
+    stop_->setToolTip(text);
     Arrange();
 }
 

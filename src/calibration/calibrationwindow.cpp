@@ -4,11 +4,10 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "correction.h"
-#include "link/measurement.h"
 
 CalibrationWindow::CalibrationWindow(const QString &name, Codebas &link) : Window(name), link_(link)
 {
-    connect(&link_.handshake, &Handshake::Connected, this, [this] {
+    connect(&link_.eeproms, &BoardEeproms::Changed, this, [this] {
         if (isVisible())
             ShowStored();
     });
@@ -28,14 +27,15 @@ void CalibrationWindow::Failed(const Error &error)
     Window::Failed(error);
 }
 
-void CalibrationWindow::ShowWord(QLabel *label, const Image &image, size_t address)
+void CalibrationWindow::ShowWord(QLabel *label, Memory memory, quint8 address)
 {
-    label->setText(number::Str(measurement::Word(image, address)));
+    const auto byte = [this, memory](int at) { return (link_.eeproms.*memory)(static_cast<quint8>(at)); };
+    label->setText(number::Str(byte(address) * 256 + byte(address + 1)));
 }
 
-void CalibrationWindow::ShowByte(QLabel *label, const Image &image, size_t address)
+void CalibrationWindow::ShowByte(QLabel *label, Memory memory, quint8 address)
 {
-    label->setText(number::Str(image[address]));
+    label->setText(number::Str((link_.eeproms.*memory)(address)));
 }
 
 void CalibrationWindow::ShowCorrection(QLineEdit *entry, int count, QLineEdit *correction)

@@ -25,12 +25,12 @@ protected:
     void Load() override;
     void Failed(const Error &error) override;
 
-    /// Shows the words that the images of the EEPROMs hold for this window's quantity.
+    /// Shows the words that the board's EEPROMs hold for this window's quantity; asked after every write too.
     virtual void ShowStored() = 0;
 
-    using Image = std::array<quint8, 257>;
-    static void ShowWord(QLabel *label, const Image &image, size_t address);
-    static void ShowByte(QLabel *label, const Image &image, size_t address);
+    using Memory = quint8 (BoardEeproms::*)(quint8 address) const;
+    void ShowWord(QLabel *label, Memory memory, quint8 address);
+    void ShowByte(QLabel *label, Memory memory, quint8 address);
 
     /// While the user types what a meter shows, in hundredths of a volt, for a count: shows the correction. Without a
     /// count nothing is shown; a text that is 0 is marked.

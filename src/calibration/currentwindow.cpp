@@ -23,6 +23,7 @@ CurrentWindow::CurrentWindow(const QString &name, Codebas &link, Kind kind)
 void CurrentWindow::SetPanel(const Panel &panel)
 {
     panel_ = panel;
+    SetReading(panel_.reading);
     connect(panel_.slider, &QSlider::valueChanged, this, [this](int value) { Start(Slider_Change(value)); });
     panel_.setting->installEventFilter(this);
 }
@@ -60,8 +61,8 @@ void CurrentWindow::Failed(const Error &error)
 
 void CurrentWindow::ShowStored()
 {
-    ShowWord(panel_.storedWord, link_.SlaveEeprom, kind_.wordAddress);
-    ShowByte(panel_.storedScale, link_.SlaveEeprom, kind_.scaleAddress);
+    ShowWord(panel_.storedWord, &BoardEeproms::Slave, kind_.wordAddress);
+    ShowByte(panel_.storedScale, &BoardEeproms::Slave, kind_.scaleAddress);
 }
 
 // ---- the setting

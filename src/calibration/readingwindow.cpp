@@ -39,6 +39,7 @@ void ReadingWindow::Load()
     CalibrationWindow::Load();
     opening_.Begin();
     portClosed_.Forget();
+    freshness_.Forget();
     timer_.SetInterval(intervalMs_);
     timer_.SetEnabled(true);
 }
@@ -65,6 +66,8 @@ Task<void> ReadingWindow::Tick()
     }
     if (!open())
         co_return;
+    if (!closed)
+        freshness_.Read();
     if (portClosed_.Begins(closed.has_value()))
         CalibrationWindow::Failed(*closed);
 }

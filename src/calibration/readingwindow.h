@@ -6,6 +6,7 @@
 #include "base/opening.h"
 #include "base/timer.h"
 #include "calibrationwindow.h"
+#include "link/freshness.h"
 
 /// A calibration window that reads its quantity again and again while it is open.
 class ReadingWindow : public CalibrationWindow
@@ -14,6 +15,9 @@ class ReadingWindow : public CalibrationWindow
 
 protected:
     ReadingWindow(const QString &name, Codebas &link, const QString &timerName, int intervalMs);
+
+    /// To be called once the controls are made: where readings are shown.
+    void SetReading(QWidget *reading) { freshness_.Add({reading}); }
 
     void Load() override;
     void closeEvent(QCloseEvent *event) override;
@@ -38,4 +42,5 @@ private:
     bool reading_ = false;
     Flag readingOver_;
     Onset portClosed_;
+    Freshness freshness_{link_, this};
 };

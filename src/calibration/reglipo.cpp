@@ -70,6 +70,7 @@ RegLIPO::RegLIPO(Codebas &link) : ReadingWindow(QStringLiteral("RegLIPO"), link,
 {
     ui_.setupUi(this);
     SetNote(ui_.note);
+    SetReading(ui_.deltaCount);
     rows_ = {{{ui_.BtnV4_4, ui_.reference1, ui_.Check1, ui_.stored1},
               {ui_.BtnV4_2, ui_.reference2, ui_.Check2, ui_.stored2},
               {ui_.BtnV4_1, ui_.reference3, ui_.Check3, ui_.stored3},
@@ -126,11 +127,11 @@ void RegLIPO::closeEvent(QCloseEvent *event)
 void RegLIPO::ShowStored()
 {
     for (size_t row = 0; row < rows_.size(); ++row)
-        ShowWord(rows_[row].stored, link_.MasterEeprom, PointAddress(row));
-    ShowByte(ui_.storedGainTrim, link_.MasterEeprom, gainTrimAddress);
-    ShowByte(ui_.storedOffsetTrim, link_.MasterEeprom, offsetTrimAddress);
-    ShowWord(ui_.storedGain, link_.MasterEeprom, gainAddress);
-    ShowWord(ui_.storedOffset, link_.MasterEeprom, offsetAddress);
+        ShowWord(rows_[row].stored, &BoardEeproms::Master, PointAddress(row));
+    ShowByte(ui_.storedGainTrim, &BoardEeproms::Master, gainTrimAddress);
+    ShowByte(ui_.storedOffsetTrim, &BoardEeproms::Master, offsetTrimAddress);
+    ShowWord(ui_.storedGain, &BoardEeproms::Master, gainAddress);
+    ShowWord(ui_.storedOffset, &BoardEeproms::Master, offsetAddress);
 }
 
 /// An action that waits for a measurement ends, and so does what is left of one that writes.

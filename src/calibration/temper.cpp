@@ -41,11 +41,11 @@ Temper::Temper(Codebas &link) : CalibrationWindow(QStringLiteral("Temper"), link
 
 void Temper::ShowStored()
 {
-    ShowWord(ui_.storedOffset, link_.MasterEeprom, offsetAddress);
-    ShowWord(ui_.storedFactor, link_.MasterEeprom, factorAddress);
-    ShowByte(ui_.storedCutOff, link_.MasterEeprom, cutOffAddress);
-    ShowByte(ui_.storedFan, link_.MasterEeprom, fanAddress);
-    ShowByte(ui_.storedHalt, link_.MasterEeprom, haltAddress);
+    ShowWord(ui_.storedOffset, &BoardEeproms::Master, offsetAddress);
+    ShowWord(ui_.storedFactor, &BoardEeproms::Master, factorAddress);
+    ShowByte(ui_.storedCutOff, &BoardEeproms::Master, cutOffAddress);
+    ShowByte(ui_.storedFan, &BoardEeproms::Master, fanAddress);
+    ShowByte(ui_.storedHalt, &BoardEeproms::Master, haltAddress);
 }
 
 Task<void> Temper::Command2_Click()

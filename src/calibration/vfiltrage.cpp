@@ -18,6 +18,7 @@ Vfiltrage::Vfiltrage(Codebas &link)
 {
     ui_.setupUi(this);
     SetNote(ui_.note);
+    SetReading(ui_.TxCad);
     RememberDesign();
     connect(ui_.TxValim, &QLineEdit::textChanged, this, &Vfiltrage::TxValim_Change);
     connect(ui_.TxVdbl, &QLineEdit::textChanged, this, &Vfiltrage::TxVdbl_Change);
@@ -33,8 +34,8 @@ void Vfiltrage::Load()
 
 void Vfiltrage::ShowStored()
 {
-    ShowWord(ui_.storedSupply, link_.MasterEeprom, supplyAddress);
-    ShowWord(ui_.storedDoubler, link_.MasterEeprom, doublerAddress);
+    ShowWord(ui_.storedSupply, &BoardEeproms::Master, supplyAddress);
+    ShowWord(ui_.storedDoubler, &BoardEeproms::Master, doublerAddress);
 }
 
 Task<void> Vfiltrage::Read()

@@ -20,6 +20,7 @@ Vout::Vout(Codebas &link) : ReadingWindow(QStringLiteral("Vout"), link, QStringL
 {
     ui_.setupUi(this);
     SetNote(ui_.note);
+    SetReading(ui_.RegvText1);
     RememberDesign();
     connect(ui_.RegVText2, &QLineEdit::textChanged, this, &Vout::RegVText2_Change);
     OnClick(ui_.CdsetVout, &Vout::CdsetVout_Click);
@@ -53,7 +54,7 @@ void Vout::closeEvent(QCloseEvent *event)
 
 void Vout::ShowStored()
 {
-    ShowWord(ui_.storedWord, link_.SlaveEeprom, highAddress);
+    ShowWord(ui_.storedWord, &BoardEeproms::Slave, highAddress);
 }
 
 Task<void> Vout::Read()

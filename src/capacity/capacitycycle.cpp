@@ -319,6 +319,7 @@ Task<void> MesCapa::UpdateReadings(RunPtr run, Refresh mode)
     ui_.LbCadVbat->setText(number::Str(now_.VBatCount));
     ui_.LbVbat->setText(number::Str(now_.VBattery) + u'V');
     ui_.LbCadVDelta->setText(number::Str(now_.Phase == 1 ? now_.VDeltaCount : now_.VCell));
+    freshness_.Read();
     ui_.LbRchrg->setText(number::Str(now_.Resistance) + QStringLiteral(" mR"));
 }
 

@@ -9,6 +9,7 @@
 #include "link/quantity.h"
 #include "runs/chargerules.h"
 #include "runs/runnote.h"
+#include "runs/stopbutton.h"
 #include "runs/streaming.h"
 #include "runs/unconfirmed.h"
 
@@ -55,6 +56,10 @@ MesCapa::MesCapa(Codebas &link)
     connect(&timerchargeur_, &Timer::Tick, this, &MesCapa::Timerchargeur_Timer);
     connect(&awake_, &Awake::SleepComing, this, [this] { StopFor(Awake::sleepComing); });
     ShowUnconfirmed(link_.outputs, ui_.LbEtat);
+    new StopButton(*ui_.CBStop, news_);
+    freshness_.Add({ui_.LbH, ui_.LbM, ui_.LbS, ui_.LbCadAlim, ui_.LbVAlim, ui_.LbCadDbl, ui_.LbVDbl, ui_.LbCadTemp,
+                    ui_.LbTemp, ui_.LCadIchrg, ui_.LbIchrg, ui_.LbCadIDech, ui_.LbIDech, ui_.LbCadVbat, ui_.LbVbat,
+                    ui_.LbCadVDelta});
     ui_.securites->Watch(link_, {&Quantity::chargeCurrent, &Quantity::dischargeCurrent});
     pane_ =
         AddRunCurve(*this, news_, ui_.LbCadAlim->parentWidget(), [this](const Error &error) { Window::Failed(error); });
@@ -63,6 +68,7 @@ MesCapa::MesCapa(Codebas &link)
 void MesCapa::Load()
 {
     pane_->Recall();
+    freshness_.Forget();
     Centre();
     for (QSlider *slider : {ui_.SlIChrg, ui_.SlIDech}) {
         slider->setMinimum(0);
@@ -137,6 +143,7 @@ MesCapa::RunPtr MesCapa::EndRun(RunEnd::How how, const QString &why)
     awake_.Release();
     const RunPtr ended = std::exchange(run_, nullptr);
     news_.End(how, why);
+    freshness_.End();
     ShowSaturation(false);
     if (ended) {
         ended->wanted = false;

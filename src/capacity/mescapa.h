@@ -8,6 +8,7 @@
 #include "capacityfile.h"
 #include "capacityrules.h"
 #include "link/codebas.h"
+#include "link/freshness.h"
 #include "runs/awake.h"
 #include "runs/runcurve.h"
 #include "runs/runnews.h"
@@ -160,6 +161,7 @@ private:
     CapacityRecord now_;
     RunNews news_{RunNews::Kind::Capacity};
     FoldingPane *pane_ = nullptr;
+    Freshness freshness_{link_, this};
     double CellCount_ = 0;
     bool ReadingsDue_ = false;
     bool FanOn_ = false;

@@ -92,6 +92,9 @@ FEtat::FEtat(Codebas &link)
         label->setSizePolicy(policy);
     }
     RememberDesign();
+    freshness_.Add({ui_.LbTempcad, ui_.LbTemp, ui_.LbValimcad, ui_.LBValim, ui_.LBVdblCad, ui_.LBVdbl, ui_.LBInvCad,
+                    ui_.LBVinv, ui_.LBTembatCad, ui_.LbIchargCad, ui_.Icharg, ui_.LbIdechCad, ui_.LbIDech,
+                    ui_.LbVdeltaCad, ui_.LbVbatinCad, ui_.LbVbatin, ui_.Label28});
     connect(&tmrEtat_, &Timer::Tick, this, [this] { Start(TmrEtat_Timer()); });
     OnClick(ui_.Cbcutch, &FEtat::Cbcutch_Click);
     OnClick(ui_.CbCutdech, &FEtat::CbCutdech_Click);
@@ -130,6 +133,7 @@ void FEtat::Load()
     PotFreq = firstFrequency;
     PotDelta = 0;
     portClosed_.Forget();
+    freshness_.Forget();
     for (QLabel *indicator : {ui_.Label5, ui_.Label3, ui_.Label21, ui_.Label20, ui_.Label19, ui_.Label18, ui_.Label17,
                               ui_.Label6, ui_.Label7, ui_.Label8, ui_.Label9, ui_.Label10, ui_.Label11})
         paint::Lamp(indicator, unknown);
@@ -367,6 +371,7 @@ Task<void> FEtat::StRefresh()
         co_await ReadStates();
         co_await ReadClock();
         co_await ReadPushButtons();
+        freshness_.Read();
     } catch (const Opening::Over &) {
         // its labels are no longer ours
     }

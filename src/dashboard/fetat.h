@@ -7,6 +7,7 @@
 #include "base/timer.h"
 #include "base/window.h"
 #include "link/codebas.h"
+#include "link/freshness.h"
 #include "link/quantity.h"
 #include "ui_fetat.h"
 
@@ -109,4 +110,5 @@ private:
     int holds_ = 0;   ///< handlers that keep TmrEtat disabled
     std::map<QSlider *, Newest> moves_;
     Onset portClosed_;
+    Freshness freshness_{link_, this};
 };

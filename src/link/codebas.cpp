@@ -7,6 +7,7 @@ Codebas::Codebas(Com &itsCom, Timer &timer1, Timer &timer2) : com(itsCom), hands
 {
     connect(&com, &Com::PortLost, this, [this] {
         line.SetState(Exchanges::State::Lost);
+        outputs.LinesInDoubt();
         Q_EMIT PortCut();
     });
     connect(&com, &Com::PortBack, this, [this] { line.SetState(Exchanges::State::Usable); });
@@ -65,6 +66,7 @@ void Codebas::SessionBegun()
 {
     LinkState = 1;
     LinkDropped = false;
+    outputs.LinesInDoubt(); // it may have been switched off and on
     if (!std::exchange(BoardStreams, false))
         return;
     Q_EMIT BoardStreamsChanged();

@@ -2,11 +2,13 @@
 #pragma once
 
 #include "activity.h"
+#include "boardeeproms.h"
 #include "com.h"
 #include "exchanges.h"
 #include "handshake.h"
 #include "outputs.h"
 #include "session.h"
+#include "silence.h"
 
 #include <functional>
 
@@ -26,9 +28,11 @@ public:
 
     Com &com;
     Exchanges line{com, *this};
+    Silence silence{com, line};
     Outputs outputs{line, *this};
     Activity::All activities;
     Handshake handshake;
+    BoardEeproms eeproms{line, *this, handshake};
 
     /// Configures the port ("9600,n,8,1", port 1, no handshaking, binary, byte by byte, RTS and DTR on); does not open
     /// it.

@@ -117,6 +117,7 @@ void Com::Output(const QByteArray &bytes)
     const auto length = std::chrono::microseconds(1'000'000LL * bitsPerByte * bytes.size() / line_.baud);
     leaves_ = std::max(leaves_, Clock::Current().Now()) + length;
     port_->Send(bytes);
+    Q_EMIT Sending();
 }
 
 Task<void> Com::Sent()

@@ -85,6 +85,8 @@ public:
 
 Q_SIGNALS:
     void Received();
+    /// Bytes go out.
+    void Sending();
     void PortLost(const QString &reason);
     void PortBack();
     /// Another port, other settings, open or closed.

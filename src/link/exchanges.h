@@ -208,6 +208,9 @@ public:
     /// Whether it is uncertain at the moment whose the answers are that come.
     bool Doubtful() const { return overtaken_ || clearing_; }
 
+    /// Whether the board owes an answer.
+    bool IsOwed() const { return !owed_.empty(); }
+
     /// Whether nothing is owed and nobody waits.
     bool Idle() const { return owed_.empty() && waiting_.empty() && !draining_ && !held_; }
 

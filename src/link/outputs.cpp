@@ -202,10 +202,26 @@ bool Outputs::IsOn(quint8 reg) const
     return line != lines_.end() && line->second;
 }
 
+std::optional<bool> Outputs::Known(quint8 reg) const
+{
+    return known_.contains(reg) ? std::optional(IsOn(reg)) : std::nullopt;
+}
+
 void Outputs::NoteLine(quint8 reg, bool on)
 {
-    if (CutBit(reg) != 0 && std::exchange(lines_[reg], on) != on)
+    if (CutBit(reg) == 0)
+        return;
+    const bool news = known_.insert(reg).second;
+    if (std::exchange(lines_[reg], on) != on)
         Q_EMIT LinesChanged();
+    if (news)
+        Q_EMIT KnowledgeChanged();
+}
+
+void Outputs::LinesInDoubt()
+{
+    known_.clear();
+    Q_EMIT KnowledgeChanged();
 }
 
 void Outputs::WereRead(quint8 lines)

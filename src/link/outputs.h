@@ -12,6 +12,8 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <vector>
 
 /// The one keeper of the board's outputs: who has switched something on, with which writes it is off again, and whether
@@ -112,8 +114,12 @@ public:
 
     /// Whether a switch line was let through when it was last switched or read; false before that.
     bool IsOn(quint8 reg) const;
+    /// The same while it is certain; nothing where the line was neither switched nor read since it was in doubt.
+    std::optional<bool> Known(quint8 reg) const;
     /// The switch port (command 31) was read.
     void WereRead(quint8 lines);
+    /// The board was out of sight: nobody knows what it has done with its lines.
+    void LinesInDoubt();
 
     /// A line was switched by hand: what was wanted of it is void.
     void Told(quint8 reg, quint8 value);
@@ -133,6 +139,8 @@ Q_SIGNALS:
     void UnconfirmedChanged(bool unconfirmed);
     void WatchedChanged();
     void LinesChanged();
+    /// A line is known that was not, or no longer.
+    void KnowledgeChanged();
     /// A write of the queue could not be sent, and why.
     void QueueFailed(const QString &text);
 
@@ -186,6 +194,7 @@ private:
     const Session &session_;
     std::vector<std::weak_ptr<Run>> runs_; ///< those that somebody still has, the oldest first
     std::map<quint8, bool> lines_;         ///< as they were switched or read last
+    std::set<quint8> known_;               ///< those of them that are certain
     Watched watched_;
     std::function<void()> look_;
     std::vector<RunPtr> wanted_;     ///< ended, and not known to be off

@@ -53,7 +53,12 @@ QString Unwatched::Text() const
         flows.append(with(QStringLiteral("décharge"), dischargeAmperes_));
     if (flows.isEmpty())
         return {};
-    return QStringLiteral("Attention : la carte %1 sans surveillance").arg(flows.join(QStringLiteral(" et ")));
+    return Warning(flows.join(QStringLiteral(" et ")));
+}
+
+QString Unwatched::Warning(const QString &what)
+{
+    return QStringLiteral("Attention : la carte %1 sans surveillance").arg(what);
 }
 
 void Unwatched::Look()

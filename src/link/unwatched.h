@@ -19,6 +19,8 @@ public:
     bool Charges() const;
     bool Discharges() const;
 
+    /// What the user is told of something that flows: "décharge".
+    static QString Warning(const QString &what);
     /// What it is, for the user; empty while nothing flows unwatched.
     QString Text() const;
 

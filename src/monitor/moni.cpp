@@ -35,6 +35,7 @@ Moni::Moni(Codebas &link) : Window(QStringLiteral("Moni")), link_(link), ui_(std
         const QString colour = QStringLiteral("color: %1").arg(ui_->MSChart1->Colour(i + 1).name());
         labels[i]->setStyleSheet(colour);
         values[i]->setStyleSheet(colour);
+        freshness_.Add({values[i]});
     }
 
     OnClick(ui_->CbDepart, &Moni::CbDepart_Click);
@@ -57,6 +58,7 @@ void Moni::Load()
     MonitorRunning_ = false;
     rules_ = {};
     logPath_.clear();
+    freshness_.Forget();
     ui_->MSChart1->Clear();
     ui_->MSChart1->NameColumn(1, ui_->MonLabel1->text());
     ShowLabels();
@@ -219,6 +221,7 @@ void Moni::CbArret_Click()
 {
     ++starts_;
     MonitorRunning_ = false;
+    freshness_.End();
     link_.RxByte = stream::lineFeed;
     ShowState();
     news_.Wake();
@@ -276,6 +279,7 @@ Task<void> Moni::ReadRecord()
     }
     log_->WriteLine(line);
     rules_.EndRecord();
+    freshness_.Read();
     if (!stateTimer_.IsSet())
         stateTimer_.Start(statePeriod);
 }

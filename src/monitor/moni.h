@@ -6,6 +6,7 @@
 #include "base/window.h"
 #include "chartrules.h"
 #include "link/codebas.h"
+#include "link/freshness.h"
 #include "monitorlog.h"
 
 #include <memory>
@@ -89,4 +90,5 @@ private:
     bool reading_ = false;
     int starts_ = 0;
     int cuts_ = 0;
+    Freshness freshness_{link_, this};
 };

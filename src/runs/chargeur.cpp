@@ -34,7 +34,9 @@ Chargeur::Chargeur(Codebas &link)
 {
     ui_.setupUi(this);
     SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,
-              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites});
+              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites, ui_.CBStop});
+    SetReadings(
+        {ui_.Label10, ui_.Label11, ui_.Label16, ui_.Label17, ui_.Label21, ui_.Label22, ui_.Label33, ui_.Label34});
     ui_.Check1->setAttribute(Qt::WA_TransparentForMouseEvents); // an indicator
     RememberDesign();
     OnClick(ui_.CBstart, &Chargeur::CBstart_Click);

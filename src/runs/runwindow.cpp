@@ -46,6 +46,9 @@ void RunWindow::SetPanel(const Panel &panel)
 {
     panel_ = panel;
     ShowUnconfirmed(link_.outputs, panel_.state);
+    new StopButton(*panel_.stop, news_);
+    SetReadings({panel_.supplyCount, panel_.supplyVolts, panel_.doublerCount, panel_.doublerVolts,
+                 panel_.temperatureCount, panel_.temperature});
     panel_.limits->Watch(link_, {&kind_.current});
     pane_ = AddRunCurve(*this, news_, panel_.supplyCount->parentWidget(),
                         [this](const Error &error) { Window::Failed(error); });
@@ -66,6 +69,7 @@ void RunWindow::Load()
     run_ = nullptr;
     read_ = {};
     portClosed_.Forget();
+    freshness_.Forget();
     panel_.limits->Recall();
     pane_->Recall();
     ShowState(QStringLiteral("Prêt"));
@@ -91,6 +95,7 @@ void RunWindow::EndRun(Phase phase, RunEnd::How how, const QString &why)
     StopTimers();
     awake_.Release();
     news_.End(how, why);
+    freshness_.End();
     if (!Running())
         return;
     run_->phase = phase;
@@ -236,6 +241,10 @@ Task<bool> RunWindow::NextTick(RunPtr run)
     if (portClosed_.Begins(closed.has_value()) && run->phase == Phase::Running)
         Window::Failed(*closed);
 
+    if (!closed)
+        freshness_.Read();
+    if (run->phase != Phase::Running && run->phase != Phase::Superseded)
+        freshness_.End(); // what a step has read that outlives its run
     const bool recorded = run->phase == Phase::Running && !closed;
     if (recorded) {
         WriteRecord(*run);

@@ -8,10 +8,12 @@
 #include "base/window.h"
 #include "limitsbox.h"
 #include "link/codebas.h"
+#include "link/freshness.h"
 #include "link/quantity.h"
 #include "runcurve.h"
 #include "runlog.h"
 #include "runnews.h"
+#include "stopbutton.h"
 #include "watch.h"
 
 #include <QLabel>
@@ -113,6 +115,7 @@ protected:
         QLabel *supplyCount, *supplyVolts, *doublerCount, *doublerVolts, *temperatureCount, *temperature;
         QLabel *capacity;
         LimitsBox *limits;
+        QPushButton *stop;
     };
 
     /// The last measurements; a quantity that is not calibrated keeps its former value.
@@ -134,6 +137,8 @@ protected:
 
     /// To be called once the controls are made.
     void SetPanel(const Panel &panel);
+    /// The labels whose texts are readings, beside those of the panel.
+    void SetReadings(const QList<QWidget *> &readings) { freshness_.Add(readings); }
 
     void Load() override;
     void Failed(const Error &error) override;
@@ -206,6 +211,7 @@ private:
     const Activity activity_;
     QString logPath_;
     FoldingPane *pane_ = nullptr;
+    Freshness freshness_{link_, this};
     Outputs::RunPtr switched_;
     Flag tick_;
     Onset portClosed_;

@@ -462,6 +462,26 @@ private Q_SLOTS:
         QCOMPARE(bench.Text("storedGainTrim"), QStringLiteral(" 1"));
     }
 
+    void WhatIsShownFollowsEveryWrite()
+    {
+        Bench bench;
+        bench.Open();
+        bench.MeasureAll({990, 874, 816, 178, 4});
+        const char *const counts[] = {" 990", " 874", " 816", " 178", " 4"};
+        for (int row = 0; row < 5; ++row)
+            QCOMPARE(bench.Text(qPrintable(QStringLiteral("stored%1").arg(row + 1))), QLatin1String(counts[row]));
+        bench.Find<QSlider>("REGOfs")->setValue(12);
+        bench.Find<QSlider>("REGDelta")->setValue(34);
+        bench.Settled();
+        bench.Press("BtnPot");
+        QCOMPARE(bench.Text("storedOffsetTrim"), QStringLiteral(" 12"));
+        QCOMPARE(bench.Text("storedGainTrim"), QStringLiteral(" 34"));
+        bench.Press("BtnCoef");
+        QCOMPARE(bench.Text("storedGain"), bench.Text("Label10"));
+        QCOMPARE(bench.Text("storedOffset"), bench.Text("Label11"));
+        QCOMPARE(bench.link.MasterEeprom[0], quint8(0)); // what is converted with is that of the connection
+    }
+
     void ReopeningStartsFresh()
     {
         Bench bench;

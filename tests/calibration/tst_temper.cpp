@@ -156,6 +156,33 @@ private Q_SLOTS:
         QCOMPARE(bench.Text("storedFactor"), QStringLiteral(" 3256"));
     }
 
+    void WhatIsShownFollowsEveryWrite()
+    {
+        Bench bench;
+        bench.Open();
+        Fill(bench, {"1024", "3000", "55", "50", "90"});
+        QCOMPARE(bench.Text("storedOffset"), QStringLiteral(" 0"));
+        bench.HoldBack(39, 2);
+        bench.Find<QPushButton>("Command2")->click();
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 39, 2, 4}));
+        QCOMPARE(bench.Text("storedOffset"), QStringLiteral(" 0")); // not before the board has it
+        bench.board.On(39, 2, [](const QByteArray &) { return Bytes({6}); });
+        bench.board.Send(Bytes({6}));
+        bench.Settled();
+        QCOMPARE(bench.Text("storedOffset"), QStringLiteral(" 1024"));
+        QCOMPARE(bench.Text("storedFactor"), QStringLiteral(" 3000"));
+        QCOMPARE(bench.Text("storedCutOff"), QStringLiteral(" 55"));
+        QCOMPARE(bench.Text("storedFan"), QStringLiteral(" 50"));
+        QCOMPARE(bench.Text("storedHalt"), QStringLiteral(" 90"));
+        bench.window.close();
+        bench.Open();
+        QCOMPARE(bench.Text("storedHalt"), QStringLiteral(" 90"));
+        bench.board.Healthy(); // whose memory is another's
+        bench.others.Start(bench.link.handshake.ConnectBoard());
+        SOON(bench.others.Idle());
+        QCOMPARE(bench.Text("storedHalt"), QStringLiteral(" 0"));
+    }
+
     void LeavingSendsNothing_data()
     {
         QTest::addColumn<bool>("button");

@@ -9,6 +9,7 @@
 #include "support/controls.h"
 #include "support/linkfixture.h"
 #include "support/suite.h"
+#include "support/tones.h"
 
 #include <QFileDialog>
 #include <QLabel>
@@ -237,6 +238,30 @@ private Q_SLOTS:
         bench.Start();
         bench.board.Send(Sample(1).Bytes());
         SOON_EQUAL(bench.Lines(), LineOf(1));
+    }
+
+    void ValuesThatAreNotReadAnyMoreTurnQuiet()
+    {
+        Bench bench;
+        bench.Open();
+        const auto *value = bench.Find<QLabel>("MonValue1");
+        const auto *freshness = bench.Find<Freshness>("");
+        const QString colour = value->styleSheet();
+        QVERIFY(!colour.isEmpty());
+        bench.Start();
+        bench.Feed(Sample(1).Bytes());
+        QCOMPARE(value->styleSheet(), colour);
+        bench.Click("CbArret");
+        QVERIFY(HasTone(value, Tone::Quiet));
+        QVERIFY(freshness->Text().startsWith(QStringLiteral("dernière mesure à ")));
+        bench.Start();
+        QVERIFY(HasTone(value, Tone::Quiet)); // nothing was read yet
+        bench.Feed(Sample(2).Bytes());
+        QCOMPARE(value->styleSheet(), colour);
+        QCOMPARE(freshness->Text(), QString());
+        bench.board.Unplug();
+        bench.clock.Run(1s);
+        QVERIFY(HasTone(value, Tone::Quiet));
     }
 
     void ActiveAgainWhileRunningLeavesTheLineAlone()

@@ -167,7 +167,7 @@ private Q_SLOTS:
             QCOMPARE(Warning(*House::Named(window)), charges);
         Cut(*House::Named("MesCapa"));
         SOON_EQUAL(Warning(*House::Named("Reglage")), QString());
-        QVERIFY(!House::Named("MesCapa")->findChild<QStatusBar *>()->isVisible());
+        QVERIFY(!House::Named("MesCapa")->findChild<QWidget *>(QStringLiteral("warnings"))->isVisible());
     }
 
     void WhatTheDashboardHasSwitchedOnIsWarnedOf()
@@ -227,11 +227,11 @@ private Q_SLOTS:
         const auto *text = window->findChild<QLabel *>(QStringLiteral("unwatched"));
         QVERIFY(text->width() >= text->sizeHint().width());
         const auto *back = window->findChild<QPushButton *>(QStringLiteral("Rquitter"));
-        const int height = window->height();
+        const QSize size = window->size();
         const int place = back->mapTo(window, QPoint()).y();
         Cut(*window);
         SOON_EQUAL(Warning(*window), QString());
-        QVERIFY(window->height() < height);
+        QCOMPARE(window->size(), size);
         QCOMPARE(back->mapTo(window, QPoint()).y(), place);
     }
 

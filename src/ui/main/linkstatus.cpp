@@ -2,14 +2,12 @@
 #include "linkstatus.h"
 
 #include <QFileInfo>
-#include <QPainter>
-#include <QStyle>
 
 namespace {
 constexpr int widestName = 150; // pixels; of a longer one, the middle is left out
 }
 
-LinkStatus::LinkStatus(const Codebas &link, QWidget *parent) : QLabel(parent), link_(link)
+LinkStatus::LinkStatus(const Codebas &link, QWidget *parent) : ElidedLabel(parent, Qt::ElideMiddle), link_(link)
 {
     setObjectName(QStringLiteral("link"));
     connect(&link_.com, &Com::Changed, this, &LinkStatus::Show);
@@ -46,12 +44,5 @@ void LinkStatus::Show()
                 .arg(fontMetrics().elidedText(QFileInfo(name).fileName(), Qt::ElideMiddle, widestName),
                      link_.com.Settings().section(u',', 0, 0), State()));
     setToolTip(QStringLiteral("Port %1\n%2").arg(name, text()));
-}
-
-void LinkStatus::paintEvent(QPaintEvent *)
-{
-    QPainter painter(this);
-    const QString shown = fontMetrics().elidedText(text(), Qt::ElideRight, width());
-    style()->drawItemText(&painter, contentsRect(), Qt::AlignLeft | Qt::AlignVCenter, palette(), isEnabled(), shown,
-                          foregroundRole());
+    Q_EMIT Changed();
 }

@@ -1,23 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "elidedlabel.h"
 #include "link/codebas.h"
 
-#include <QLabel>
-
-/// The port, its speed and the state of the connection, for a status bar. It makes room for whatever else has to be
-/// said there, and shows an ellipsis then.
-class LinkStatus : public QLabel
+/// The port, its speed and the state of the connection, for a status bar.
+class LinkStatus : public ElidedLabel
 {
     Q_OBJECT
 
 public:
     LinkStatus(const Codebas &link, QWidget *parent);
 
-    QSize minimumSizeHint() const override { return {0, QLabel::minimumSizeHint().height()}; }
-
-protected:
-    void paintEvent(QPaintEvent *event) override;
+Q_SIGNALS:
+    /// It says something else.
+    void Changed();
 
 private:
     QString State() const;

@@ -3,8 +3,8 @@
 
 #include "base/messages.h"
 #include "base/title.h"
+#include "base/tone.h"
 #include "link/command.h"
-#include "linkstatus.h"
 #include "runs/runnotice.h"
 #include "runs/runtitle.h"
 #include "runs/unconfirmed.h"
@@ -18,20 +18,18 @@
 #include <optional>
 
 namespace {
-constexpr QMargins stripMargins(9, 0, 9, 6); // in line with what is above it
-
-/// The window grows and shrinks by its bar: the buttons stay where they are.
-void ShowBar(QMainWindow &window, bool shown)
+/// A run, in a sentence.
+QString Name(RunNews::Kind kind)
 {
-    QStatusBar *const bar = window.statusBar();
-    const bool changes = bar->isHidden() == shown;
-    const int before = window.height();
-    bar->setVisible(shown); // in any case: a new one is neither shown nor hidden
-    if (!changes || window.isMaximized())
-        return;
-    window.layout()->activate();
-    const int height = bar->sizeHint().height();
-    window.resize(window.width(), before + (shown ? height : -height));
+    switch (kind) {
+    case RunNews::Kind::Charge:
+        return QStringLiteral("Une charge");
+    case RunNews::Kind::Discharge:
+        return QStringLiteral("Une décharge");
+    case RunNews::Kind::Capacity:
+        return QStringLiteral("Une mesure de capacité");
+    }
+    return {};
 }
 } // namespace
 
@@ -56,15 +54,20 @@ Main::Main(std::unique_ptr<Port> port)
     ui_.setupUi(this);
     ui_.TXT_Display->setPlainText(QStringLiteral("Pas de connection\r\n ..Attente..\r\n"));
     timer2_.SetEnabled(true);
+    silence_->setObjectName(QStringLiteral("silenceAdvice"));
+    silence_->setWordWrap(true);
+    silence_->hide();
+    SetTone(*silence_, Tone::Danger);
+    ui_.layout3->insertWidget(ui_.layout3->indexOf(ui_.TXT_Display) + 1, silence_);
+    connect(&link_.silence, &Silence::Changed, silence_, &QLabel::setVisible);
+    AddStrip(*this, QStringLiteral("Couper maintenant"))->LeaveAdvice();
     streams_->setObjectName(QStringLiteral("streams"));
-    ui_.statusbar->addPermanentWidget(streams_); // a passing word, as menus have them, does not hide it
-    AddStrip(*this, QStringLiteral("Couper maintenant"));
+    ui_.statusbar->addPermanentWidget(streams_);
     const auto widgets = QApplication::topLevelWidgets();
     for (QWidget *widget : widgets)
         if (auto *window = qobject_cast<Window *>(widget))
             AddStrip(*window, QStringLiteral("Couper"));
     ui_.statusbar->addPermanentWidget(UnconfirmedWarning(link_.outputs, this));
-    ui_.statusbar->addWidget(new LinkStatus(link_, this), 1);
     ui_.statusbar->addPermanentWidget(note_);
     note_->hide();
 
@@ -250,34 +253,41 @@ void Main::EnterRuns()
 
 // ---- warnings
 
-/// In the title bars of the run's window and of this one, and at its end on the desktop.
-void Main::FollowRuns(QWidget &window, const RunNews &news)
+/// In the title bars of the run's window and of this one, at the foot of all others, and at its end on the desktop.
+void Main::FollowRuns(QMainWindow &window, const RunNews &news)
 {
     const auto *progress = new RunProgress(news, &window);
     new RunTitle(*progress, {&window, this}, &window);
     new RunNotice(*progress, &window);
+    runs_.emplace_back(&window, &news);
+    connect(&news, &RunNews::Began, this, &Main::ShowRuns);
+    connect(&news, &RunNews::Over, this, &Main::ShowRuns);
 }
 
-void Main::AddStrip(QMainWindow &window, const QString &cutText)
+Strip *Main::AddStrip(QMainWindow &window, const QString &cutText)
 {
-    auto *strip = new WarningStrip(cutText, &window);
-    window.statusBar()->addPermanentWidget(strip, 1);
-    window.statusBar()->setSizeGripEnabled(false);
-    window.statusBar()->setContentsMargins(stripMargins);
-    window.statusBar()->setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed); // a narrow window widens
-    connect(strip, &WarningStrip::Cut, this, [this] { cutting_.Start(Cut()); });
+    auto *strip = new Strip(link_, board_, cutText, window);
+    connect(strip, &Strip::Cut, this, [this] { cutting_.Start(Cut()); });
+    connect(strip, &Strip::Stop, this, [this] { StopRuns({}); });
     strips_.push_back(strip);
-    ShowWarnings();
+    return strip;
 }
 
 void Main::ShowWarnings()
 {
-    const QString text = unwatched_.Text();
-    for (WarningStrip *strip : strips_) {
-        strip->Show(text, guardMissing_);
-        auto *window = static_cast<QMainWindow *>(strip->window());
-        if (window != this) // whose bar has more to say
-            ShowBar(*window, guardMissing_ || !text.isEmpty());
+    for (Strip *strip : strips_)
+        strip->ShowWarnings(unwatched_.Text(), guardMissing_);
+}
+
+/// A run's own window has its "Arret".
+void Main::ShowRuns()
+{
+    for (Strip *strip : strips_) {
+        QString text;
+        for (const auto &[window, news] : runs_)
+            if (news->On() && window != strip->window())
+                text = QStringLiteral("%1 est en cours dans « %2 »").arg(Name(news->What()), title::Of(*window));
+        strip->ShowRun(text);
     }
 }
 

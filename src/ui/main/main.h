@@ -7,6 +7,7 @@
 #include "calibration/reglage.h"
 #include "capacity/mescapa.h"
 #include "dashboard/fetat.h"
+#include "link/boardstate.h"
 #include "link/codebas.h"
 #include "link/unwatched.h"
 #include "logbook/carnet.h"
@@ -16,9 +17,9 @@
 #include "runs/chargeur.h"
 #include "runs/dechargeur.h"
 #include "runs/warning.h"
+#include "strip.h"
 #include "ui_main.h"
 #include "viewer/courbes.h"
-#include "warningstrip.h"
 
 #include <QLabel>
 #include <QMainWindow>
@@ -95,9 +96,10 @@ private:
     void GreetStreamingBoard();
     bool OpensNow(Window &window);
     void EnterRuns();
-    void FollowRuns(QWidget &window, const RunNews &news);
-    void AddStrip(QMainWindow &window, const QString &cutText);
+    void FollowRuns(QMainWindow &window, const RunNews &news);
+    Strip *AddStrip(QMainWindow &window, const QString &cutText);
     void ShowWarnings();
+    void ShowRuns();
     void ShowStreaming();
     Task<void> Cut();
     Task<void> Reconnect();
@@ -128,9 +130,12 @@ private:
     Handlers quitting_;
     Handlers cutting_;
     Unwatched unwatched_{link_};
+    BoardState board_{link_};
     bool guardMissing_ = false;
-    QPointer<QMessageBox> question_;     ///< what is to become of that which is on
-    std::vector<WarningStrip *> strips_; ///< of all windows
+    QPointer<QMessageBox> question_; ///< what is to become of that which is on
+    std::vector<Strip *> strips_;    ///< of all windows
+    std::vector<std::pair<const QWidget *, const RunNews *>> runs_;
+    QLabel *silence_ = new QLabel(Silence::advice, this);
     QLabel *note_ = new QLabel(this);
     QLabel *streams_ = RedWarning(QStringLiteral("La carte émet : session à rouvrir"), this);
     Window *opensLater_ = nullptr; ///< once the session is there

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <QLabel>
+#include "elidedlabel.h"
+
 #include <QToolButton>
 #include <QWidget>
 
@@ -15,13 +16,17 @@ public:
     WarningStrip(const QString &cutText, QWidget *parent);
 
     void Show(const QString &unwatched, bool guardMissing);
+    /// The room that it needs to say that one thing flows, with its button.
+    int UsualWidth() const;
+    /// Whether something flows unwatched.
+    bool Warns() const { return !text_->text().isEmpty(); }
 
 Q_SIGNALS:
     /// The button was pressed.
     void Cut();
 
 private:
-    QLabel *text_;
+    ElidedLabel *text_;
     QToolButton *cut_;
-    QLabel *guard_;
+    ElidedLabel *guard_;
 };

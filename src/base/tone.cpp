@@ -7,9 +7,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace {
-/// Colours the texts of its parent.
+constexpr double groundPart = 1.0 / 6;   // of a tone in what a widget is filled with
+constexpr double middleLuminance = 0.18; // black and white are equally far from it
+constexpr double shadeStep = 0.01;       // of a colour's lightness, from one to the next that is tried
+
+/// Colours its parent, and does so anew when the palette changes.
 class Toner : public QObject
 {
 public:
@@ -19,15 +24,37 @@ public:
         widget.installEventFilter(this);
     }
 
-    void Set(Tone tone)
+    static Toner &Of(QWidget &widget)
     {
+        auto *toner =
+            static_cast<Toner *>(widget.findChild<QObject *>(QStringLiteral("toner"), Qt::FindDirectChildrenOnly));
+        return toner ? *toner : *new Toner(widget);
+    }
+
+    void SetTone(Tone tone)
+    {
+        if (tone == tone_ && !colour_)
+            return;
         tone_ = tone;
+        colour_.reset();
+        Apply();
+    }
+    void SetColour(const QColor &colour)
+    {
+        colour_ = colour;
+        Apply();
+    }
+    void SetGround(Tone ground)
+    {
+        if (ground == ground_)
+            return;
+        ground_ = ground;
         Apply();
     }
 
     bool eventFilter(QObject *, QEvent *event) override
     {
-        if (event->type() == QEvent::PaletteChange && tone_ != Tone::Plain)
+        if (event->type() == QEvent::PaletteChange && !applying_)
             Apply();
         return false;
     }
@@ -35,22 +62,35 @@ public:
 private:
     void Apply()
     {
+        applying_ = true;
+        widget_.setPalette({}); // what it would be like by itself
+        const QPalette plain = widget_.palette();
+        const QPalette::ColorRole ground = widget_.backgroundRole();
         QPalette toned;
-        const QColor ink = Ink(tone_, widget_.palette());
-        if (tone_ != Tone::Plain)
+        if (ground_ != Tone::Plain)
+            toned.setColor(ground, Mixed(plain.color(ground), Ink(ground_, plain), groundPart));
+        if (tone_ != Tone::Plain || colour_) {
+            const QColor ink = colour_ ? Readable(*colour_, plain.color(ground), textContrast) : Ink(tone_, plain);
             for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
                 toned.setColor(role, ink);
-        widget_.setPalette(toned); // comes back here, with nothing new
+        }
+        widget_.setPalette(toned);
+        applying_ = false;
     }
 
     QWidget &widget_;
     Tone tone_ = Tone::Plain;
+    std::optional<QColor> colour_; ///< instead of the tone's
+    Tone ground_ = Tone::Plain;
+    bool applying_ = false;
 };
 
 /// Relative luminance of an sRGB colour, 0 to 1. (WCAG 2.1)
 double Luminance(const QColor &colour)
 {
-    const auto linear = [](double part) { return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4); };
+    const auto linear = [](double part) {
+        return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
     return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) + 0.0722 * linear(colour.blueF());
 }
 } // namespace
@@ -75,10 +115,36 @@ QColor Ink(Tone tone, const QPalette &palette)
 
 void SetTone(QWidget &widget, Tone tone)
 {
-    auto *toner = static_cast<Toner *>(widget.findChild<QObject *>(QStringLiteral("toner"), Qt::FindDirectChildrenOnly));
-    if (!toner)
-        toner = new Toner(widget);
-    toner->Set(tone);
+    Toner::Of(widget).SetTone(tone);
+}
+
+void SetInk(QWidget &widget, const QColor &colour)
+{
+    Toner::Of(widget).SetColour(colour);
+}
+
+void SetGround(QWidget &widget, Tone tone)
+{
+    Toner::Of(widget).SetGround(tone);
+}
+
+QColor Readable(const QColor &colour, const QColor &ground, double contrast)
+{
+    const auto step = static_cast<float>(Luminance(ground) < middleLuminance ? shadeStep : -shadeStep);
+    float hue = 0, saturation = 0, lightness = 0;
+    colour.getHslF(&hue, &saturation, &lightness);
+    QColor shade = colour;
+    while (Contrast(shade, ground) < contrast && lightness > 0 && lightness < 1) {
+        lightness = std::clamp(lightness + step, 0.0F, 1.0F);
+        shade = QColor::fromHslF(hue, saturation, lightness);
+    }
+    return shade;
+}
+
+QColor Mixed(const QColor &one, const QColor &other, double part)
+{
+    const auto mix = [part](int a, int b) { return static_cast<int>(std::lround(a + part * (b - a))); };
+    return {mix(one.red(), other.red()), mix(one.green(), other.green()), mix(one.blue(), other.blue())};
 }
 
 double Contrast(const QColor &one, const QColor &other)

@@ -15,6 +15,17 @@ Band::Band(QCustomPlot *plot, double from, const QString &name, const QColor &co
     setLayer(QStringLiteral("background"));
 }
 
+/// What is nearly as bright as paper is nearly as dark as a dark ground.
+void Band::PaintOn(const QColor &ground)
+{
+    fill_ = colour_;
+    if (Contrast(Qt::white, ground) > Contrast(Qt::black, ground)) {
+        const float lightness = std::min(1.0F, ground.lightnessF() + 1 - colour_.lightnessF());
+        fill_ = QColor::fromHslF(colour_.hslHueF(), colour_.hslSaturationF(), lightness);
+    }
+    ink_ = Readable(fill_, fill_, textContrast);
+}
+
 void Band::draw(QCPPainter *painter)
 {
     const QRectF frame = clipRect();
@@ -24,11 +35,11 @@ void Band::draw(QCPPainter *painter)
     if (right <= left)
         return;
     const QRectF band(left, frame.top(), right - left, frame.height());
-    painter->fillRect(band, colour_);
+    painter->fillRect(band, fill_);
     painter->setFont(parentPlot()->font());
     if (painter->fontMetrics().horizontalAdvance(name_) + 2 * gap > band.width())
         return;
-    painter->setPen(colour_.darker(250));
+    painter->setPen(ink_);
     painter->drawText(band.adjusted(gap, gap, -gap, 0), Qt::AlignTop | Qt::AlignHCenter, name_);
 }
 
@@ -44,7 +55,7 @@ void Level::draw(QCPPainter *painter)
         return;
     const QRectF frame = clipRect();
     const double y = axis_->coordToPixel(*value_);
-    painter->setPen(QPen(colour_, 0, Qt::DashLine));
+    painter->setPen(QPen(ink_, 0, Qt::DashLine));
     painter->drawLine(QLineF(frame.left(), y, frame.right(), y));
     painter->setFont(parentPlot()->font());
     painter->drawText(QRectF(frame.left() + gap, y - frame.height(), frame.width() - 2 * gap, frame.height()),

@@ -52,6 +52,12 @@ public:
         Apply();
     }
 
+    void SetFlat()
+    {
+        flat_ = true;
+        Apply();
+    }
+
     bool eventFilter(QObject *, QEvent *event) override
     {
         if (event->type() == QEvent::PaletteChange && !applying_)
@@ -67,6 +73,8 @@ private:
         const QPalette plain = widget_.palette();
         const QPalette::ColorRole ground = widget_.backgroundRole();
         QPalette toned;
+        if (flat_)
+            toned.setColor(ground, plain.color(QPalette::Window));
         if (ground_ != Tone::Plain)
             toned.setColor(ground, Mixed(plain.color(ground), Ink(ground_, plain), groundPart));
         if (tone_ != Tone::Plain || colour_) {
@@ -82,6 +90,7 @@ private:
     Tone tone_ = Tone::Plain;
     std::optional<QColor> colour_; ///< instead of the tone's
     Tone ground_ = Tone::Plain;
+    bool flat_ = false;
     bool applying_ = false;
 };
 
@@ -126,6 +135,11 @@ void SetInk(QWidget &widget, const QColor &colour)
 void SetGround(QWidget &widget, Tone tone)
 {
     Toner::Of(widget).SetGround(tone);
+}
+
+void SetFlat(QWidget &widget)
+{
+    Toner::Of(widget).SetFlat();
 }
 
 QColor Readable(const QColor &colour, const QColor &ground, double contrast)

@@ -29,6 +29,9 @@ void SetInk(QWidget &widget, const QColor &colour);
 /// Mixes a little of this tone into what a widget is filled with, and keeps it when the palette changes.
 void SetGround(QWidget &widget, Tone tone);
 
+/// Fills a text that cannot be edited with what is around it, so that it does not look as if it could.
+void SetFlat(QWidget &widget);
+
 /// The colour, made darker or lighter until its contrast on this ground is at least so much (1 to 21), as far as it can
 /// be.
 QColor Readable(const QColor &colour, const QColor &ground, double contrast);

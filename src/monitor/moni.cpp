@@ -76,6 +76,15 @@ void Moni::Failed(const Error &error)
     EndProgram(error);
 }
 
+/// Stops, or leaves.
+void Moni::Escape()
+{
+    if (MonitorRunning_)
+        CbArret_Click();
+    else
+        close();
+}
+
 // ---- opening, activation and closing
 
 void Moni::Form_Activate()

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/houserules.h"
 #include "simulation/simulatedboard.h"
 #include "simulation/simulatedclock.h"
 #include "ui/main/main.h"
@@ -34,6 +35,7 @@ private:
     static void Press(const QWidget &window, const char *button);
     void Connect();
 
+    HouseRules rules_;
     SimulatedClock clock_;
     QTemporaryDir folder_;
     MemoryPort *port_ = new MemoryPort;

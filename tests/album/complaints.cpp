@@ -119,11 +119,13 @@ std::optional<Text> TextOf(const QWidget &widget)
     if (const auto *label = qobject_cast<const QLabel *>(&widget)) {
         if (label->text().isEmpty() || Qt::mightBeRichText(label->text()) || qobject_cast<const LinkStatus *>(label))
             return std::nullopt;
-        const QRect place = label->contentsRect().marginsRemoved({label->margin(), label->margin(), label->margin(), label->margin()});
+        const QRect place =
+            label->contentsRect().marginsRemoved({label->margin(), label->margin(), label->margin(), label->margin()});
         return Text{label->text(), place, label->wordWrap() ? Qt::TextWordWrap : 0};
     }
     if (const auto *button = qobject_cast<const QAbstractButton *>(&widget))
-        return button->text().isEmpty() ? std::nullopt : std::optional<Text>({button->text(), InsideButton(*button), 0});
+        return button->text().isEmpty() ? std::nullopt
+                                        : std::optional<Text>({button->text(), InsideButton(*button), 0});
     if (const auto *box = qobject_cast<const QGroupBox *>(&widget))
         return box->title().isEmpty() ? std::nullopt : std::optional<Text>({box->title(), TitleOf(*box), 0});
     if (const auto *entry = qobject_cast<const QLineEdit *>(&widget)) {
@@ -131,8 +133,10 @@ std::optional<Text> TextOf(const QWidget &widget)
         option.initFrom(entry);
         option.lineWidth = entry->style()->pixelMetric(QStyle::PM_DefaultFrameWidth, &option, entry);
         const QString shown = entry->text().isEmpty() ? entry->placeholderText() : entry->displayText();
-        return shown.isEmpty() ? std::nullopt
-                               : std::optional<Text>({shown, entry->style()->subElementRect(QStyle::SE_LineEditContents, &option, entry), 0});
+        return shown.isEmpty()
+                   ? std::nullopt
+                   : std::optional<Text>(
+                         {shown, entry->style()->subElementRect(QStyle::SE_LineEditContents, &option, entry), 0});
     }
     if (const auto *combo = qobject_cast<const QComboBox *>(&widget)) {
         QStyleOptionComboBox option;
@@ -141,7 +145,9 @@ std::optional<Text> TextOf(const QWidget &widget)
         return combo->currentText().isEmpty()
                    ? std::nullopt
                    : std::optional<Text>({combo->currentText(),
-                                          combo->style()->subControlRect(QStyle::CC_ComboBox, &option, QStyle::SC_ComboBoxEditField, combo), 0});
+                                          combo->style()->subControlRect(QStyle::CC_ComboBox, &option,
+                                                                         QStyle::SC_ComboBoxEditField, combo),
+                                          0});
     }
     return std::nullopt;
 }
@@ -175,7 +181,8 @@ QStringList OfPlace(const QWidget &window)
     QStringList found;
     const QSize room = window.screen()->availableSize() - QSize(0, titleBar);
     if (window.width() > room.width() || window.height() > room.height())
-        found.append(QStringLiteral("the window is %1, the screen has room for %2").arg(InWords(window.size()), InWords(room)));
+        found.append(
+            QStringLiteral("the window is %1, the screen has room for %2").arg(InWords(window.size()), InWords(room)));
     Walk(window, [&](const QWidget &widget) {
         const QRect place(widget.mapTo(&window, QPoint()), widget.size());
         if (!Scrolls(widget) && !window.rect().contains(place))
@@ -194,7 +201,10 @@ QStringList OfTexts(const QWidget &window)
         QRect place = text->place;
         if ((text->flags & Qt::TextWordWrap) == 0)
             place.setWidth(QWIDGETSIZE_MAX);
-        const QSize needed = widget.fontMetrics().boundingRect(QRect(QPoint(), QSize(place.width(), QWIDGETSIZE_MAX)), text->flags, text->text).size();
+        const QSize needed =
+            widget.fontMetrics()
+                .boundingRect(QRect(QPoint(), QSize(place.width(), QWIDGETSIZE_MAX)), text->flags, text->text)
+                .size();
         const QSize line(0, widget.fontMetrics().height());
         if (needed.width() > text->place.width() + 1 || needed.expandedTo(line).height() > text->place.height() + 1)
             found.append(QStringLiteral("“%1” of %2 needs %3 and has %4")
@@ -231,7 +241,8 @@ QStringList OfContrast(QWidget &window)
         const std::optional<Text> text = TextOf(widget);
         if (!text || !widget.isEnabled() || text->text.trimmed().isEmpty())
             return;
-        const QRect inside = text->place.adjusted(2, 2, -2, -2).translated(widget.mapTo(&window, QPoint())) & window.rect();
+        const QRect inside =
+            text->place.adjusted(2, 2, -2, -2).translated(widget.mapTo(&window, QPoint())) & window.rect();
         if (inside.isEmpty() || widget.visibleRegion().boundingRect().size() != widget.size())
             return; // scrolled out of sight
         const double contrast = ContrastIn(picture, QRect(inside.topLeft() * scale, inside.size() * scale));

@@ -5,7 +5,8 @@
 
 class QWidget;
 
-/// What is wrong with the looks of a window that is shown, in words for whoever mends it. Nothing when it is as it should be.
+/// What is wrong with the looks of a window that is shown, in words for whoever mends it. Nothing when it is as it
+/// should be.
 namespace complaints {
 /// It is larger than its screen, title bar included, or a control lies outside it and nothing scrolls there.
 QStringList OfPlace(const QWidget &window);

@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "main.h"
 
+#include "base/dress.h"
+#include "base/glyph.h"
 #include "base/messages.h"
+#include "base/screenfit.h"
 #include "base/title.h"
 #include "link/command.h"
 #include "linkstatus.h"
@@ -18,6 +21,7 @@
 #include <optional>
 
 namespace {
+constexpr QSize modeIcon(20, 20);            // pixels
 constexpr QMargins stripMargins(9, 0, 9, 6); // in line with what is above it
 
 /// The window grows and shrinks by its bar: the buttons stay where they are.
@@ -58,6 +62,13 @@ Main::Main(std::unique_ptr<Port> port)
     timer2_.SetEnabled(true);
     streams_->setObjectName(QStringLiteral("streams"));
     ui_.statusbar->addPermanentWidget(streams_); // a passing word, as menus have them, does not hide it
+    for (const auto &[button, window] :
+         {std::pair(ui_.cb_chargeur, "chargeur"), std::pair(ui_.CbDechargeur, "dechargeur"),
+          std::pair(ui_.CbCapa, "mescapa"), std::pair(ui_.CbMoni, "moni"), std::pair(ui_.Cb_Reglage, "reglage"),
+          std::pair(ui_.Cb_Debug, "micro")}) {
+        button->setIcon(Glyph(QLatin1String(window)));
+        button->setIconSize(modeIcon);
+    }
     AddStrip(*this, QStringLiteral("Couper maintenant"));
     const auto widgets = QApplication::topLevelWidgets();
     for (QWidget *widget : widgets)
@@ -161,9 +172,12 @@ void Main::Load()
     link_.InitSerialPort();
     link_.LinkDropped = false;
     link_.ReconnectOnActivate = 1;
+    if (!std::exchange(dressed_, true))
+        Dress(*this);
     adjustSize();
     const QRect room = screen()->availableGeometry();
     move(room.center() - rect().center());
+    FitOnScreen(*this);
     show();
     activateWindow();
     activation_.Shown();

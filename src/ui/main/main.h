@@ -128,6 +128,7 @@ private:
     Handlers cutting_;
     Unwatched unwatched_{link_};
     bool guardMissing_ = false;
+    bool dressed_ = false;
     QPointer<QMessageBox> question_;     ///< what is to become of that which is on
     std::vector<WarningStrip *> strips_; ///< of all windows
     QLabel *note_ = new QLabel(this);

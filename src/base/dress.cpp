@@ -14,6 +14,7 @@
 #include <algorithm>
 
 namespace {
+constexpr int spacing = 8;       // pixels from one group of controls to the next
 constexpr double designSize = 9; // points of the application's letters for which the windows are designed
 
 /// What is designed as 12 points is a third larger than the application's letters.
@@ -57,10 +58,14 @@ void KeepWidth(QMainWindow &window)
 
 void Dress(QMainWindow &window)
 {
+    window.findChild<QWidget *>(QStringLiteral("central"))->layout()->setSpacing(spacing);
     ScaleLetters(window);
-    for (QLineEdit *entry : window.findChildren<QLineEdit *>())
+    for (QLineEdit *entry : window.findChildren<QLineEdit *>()) {
         if (entry->isReadOnly())
             SetFlat(*entry);
+        if (!entry->placeholderText().isEmpty())
+            SetReadableHint(*entry);
+    }
     KeepWidth(window);
     GiveKeyLetters(window);
     if (const QIcon icon = TitleIcon(window.objectName()); !icon.isNull())

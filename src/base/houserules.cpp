@@ -14,7 +14,8 @@ namespace {
 /// What the wheel would change.
 QWidget *Setting(QObject *object)
 {
-    if (qobject_cast<QSlider *>(object) || qobject_cast<QAbstractSpinBox *>(object) || qobject_cast<QComboBox *>(object))
+    if (qobject_cast<QSlider *>(object) || qobject_cast<QAbstractSpinBox *>(object) ||
+        qobject_cast<QComboBox *>(object))
         return static_cast<QWidget *>(object);
     return nullptr;
 }
@@ -36,8 +37,6 @@ bool Presses(QObject *object, const QKeyEvent &key)
 
 HouseRules::HouseRules()
 {
-    for (const char *family : {"Arial", "Arial Black"})
-        QFont::insertSubstitution(QString::fromLatin1(family), QApplication::font().family());
     qApp->installEventFilter(this);
 }
 

@@ -4,8 +4,7 @@
 #include <QObject>
 
 /// How the controls of all windows answer, while it lives: the wheel changes nothing that has not the focus, Enter
-/// presses the button that has it. And they are written in one family of letters: where this machine lacks one that a
-/// control asks for, it is the application's.
+/// presses the button that has it.
 class HouseRules : public QObject
 {
 public:

@@ -47,18 +47,8 @@ public:
         viewport()->setAutoFillBackground(false);
     }
 
-    QSize sizeHint() const override { return minimumSizeHint(); }
-
-    QSize minimumSizeHint() const override
-    {
-        const QSize room = Room(*window()) - QSize(0, Bars(*window()));
-        QSize needed = widget()->minimumSizeHint();
-        if (needed.height() > room.height())
-            needed.rwidth() += verticalScrollBar()->sizeHint().width();
-        if (needed.width() > room.width())
-            needed.rheight() += horizontalScrollBar()->sizeHint().height();
-        return needed.boundedTo(room);
-    }
+    QSize sizeHint() const override { return Fitting(widget()->sizeHint().expandedTo(widget()->minimumSizeHint())); }
+    QSize minimumSizeHint() const override { return Fitting(widget()->minimumSizeHint()); }
 
 protected:
     bool eventFilter(QObject *object, QEvent *event) override
@@ -66,6 +56,18 @@ protected:
         if (event->type() == QEvent::LayoutRequest)
             updateGeometry();
         return QScrollArea::eventFilter(object, event);
+    }
+
+private:
+    /// That, with the scroll bars which it takes to have no more than there is room for.
+    QSize Fitting(QSize needed) const
+    {
+        const QSize room = Room(*window()) - QSize(0, Bars(*window()));
+        if (needed.height() > room.height())
+            needed.rwidth() += verticalScrollBar()->sizeHint().width();
+        if (needed.width() > room.width())
+            needed.rheight() += horizontalScrollBar()->sizeHint().height();
+        return needed.boundedTo(room);
     }
 };
 } // namespace
@@ -81,9 +83,10 @@ void FitOnScreen(QMainWindow &window)
         auto *content = new ScrolledContent(window.takeCentralWidget());
         window.setCentralWidget(content);
         content->widget()->show();
-        window.resize(window.sizeHint());
     }
-    window.resize(window.size().boundedTo(room));
+    const bool scrolls = window.centralWidget()->objectName() == scrolled;
+    const QSize wanted = scrolls ? window.size().expandedTo(window.sizeHint()) : window.size();
+    window.resize(wanted.boundedTo(room));
     if (!screen.contains(window.geometry()))
         window.move(std::clamp(window.x(), screen.left(), screen.right() - window.width() - frame.width() + 1),
                     std::clamp(window.y(), screen.top(), screen.bottom() - window.height() - frame.height() + 1));

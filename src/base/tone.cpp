@@ -58,6 +58,12 @@ public:
         Apply();
     }
 
+    void SetReadableHint()
+    {
+        hint_ = true;
+        Apply();
+    }
+
     bool eventFilter(QObject *, QEvent *event) override
     {
         if (event->type() == QEvent::PaletteChange && !applying_)
@@ -73,6 +79,8 @@ private:
         const QPalette plain = widget_.palette();
         const QPalette::ColorRole ground = widget_.backgroundRole();
         QPalette toned;
+        if (hint_)
+            toned.setColor(QPalette::PlaceholderText, Ink(Tone::Quiet, plain));
         if (flat_)
             toned.setColor(ground, plain.color(QPalette::Window));
         if (ground_ != Tone::Plain)
@@ -91,6 +99,7 @@ private:
     std::optional<QColor> colour_; ///< instead of the tone's
     Tone ground_ = Tone::Plain;
     bool flat_ = false;
+    bool hint_ = false;
     bool applying_ = false;
 };
 
@@ -106,7 +115,7 @@ double Luminance(const QColor &colour)
 
 QColor Ink(Tone tone, const QPalette &palette)
 {
-    const bool dark = Luminance(palette.color(QPalette::Window)) < 0.2;
+    const bool dark = IsDark(palette.color(QPalette::Window));
     switch (tone) {
     case Tone::Plain:
         break;
@@ -137,6 +146,11 @@ void SetGround(QWidget &widget, Tone tone)
     Toner::Of(widget).SetGround(tone);
 }
 
+void SetReadableHint(QWidget &widget)
+{
+    Toner::Of(widget).SetReadableHint();
+}
+
 void SetFlat(QWidget &widget)
 {
     Toner::Of(widget).SetFlat();
@@ -144,7 +158,7 @@ void SetFlat(QWidget &widget)
 
 QColor Readable(const QColor &colour, const QColor &ground, double contrast)
 {
-    const auto step = static_cast<float>(Luminance(ground) < middleLuminance ? shadeStep : -shadeStep);
+    const auto step = static_cast<float>(IsDark(ground) ? shadeStep : -shadeStep);
     float hue = 0, saturation = 0, lightness = 0;
     colour.getHslF(&hue, &saturation, &lightness);
     QColor shade = colour;
@@ -153,6 +167,11 @@ QColor Readable(const QColor &colour, const QColor &ground, double contrast)
         shade = QColor::fromHslF(hue, saturation, lightness);
     }
     return shade;
+}
+
+bool IsDark(const QColor &ground)
+{
+    return Luminance(ground) < middleLuminance;
 }
 
 QColor Mixed(const QColor &one, const QColor &other, double part)

@@ -29,6 +29,9 @@ void SetInk(QWidget &widget, const QColor &colour);
 /// Mixes a little of this tone into what a widget is filled with, and keeps it when the palette changes.
 void SetGround(QWidget &widget, Tone tone);
 
+/// What stands in an empty entry can be read.
+void SetReadableHint(QWidget &widget);
+
 /// Fills a text that cannot be edited with what is around it, so that it does not look as if it could.
 void SetFlat(QWidget &widget);
 
@@ -39,6 +42,9 @@ QColor Readable(const QColor &colour, const QColor &ground, double contrast);
 /// What texts need on their ground, and lines.
 constexpr double textContrast = 4.5;
 constexpr double lineContrast = 3;
+
+/// Whether light colours can be read on it better than dark ones.
+bool IsDark(const QColor &ground);
 
 /// How much of the other colour is mixed into one: `part` of 0 to 1.
 QColor Mixed(const QColor &one, const QColor &other, double part);

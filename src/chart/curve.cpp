@@ -27,7 +27,7 @@ void Curve::Block::Add(const Block &other)
 
 void Curve::PaintOn(const QColor &ground)
 {
-    setPen(Readable(colour_, ground, lineContrast));
+    setPen(Readable(colour_, ground, IsDark(ground) ? textContrast : lineContrast)); // thin lines fade on the dark
 }
 
 void Curve::Append(double key, double value)

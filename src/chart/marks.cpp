@@ -6,8 +6,9 @@
 #include <algorithm>
 
 namespace {
-constexpr int gap = 4; // pixels around a name
-}
+constexpr int gap = 4;           // pixels around a name
+constexpr double darkPart = 0.2; // of a band's hue in a dark ground
+} // namespace
 
 Band::Band(QCustomPlot *plot, double from, const QString &name, const QColor &colour)
     : QCPAbstractItem(plot), from_(from), name_(name), colour_(colour)
@@ -15,14 +16,12 @@ Band::Band(QCustomPlot *plot, double from, const QString &name, const QColor &co
     setLayer(QStringLiteral("background"));
 }
 
-/// What is nearly as bright as paper is nearly as dark as a dark ground.
+/// On a dark ground a little of the same hue.
 void Band::PaintOn(const QColor &ground)
 {
     fill_ = colour_;
-    if (Contrast(Qt::white, ground) > Contrast(Qt::black, ground)) {
-        const float lightness = std::min(1.0F, ground.lightnessF() + 1 - colour_.lightnessF());
-        fill_ = QColor::fromHslF(colour_.hslHueF(), colour_.hslSaturationF(), lightness);
-    }
+    if (IsDark(ground))
+        fill_ = Mixed(ground, QColor::fromHslF(colour_.hslHueF(), colour_.hslSaturationF(), 0.5F), darkPart);
     ink_ = Readable(fill_, fill_, textContrast);
 }
 

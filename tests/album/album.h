@@ -26,6 +26,10 @@ public:
     /// Opens a window with something to see in it: a run after half an hour, a stream, an open file.
     QWidget &ShowAtWork(const QString &window);
 
+    /// Takes the board's cable away until it is given back.
+    void Unplug() { port_->Unplug(); }
+    void Plug() { port_->Plug(); }
+
     SimulatedClock &Time() { return clock_; }
     SimulatedBoard &Board() { return board_; }
 

@@ -5,11 +5,12 @@
 #include "keyletters.h"
 #include "tone.h"
 
-#include <QAbstractScrollArea>
 #include <QApplication>
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QMainWindow>
+#include <QPlainTextEdit>
+#include <QStatusBar>
 
 #include <algorithm>
 
@@ -32,10 +33,10 @@ void ScaleLetters(const QMainWindow &window)
     }
 }
 
-/// Curves, lists and texts have a use for all the room that there is.
+/// Curves and texts have a use for all the room that there is.
 bool HasUseForRoom(const QWidget &widget)
 {
-    return qobject_cast<const QAbstractScrollArea *>(&widget) || widget.inherits("QCustomPlot");
+    return qobject_cast<const QPlainTextEdit *>(&widget) || widget.inherits("QCustomPlot");
 }
 
 /// In a window of fields that is larger than it need be these keep their width, in the middle.
@@ -54,6 +55,21 @@ void KeepWidth(QMainWindow &window)
     content->show();
     window.setCentralWidget(middle);
 }
+/// The tabulator comes last to what is in the bar below.
+void PutBarLast(QMainWindow &window)
+{
+    const auto *bar = window.findChild<QStatusBar *>(QString(), Qt::FindDirectChildrenOnly);
+    if (!bar)
+        return;
+    QWidget *last = nullptr;
+    for (QWidget *next = window.nextInFocusChain(); next != &window; next = next->nextInFocusChain())
+        if (window.centralWidget()->isAncestorOf(next))
+            last = next;
+    for (QWidget *control : bar->findChildren<QWidget *>()) {
+        QWidget::setTabOrder(last, control);
+        last = control;
+    }
+}
 } // namespace
 
 void Dress(QMainWindow &window)
@@ -67,6 +83,7 @@ void Dress(QMainWindow &window)
             SetReadableHint(*entry);
     }
     KeepWidth(window);
+    PutBarLast(window);
     GiveKeyLetters(window);
     if (const QIcon icon = TitleIcon(window.objectName()); !icon.isNull())
         window.setWindowIcon(icon);

@@ -64,10 +64,12 @@ private Q_SLOTS:
         QWidget &window = album_.Show(name);
         album_.Time().Run(1s);
         const QSize before = window.size();
+        window.resize(before.expandedTo(window.sizeHint()));
+        album_.Time().Run(1s);
         QHash<const QWidget *, int> widths;
         for (const QWidget *field : Fields(window))
             widths.insert(field, field->width());
-        window.resize(window.screen()->availableSize());
+        window.resize(window.size().expandedTo(window.screen()->availableSize()));
         album_.Time().Run(1s);
         QStringList grown;
         for (auto it = widths.cbegin(); it != widths.cend(); ++it)

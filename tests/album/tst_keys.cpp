@@ -4,8 +4,8 @@
 
 #include <QAbstractButton>
 #include <QAction>
-#include <QComboBox>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QLineEdit>
 #include <QMenu>
 #include <QPushButton>
@@ -77,7 +77,7 @@ private Q_SLOTS:
     {
         const QWidget &window = Shown();
         QSet<QString> keys;
-        for (const QShortcut *shortcut : window.findChildren<QShortcut *>()) {
+        for (const QShortcut *shortcut : window.findChildren<QShortcut *>(QString(), Qt::FindDirectChildrenOnly)) {
             const QString key = shortcut->key().toString();
             QVERIFY2(!keys.contains(key), qPrintable(key));
             keys.insert(key);

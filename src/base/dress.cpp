@@ -55,9 +55,14 @@ void KeepWidth(QMainWindow &window)
     content->show();
     window.setCentralWidget(middle);
 }
-/// The tabulator comes last to what is in the bar below.
-void PutBarLast(QMainWindow &window)
+/// A control that stands for others in the order of the tabulator takes the first of them along, and what is in the bar
+/// below comes last.
+void OrderTabs(QMainWindow &window)
 {
+    for (QWidget *control : window.findChildren<QWidget *>())
+        if (QWidget *const first = control->focusProxy(); first && control->isAncestorOf(first))
+            QWidget::setTabOrder(control->previousInFocusChain(), first);
+
     const auto *bar = window.findChild<QStatusBar *>(QString(), Qt::FindDirectChildrenOnly);
     if (!bar)
         return;
@@ -74,7 +79,8 @@ void PutBarLast(QMainWindow &window)
 
 void Dress(QMainWindow &window)
 {
-    window.findChild<QWidget *>(QStringLiteral("central"))->layout()->setSpacing(spacing);
+    if (const auto *designed = window.findChild<QWidget *>(QStringLiteral("central")))
+        designed->layout()->setSpacing(spacing);
     ScaleLetters(window);
     for (QLineEdit *entry : window.findChildren<QLineEdit *>()) {
         if (entry->isReadOnly())
@@ -83,7 +89,7 @@ void Dress(QMainWindow &window)
             SetReadableHint(*entry);
     }
     KeepWidth(window);
-    PutBarLast(window);
+    OrderTabs(window);
     GiveKeyLetters(window);
     if (const QIcon icon = TitleIcon(window.objectName()); !icon.isNull())
         window.setWindowIcon(icon);

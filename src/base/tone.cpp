@@ -158,11 +158,12 @@ void SetFlat(QWidget &widget)
 
 QColor Readable(const QColor &colour, const QColor &ground, double contrast)
 {
-    const auto step = static_cast<float>(IsDark(ground) ? shadeStep : -shadeStep);
+    const bool lighter = IsDark(ground);
+    const auto step = static_cast<float>(lighter ? shadeStep : -shadeStep);
     float hue = 0, saturation = 0, lightness = 0;
     colour.getHslF(&hue, &saturation, &lightness);
     QColor shade = colour;
-    while (Contrast(shade, ground) < contrast && lightness > 0 && lightness < 1) {
+    while (Contrast(shade, ground) < contrast && (lighter ? lightness < 1 : lightness > 0)) {
         lightness = std::clamp(lightness + step, 0.0F, 1.0F);
         shade = QColor::fromHslF(hue, saturation, lightness);
     }

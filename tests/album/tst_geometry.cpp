@@ -73,7 +73,7 @@ private Q_SLOTS:
         album_.Time().Run(1s);
         QStringList grown;
         for (auto it = widths.cbegin(); it != widths.cend(); ++it)
-            if (it.key()->width() > it.value())
+            if (it.key()->width() > std::max(it.value(), it.key()->sizeHint().width()))
                 grown.append(QStringLiteral("%1 from %2 to %3")
                                  .arg(it.key()->objectName())
                                  .arg(it.value())

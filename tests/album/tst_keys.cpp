@@ -89,7 +89,8 @@ private Q_SLOTS:
                 keys.insert(key);
             }
         for (const QPushButton *button : window.findChildren<QPushButton *>())
-            QVERIFY2(button->text().isEmpty() || button->toolTip().contains(QStringLiteral("Alt+")),
+            QVERIFY2(button->window() != &window || button->text().isEmpty() ||
+                         button->toolTip().contains(QStringLiteral("Alt+")),
                      qPrintable(button->objectName()));
     }
 
@@ -159,6 +160,7 @@ private Q_SLOTS:
             if (!Follows(place(order[i]), place(order[i - 1])))
                 backwards.append(order[i]->objectName() + QStringLiteral(" comes after ") + order[i - 1]->objectName());
         }
+        if(!backwards.isEmpty()) for (QWidget *next = window.nextInFocusChain(); next != &window; next = next->nextInFocusChain()) qDebug() << next->objectName() << next->metaObject()->className() << next->focusPolicy() << next->isVisible();
         QVERIFY2(backwards.isEmpty(), qPrintable(backwards.join(u'\n')));
     }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/drive.h"
+#include "base/houserules.h"
 #include "base/messages.h"
 #include "base/timer.h"
 #include "base/wholefile.h"
@@ -487,6 +488,7 @@ int main(int argc, char *argv[])
     QApplication::setWindowIcon(Icon());
     QApplication::setDesktopFileName(QStringLiteral("fr.voltaire.Voltaire"));
     QApplication::setQuitOnLastWindowClosed(false); // the main window's ways out end the program
+    const HouseRules rules;
     QTranslator french;
     if (french.load(QStringLiteral("qtbase_fr"), QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
         QApplication::installTranslator(&french);

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "paint.h"
 
-namespace paint {
-namespace {
-const QColor refusedColour(255, 205, 205);
-}
+#include "tone.h"
 
+namespace paint {
 void Lamp(QLabel *lamp, const QColor &colour)
 {
     QPalette palette = lamp->palette();
@@ -15,9 +13,6 @@ void Lamp(QLabel *lamp, const QColor &colour)
 
 void Refused(QLineEdit *entry, bool refused)
 {
-    QPalette palette; // the entry has colours of its own only while it is marked
-    if (refused)
-        palette.setColor(QPalette::Base, refusedColour);
-    entry->setPalette(palette);
+    SetGround(*entry, refused ? Tone::Danger : Tone::Plain);
 }
 } // namespace paint

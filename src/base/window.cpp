@@ -1,16 +1,21 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "window.h"
 
+#include "dress.h"
 #include "messages.h"
 #include "opening.h"
+#include "screenfit.h"
 #include "title.h"
 
 #include <QCheckBox>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QScreen>
 #include <QSignalBlocker>
 #include <QSlider>
+
+#include <utility>
 
 Window::Window(const QString &name)
     : handlers_([this](std::exception_ptr thrown) {
@@ -33,15 +38,26 @@ void Window::Open()
     if (!isVisible()) {
         if (!MayOpen())
             return;
+        if (!std::exchange(dressed_, true))
+            Dress(*this);
         for (const auto &restore : design_)
             restore();
         Load();
+        FitOnScreen(*this);
         show();
     } else {
         setWindowState(windowState() & ~Qt::WindowMinimized);
         raise();
     }
     activateWindow();
+}
+
+void Window::keyPressEvent(QKeyEvent *event)
+{
+    if (event->matches(QKeySequence::Cancel))
+        Escape();
+    else
+        QMainWindow::keyPressEvent(event);
 }
 
 void Window::RememberDesign()

@@ -43,6 +43,10 @@ protected:
     /// Whether it may open now; tells the user if not.
     virtual bool MayOpen() { return true; }
 
+    /// What the escape key does where no control has a use for it: it leaves the window.
+    virtual void Escape() { close(); }
+    void keyPressEvent(QKeyEvent *event) override;
+
     /// To be called once the controls are made: this is what they are designed like.
     void RememberDesign();
 
@@ -67,6 +71,7 @@ protected:
 
 private:
     Handlers handlers_;
+    bool dressed_ = false;
     std::vector<std::function<void()>> design_; // each restores one control
 };
 

@@ -63,6 +63,12 @@ Q_SIGNALS:
 protected:
     void Load() override;
     void Failed(const Error &error) override;
+    /// It does not leave a measurement.
+    void Escape() override
+    {
+        if (!Running())
+            close();
+    }
     void closeEvent(QCloseEvent *event) override;
 
 private:

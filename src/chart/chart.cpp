@@ -3,6 +3,7 @@
 
 #include "base/errors.h"
 #include "base/number.h"
+#include "base/tone.h"
 #include "base/wholefile.h"
 
 #include <QTemporaryDir>
@@ -16,6 +17,9 @@ constexpr double nearEnough = 5; // pixels from the cursor to a curve's end
 constexpr QMargins cursorPadding(6, 4, 6, 4);
 constexpr double cursorGap = 12; // pixels from the line to its text
 constexpr int legendColumns = 4;
+constexpr double gridPart = 0.22;   // of the ink in what is drawn faintly
+constexpr double cursorPart = 0.65; // and in the cursor's line
+constexpr int cursorOpacity = 235;  // of 255
 constexpr qint64 largestPicture = 1 << 28;
 
 constexpr double headroom = 0.2; // above the highest level, where an axis does not show all its values
@@ -56,12 +60,35 @@ void Paint(QCPAxis *axis, const QColor &colour)
     axis->setTickLabelColor(colour);
     axis->setLabelColor(colour);
 }
+
+/// Black on white, whatever the screen is like.
+QPalette Paper()
+{
+    QPalette paper;
+    paper.setColor(QPalette::Base, Qt::white);
+    paper.setColor(QPalette::Text, Qt::black);
+    return paper;
+}
 } // namespace
+
+/// While it lives the chart has the colours of paper.
+class Chart::OnPaper
+{
+public:
+    explicit OnPaper(Chart &chart) : chart_(chart) { chart_.UseColours(Paper()); }
+    OnPaper(const OnPaper &) = delete;
+    OnPaper &operator=(const OnPaper &) = delete;
+    ~OnPaper() { chart_.UseColours(chart_.palette()); }
+
+private:
+    Chart &chart_;
+};
 
 Chart::Chart(QWidget *parent) : QCustomPlot(parent)
 {
     MakeFrame();
     MakeCursor();
+    UseColours(palette());
     FitAxes();
 }
 
@@ -99,11 +126,8 @@ void Chart::MakeCursor()
     addLayer(QStringLiteral("cursor"));
     layer(QStringLiteral("cursor"))->setMode(QCPLayer::lmBuffered);
     cursorLine_ = new QCPItemStraightLine(this);
-    cursorLine_->setPen(QPen(QColor(90, 90, 90), 0, Qt::DashLine));
     cursorText_ = new QCPItemText(this);
     cursorText_->setPadding(cursorPadding);
-    cursorText_->setPen(QPen(QColor(150, 150, 150)));
-    cursorText_->setBrush(QColor(255, 255, 240, 235));
     cursorText_->setTextAlignment(Qt::AlignLeft);
     cursorText_->setPositionAlignment(Qt::AlignTop | Qt::AlignLeft);
     cursorText_->setClipToAxisRect(false); // it may be wider than that
@@ -122,7 +146,58 @@ void Chart::SetTitle(const QString &title)
     bold.setPointSizeF(1.3 * bold.pointSizeF());
     bold.setBold(true);
     plotLayout()->insertRow(0);
-    plotLayout()->addElement(0, 0, new QCPTextElement(this, title, bold));
+    title_ = new QCPTextElement(this, title, bold);
+    title_->setTextColor(ink_);
+    plotLayout()->addElement(0, 0, title_);
+}
+
+// ---- colours
+
+/// The curves keep their hues; everything else is of the palette's.
+void Chart::UseColours(const QPalette &palette)
+{
+    ground_ = palette.color(QPalette::Base);
+    ink_ = palette.color(QPalette::Text);
+    setBackground(QBrush(ground_));
+    legend->setBrush(Qt::NoBrush);
+    legend->setTextColor(ink_);
+    if (title_)
+        title_->setTextColor(ink_);
+    cursorLine_->setPen(QPen(Mixed(ground_, ink_, cursorPart), 0, Qt::DashLine));
+    cursorText_->setPen(QPen(Mixed(ground_, ink_, cursorPart)));
+    QColor glass = ground_;
+    glass.setAlpha(cursorOpacity);
+    cursorText_->setBrush(glass);
+    cursorText_->setColor(ink_);
+    for (Curve *curve : curves_)
+        curve->PaintOn(ground_);
+    for (Band *band : bands_)
+        band->PaintOn(ground_);
+    for (Level *level : levels_)
+        level->PaintOn(ground_);
+    PaintAxes();
+}
+
+/// Each in the colour of its first curve.
+void Chart::PaintAxes()
+{
+    const QColor faint = Mixed(ground_, ink_, gridPart);
+    for (QCPAxis *axis : axisRect()->axes()) {
+        const auto first =
+            std::ranges::find_if(curves_, [axis](const Curve *curve) { return curve->valueAxis() == axis; });
+        Paint(axis, first == curves_.end() ? ink_ : Readable((*first)->Colour(), ground_, textContrast));
+        axis->grid()->setPen(QPen(faint, 0, Qt::DotLine));
+        axis->grid()->setZeroLinePen(QPen(faint, 0, Qt::SolidLine));
+    }
+}
+
+void Chart::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::PaletteChange) {
+        UseColours(palette());
+        Changed();
+    }
+    QCustomPlot::changeEvent(event);
 }
 
 // ---- the curves
@@ -152,11 +227,11 @@ QCPAxis *Chart::ValueAxis(const QString &name)
 
 void Chart::Add(Curve *curve, const QColor &colour)
 {
-    curve->setPen(colour);
+    curve->SetColour(colour);
+    curve->PaintOn(ground_);
     curve->setScatterStyle(QCPScatterStyle::ssNone);
-    if (std::ranges::none_of(curves_, [curve](const Curve *other) { return other->valueAxis() == curve->valueAxis(); }))
-        Paint(curve->valueAxis(), colour);
     curves_.push_back(curve);
+    PaintAxes();
     legend->setVisible(true);
     Changed();
 }
@@ -212,6 +287,7 @@ void Chart::BeginBand(double key, const QString &name, const QColor &colour)
 {
     EndBand(key);
     bands_.push_back(new Band(this, key, name, colour));
+    bands_.back()->PaintOn(ground_);
     Changed();
 }
 
@@ -226,6 +302,7 @@ void Chart::EndBand(double key)
 Level *Chart::AddLevel(QCPAxis *axis, const QString &name, const QColor &colour)
 {
     levels_.push_back(new Level(axis, name, colour));
+    levels_.back()->PaintOn(ground_);
     return levels_.back();
 }
 
@@ -313,6 +390,7 @@ QCPRange Chart::Fitting(const Axis &axis) const
 
 void Chart::Save(const QString &path, Picture picture)
 {
+    const OnPaper paper(*this);
     // Made elsewhere first: what the file held is only replaced by a whole picture, and nothing waits to open it.
     const QTemporaryDir folder;
     const QString made = folder.filePath(QStringLiteral("picture"));
@@ -323,6 +401,7 @@ void Chart::Save(const QString &path, Picture picture)
 
 QPixmap Chart::Whole(const QSize &size, double scale)
 {
+    const OnPaper paper(*this);
     FitAxes();
     return toPixmap(size.width(), size.height(), scale);
 }

@@ -48,14 +48,14 @@ public:
     void ShowAll();
     void HideCursor();
 
-    /// Writes the picture as it is seen, in place of what the file held. Throws FileError.
+    /// Writes the picture as it is seen, but on paper, in place of what the file held. Throws FileError.
     enum class Picture
     {
         Png,
         Pdf
     };
     void Save(const QString &path, Picture picture);
-    /// All of it as a picture that is `scale` times as fine as the screen; nothing need be in sight.
+    /// All of it on paper, as a picture that is `scale` times as fine as the screen; nothing need be in sight.
     QPixmap Whole(const QSize &size, double scale);
 
     /// Milliseconds from one drawing to the next, at least.
@@ -77,6 +77,9 @@ private:
         std::optional<double> most; ///< of its values in view
     };
     void MakeFrame();
+    class OnPaper;
+    void UseColours(const QPalette &palette);
+    void PaintAxes();
     void MakeCursor();
     void SetDraggedAxes();
     void Redraw();
@@ -87,12 +90,16 @@ private:
     std::optional<double> NearestKey(double key) const;
     void ShowCursor(QPointF at);
     void leaveEvent(QEvent *event) override;
+    void changeEvent(QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
 
     std::vector<Axis> axes_; ///< of values
     std::vector<Curve *> curves_;
     std::vector<Band *> bands_;
     std::vector<Level *> levels_;
+    QColor ground_; ///< what everything is drawn on
+    QColor ink_;    ///< of what belongs to no curve
+    QCPTextElement *title_ = nullptr;
     QCPItemStraightLine *cursorLine_;
     QCPItemText *cursorText_;
     QPointF cursorAt_;

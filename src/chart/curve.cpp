@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "curve.h"
 
+#include "base/tone.h"
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -21,6 +23,11 @@ void Curve::Block::Add(const Block &other)
     lowest = std::fmin(lowest, other.lowest);
     highest = std::fmax(highest, other.highest);
     gap = gap || other.gap;
+}
+
+void Curve::PaintOn(const QColor &ground)
+{
+    setPen(Readable(colour_, ground, IsDark(ground) ? textContrast : lineContrast)); // thin lines fade on the dark
 }
 
 void Curve::Append(double key, double value)

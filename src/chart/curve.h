@@ -13,6 +13,11 @@ class Curve : public QCPGraph
 public:
     Curve(QCPAxis *keyAxis, QCPAxis *valueAxis) : QCPGraph(keyAxis, valueAxis) {}
 
+    /// The colour of the curve on paper; on a ground it is that of the same hue which can be seen there.
+    void SetColour(const QColor &colour) { colour_ = colour; }
+    const QColor &Colour() const { return colour_; }
+    void PaintOn(const QColor &ground);
+
     /// What stands behind a value; none for a bare count.
     void SetUnit(const QString &unit) { unit_ = unit; }
     const QString &Unit() const { return unit_; }
@@ -48,6 +53,7 @@ private:
     };
     void Measure(qsizetype block);
 
+    QColor colour_;
     QString unit_;
     std::vector<Block> blocks_;
 };

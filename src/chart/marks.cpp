@@ -6,13 +6,23 @@
 #include <algorithm>
 
 namespace {
-constexpr int gap = 4; // pixels around a name
-}
+constexpr int gap = 4;           // pixels around a name
+constexpr double darkPart = 0.2; // of a band's hue in a dark ground
+} // namespace
 
 Band::Band(QCustomPlot *plot, double from, const QString &name, const QColor &colour)
     : QCPAbstractItem(plot), from_(from), name_(name), colour_(colour)
 {
     setLayer(QStringLiteral("background"));
+}
+
+/// On a dark ground a little of the same hue.
+void Band::PaintOn(const QColor &ground)
+{
+    fill_ = colour_;
+    if (IsDark(ground))
+        fill_ = Mixed(ground, QColor::fromHslF(colour_.hslHueF(), colour_.hslSaturationF(), 0.5F), darkPart);
+    ink_ = Readable(fill_, fill_, textContrast);
 }
 
 void Band::draw(QCPPainter *painter)
@@ -24,11 +34,11 @@ void Band::draw(QCPPainter *painter)
     if (right <= left)
         return;
     const QRectF band(left, frame.top(), right - left, frame.height());
-    painter->fillRect(band, colour_);
+    painter->fillRect(band, fill_);
     painter->setFont(parentPlot()->font());
     if (painter->fontMetrics().horizontalAdvance(name_) + 2 * gap > band.width())
         return;
-    painter->setPen(colour_.darker(250));
+    painter->setPen(ink_);
     painter->drawText(band.adjusted(gap, gap, -gap, 0), Qt::AlignTop | Qt::AlignHCenter, name_);
 }
 
@@ -44,7 +54,7 @@ void Level::draw(QCPPainter *painter)
         return;
     const QRectF frame = clipRect();
     const double y = axis_->coordToPixel(*value_);
-    painter->setPen(QPen(colour_, 0, Qt::DashLine));
+    painter->setPen(QPen(ink_, 0, Qt::DashLine));
     painter->drawLine(QLineF(frame.left(), y, frame.right(), y));
     painter->setFont(parentPlot()->font());
     painter->drawText(QRectF(frame.left() + gap, y - frame.height(), frame.width() - 2 * gap, frame.height()),

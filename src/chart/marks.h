@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/tone.h"
 #include "customplot.h"
 
 #include <optional>
@@ -17,6 +18,7 @@ public:
     /// Where it ends; nothing while it goes on.
     const std::optional<double> &To() const { return to_; }
     void End(double key) { to_ = key; }
+    void PaintOn(const QColor &ground);
     bool Has(double key) const { return key >= from_ && (!to_ || key < *to_); }
 
     double selectTest(const QPointF &, bool, QVariant *) const override { return -1; }
@@ -28,7 +30,9 @@ private:
     double from_;
     std::optional<double> to_;
     QString name_;
-    QColor colour_;
+    QColor colour_; ///< on paper
+    QColor fill_;
+    QColor ink_;
 };
 
 /// A line across the chart at a value of an axis, with its name; unseen until it has a value.
@@ -42,6 +46,7 @@ public:
     const std::optional<double> &Value() const { return value_; }
     /// The chart has to be told that it has changed.
     void Set(double value) { value_ = value; }
+    void PaintOn(const QColor &ground) { ink_ = Readable(colour_, ground, textContrast); }
 
     double selectTest(const QPointF &, bool, QVariant *) const override { return -1; }
 
@@ -51,6 +56,7 @@ protected:
 private:
     QCPAxis *axis_;
     QString name_;
-    QColor colour_;
+    QColor colour_; ///< on paper
+    QColor ink_;
     std::optional<double> value_;
 };

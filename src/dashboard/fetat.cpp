@@ -263,6 +263,8 @@ void FEtat::ShowBooster(bool selected)
     ui_.SliderPWMDelta->setEnabled(selected);
     for (QLabel *label : {ui_.Label12, ui_.Label2, ui_.Label4})
         label->setVisible(selected);
+    for (QLabel *label : {ui_.nameSliderPWMFreq, ui_.nameSliderPWMDelta}) // in their places
+        label->setVisible(!selected);
     ui_.CbCutDBl->setText(selected ? QStringLiteral("BOOSTER") : QStringLiteral("CUT VDBL"));
 }
 

@@ -19,7 +19,7 @@ Freshness::Freshness(const Codebas &link, QWidget *window) : QObject(window)
 void Freshness::Add(const QList<QWidget *> &readings)
 {
     for (QWidget *widget : readings) {
-        readings_.push_back({widget, {}});
+        readings_.emplace_back(widget);
         SetTone(*widget, Tone::Plain); // what that needs is there from the start
     }
 }
@@ -49,15 +49,9 @@ void Freshness::Show(bool old)
 {
     if (std::exchange(old_, old) == old)
         return;
-    for (Reading &reading : readings_) {
-        if (!reading.widget)
-            continue;
-        if (old)
-            reading.style = reading.widget->styleSheet();
-        if (!reading.style.isEmpty())
-            reading.widget->setStyleSheet(old ? QString() : reading.style);
-        SetTone(*reading.widget, old ? Tone::Quiet : Tone::Plain);
-    }
+    for (QWidget *reading : readings_)
+        if (reading)
+            SetTone(*reading, old ? Tone::Quiet : Tone::Plain);
     Q_EMIT Changed();
 }
 

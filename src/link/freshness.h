@@ -38,15 +38,9 @@ Q_SIGNALS:
     void Changed();
 
 private:
-    struct Reading
-    {
-        QPointer<QWidget> widget;
-        QString style; ///< its own, which it has again when it is true
-    };
-
     void Show(bool old);
 
-    std::vector<Reading> readings_;
+    std::vector<QPointer<QWidget>> readings_;
     Stopwatch read_; ///< since the last one
     bool any_ = false;
     bool old_ = false;

@@ -54,15 +54,7 @@ void Allow(QLineEdit *box, const char *pattern)
 /// Marks a frame by its back colour.
 void Highlight(QGroupBox *frame, bool on)
 {
-    const QPalette plain = frame->window()->palette();
-    const QColor window = plain.color(QPalette::Window);
-    const QColor mark = plain.color(QPalette::Highlight);
-    const auto mix = [](int a, int b) { return (5 * a + b) / 6; };
-    QPalette palette;
-    if (on)
-        palette.setColor(QPalette::Window, QColor(mix(window.red(), mark.red()), mix(window.green(), mark.green()),
-                                                  mix(window.blue(), mark.blue())));
-    frame->setPalette(palette);
+    SetGround(*frame, on ? Tone::Good : Tone::Plain);
     frame->setAutoFillBackground(on);
 }
 } // namespace

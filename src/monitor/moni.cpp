@@ -3,6 +3,7 @@
 
 #include "base/drive.h"
 #include "base/number.h"
+#include "base/tone.h"
 #include "chart/picturemenu.h"
 #include "link/command.h"
 #include "ui_moni.h"
@@ -32,9 +33,8 @@ Moni::Moni(Codebas &link) : Window(QStringLiteral("Moni")), link_(link), ui_(std
     QLabel *const labels[] = {ui_->MonLabel1, ui_->MonLabel2, ui_->MonLabel3};
     QLabel *const values[] = {ui_->MonValue1, ui_->MonValue2, ui_->MonValue3};
     for (int i = 0; i < kindsOfColumn; ++i) {
-        const QString colour = QStringLiteral("color: %1").arg(ui_->MSChart1->Colour(i + 1).name());
-        labels[i]->setStyleSheet(colour);
-        values[i]->setStyleSheet(colour);
+        SetInk(*labels[i], ui_->MSChart1->Colour(i + 1));
+        SetInk(*values[i], ui_->MSChart1->Colour(i + 1));
         freshness_.Add({values[i]});
     }
 
@@ -76,6 +76,15 @@ void Moni::Failed(const Error &error)
     EndHandlers();
     log_.reset();
     EndProgram(error);
+}
+
+/// Stops, or leaves.
+void Moni::Escape()
+{
+    if (MonitorRunning_)
+        CbArret_Click();
+    else
+        close();
 }
 
 // ---- opening, activation and closing

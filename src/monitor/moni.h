@@ -45,6 +45,7 @@ Q_SIGNALS:
 protected:
     void Load() override;
     void Failed(const Error &error) override;
+    void Escape() override;
     void closeEvent(QCloseEvent *event) override;
 
 private:

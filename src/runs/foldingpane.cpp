@@ -2,6 +2,7 @@
 #include "foldingpane.h"
 
 #include "base/remembered.h"
+#include "base/screenfit.h"
 #include "warning.h"
 
 #include <QEvent>
@@ -71,7 +72,7 @@ void FoldingPane::Show(bool shown)
     button_->setChecked(shown);
     button_->setArrowType(shown ? Qt::LeftArrow : Qt::RightArrow);
     setVisible(shown);
-    window_.centralWidget()->layout()->activate(); // so that the window knows what it needs
+    parentWidget()->layout()->activate(); // so that the window knows what it needs
     window_.layout()->activate();
 }
 
@@ -85,6 +86,7 @@ void FoldingPane::Fold(bool shown)
     if (window_.isMaximized() || window_.isFullScreen())
         return;
     window_.resize(shown ? before + pane : before - pane, window_.height());
+    FitOnScreen(window_);
     KeepOnScreen();
 }
 

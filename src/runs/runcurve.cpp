@@ -88,7 +88,7 @@ void RunCurve::ShowDeltaPeak(int peak)
 {
     if (!peak_) {
         QCPAxis *const axis = drawn_[Delta]->valueAxis();
-        const QColor colour = drawn_[Delta]->pen().color();
+        const QColor colour = drawn_[Delta]->Colour();
         peak_ = AddLevel(axis, QStringLiteral("Maximum"), colour);
         end_ = AddLevel(axis, QStringLiteral("Fin sous"), colour);
         SetMost(axis, deltaInView);

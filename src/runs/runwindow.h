@@ -142,6 +142,12 @@ protected:
 
     void Load() override;
     void Failed(const Error &error) override;
+    /// It does not leave a run.
+    void Escape() override
+    {
+        if (!Running())
+            close();
+    }
     void closeEvent(QCloseEvent *event) override;
 
     Task<void> CBstart_Click();

@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "warning.h"
 
+#include "base/tone.h"
+
 #include <QGridLayout>
 #include <QLabel>
 
 QLabel *RedWarning(const QString &text, QWidget *parent)
 {
     auto *warning = new QLabel(text, parent);
-    warning->setStyleSheet(QStringLiteral("color: #c00000; font-weight: bold"));
+    QFont bold;
+    bold.setBold(true);
+    warning->setFont(bold);
+    SetTone(*warning, Tone::Danger);
     warning->hide();
     return warning;
 }

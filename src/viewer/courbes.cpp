@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "courbes.h"
 
+#include "base/tone.h"
 #include "base/wholefile.h"
 #include "chart/colours.h"
 #include "chart/picturemenu.h"
@@ -31,10 +32,11 @@ QString Kind(Log::Kind kind)
     return {};
 }
 
-QIcon Swatch(const QColor &colour)
+/// As the curve is drawn.
+QIcon Swatch(const QColor &colour, const QColor &ground)
 {
     QPixmap pixmap(12, 12);
-    pixmap.fill(colour);
+    pixmap.fill(Readable(colour, ground, lineContrast));
     return pixmap;
 }
 } // namespace
@@ -206,10 +208,18 @@ void Courbes::ShowQuantities()
         chosen.insert(ui_->Grandeurs->item(i)->text(), ui_->Grandeurs->item(i)->checkState());
     ui_->Grandeurs->clear();
     for (const QString &quantity : Overlay::Quantities(Logs())) {
-        auto *item = new QListWidgetItem(Swatch(colours::Of(quantity)), quantity, ui_->Grandeurs);
+        auto *item = new QListWidgetItem(quantity, ui_->Grandeurs);
+        item->setIcon(Swatch(colours::Of(quantity), palette().color(QPalette::Base)));
         item->setToolTip(quantity);
         item->setCheckState(chosen.value(quantity, Overlay::IsUsual(quantity) ? Qt::Checked : Qt::Unchecked));
     }
+}
+
+void Courbes::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::PaletteChange)
+        ShowQuantities(); // whose colours are those of the curves
+    Window::changeEvent(event);
 }
 
 void Courbes::Draw()

@@ -26,6 +26,7 @@ public:
     void OpenLogs(const QStringList &paths);
 
 protected:
+    void changeEvent(QEvent *event) override;
     void Load() override;
 
 private:

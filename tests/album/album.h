@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/houserules.h"
 #include "simulation/simulatedboard.h"
 #include "simulation/simulatedclock.h"
 #include "ui/main/main.h"
@@ -25,6 +26,10 @@ public:
     /// Opens a window with something to see in it: a run after half an hour, a stream, an open file.
     QWidget &ShowAtWork(const QString &window);
 
+    /// Takes the board's cable away until it is given back.
+    void Unplug() { port_->Unplug(); }
+    void Plug() { port_->Plug(); }
+
     SimulatedClock &Time() { return clock_; }
     SimulatedBoard &Board() { return board_; }
 
@@ -34,6 +39,7 @@ private:
     static void Press(const QWidget &window, const char *button);
     void Connect();
 
+    HouseRules rules_;
     SimulatedClock clock_;
     QTemporaryDir folder_;
     MemoryPort *port_ = new MemoryPort;

@@ -1,21 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/tone.h"
 
+#include "support/palettes.h"
 #include "support/suite.h"
 
 #include <QLabel>
+#include <QLineEdit>
 #include <QtTest>
 
-namespace {
-QPalette Light()
-{
-    return {QColor(239, 239, 239)};
-}
-QPalette Dark()
-{
-    return {QColor(50, 50, 50), QColor(45, 45, 48)};
-}
-} // namespace
+using palettes::Dark, palettes::Light;
 
 class TestTone : public QObject
 {
@@ -51,6 +44,38 @@ private Q_SLOTS:
         QCOMPARE(label.palette().color(QPalette::WindowText), Ink(Tone::Danger, Dark()));
         SetTone(label, Tone::Plain);
         QCOMPARE(label.palette().color(QPalette::WindowText), Dark().color(QPalette::WindowText));
+    }
+
+    void AnyColourCanBeRead_data()
+    {
+        QTest::addColumn<QColor>("ground");
+        for (const QColor &ground : {QColor(Qt::white), QColor(239, 239, 239), QColor(53, 53, 53), QColor(Qt::black)})
+            QTest::newRow(qPrintable(ground.name())) << ground;
+    }
+    void AnyColourCanBeRead()
+    {
+        QFETCH(QColor, ground);
+        for (int hue = 0; hue < 360; hue += 15)
+            for (const int lightness : {0, 60, 128, 200, 255})
+                QVERIFY(Contrast(Readable(QColor::fromHsl(hue, 200, lightness), ground, textContrast), ground) >=
+                        textContrast);
+        const QColor readable = Readable(ground, ground, textContrast);
+        QCOMPARE(Readable(readable, ground, textContrast), readable);
+    }
+
+    void AMarkedGroundFollowsThePaletteAndGoes()
+    {
+        QWidget window;
+        QLineEdit entry(&window);
+        for (const QPalette &palette : {Light(), Dark()}) {
+            window.setPalette(palette);
+            SetGround(entry, Tone::Danger);
+            const QColor ground = entry.palette().color(QPalette::Base);
+            QVERIFY(ground != palette.color(QPalette::Base));
+            QVERIFY(Contrast(entry.palette().color(QPalette::Text), ground) >= textContrast);
+        }
+        SetGround(entry, Tone::Plain);
+        QCOMPARE(entry.palette().color(QPalette::Base), Dark().color(QPalette::Base));
     }
 };
 

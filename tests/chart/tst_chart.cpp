@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/errors.h"
+#include "base/tone.h"
 #include "chart/chart.h"
 #include "simulation/simulatedclock.h"
+#include "support/palettes.h"
 #include "support/suite.h"
 
 #include <QTemporaryDir>
@@ -259,6 +261,39 @@ private Q_SLOTS:
         };
         QCOMPARE(colour(22), QColor(255, 0, 0));
         QCOMPARE(colour(77), QColor(0, 0, 255));
+    }
+
+    void ColoursFollowThePaletteAndPicturesStayOnPaper()
+    {
+        Chart chart;
+        Show(chart);
+        Curve *curve = Add(chart, "V", "V", "V");
+        chart.BeginBand(0, QStringLiteral("Charge"), QColor(226, 240, 226));
+        for (int second = 0; second <= 100; ++second)
+            curve->Append(second, 7);
+        const QTemporaryDir folder;
+        const auto saved = [&](const char *name) {
+            const QString path = folder.filePath(QLatin1String(name));
+            chart.Save(path, Chart::Picture::Png);
+            return QImage(path);
+        };
+        chart.setPalette(palettes::Light());
+        SOON(chart.xAxis->range().upper > 100);
+        Simulated().Run(100ms);
+        const QImage onLight = saved("light.png");
+        chart.setPalette(palettes::Dark());
+        Simulated().Run(100ms);
+        const QColor ground = palettes::Dark().color(QPalette::Base);
+        QCOMPARE(chart.grab().toImage().pixelColor(1, 1), ground);
+        QVERIFY(Contrast(curve->pen().color(), ground) >= lineContrast);
+        for (const QCPAxis *axis : {chart.xAxis, curve->valueAxis()}) {
+            QVERIFY(Contrast(axis->labelColor(), ground) >= textContrast);
+            QVERIFY(Contrast(axis->tickLabelColor(), ground) >= textContrast);
+        }
+        QVERIFY(Contrast(chart.legend->textColor(), ground) >= textContrast);
+        QCOMPARE(saved("dark.png"), onLight);
+        QCOMPARE(onLight.pixelColor(1, 1), QColor(Qt::white));
+        QVERIFY(Contrast(curve->pen().color(), ground) >= lineContrast); // on the screen again
     }
 
     void WhatNobodySeesIsNotDrawn()

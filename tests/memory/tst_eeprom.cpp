@@ -89,7 +89,7 @@ struct Bench : MemoryBench
     QTableWidget *Table() { return window.findChild<QTableWidget *>(); }
     bool Marked(const char *name)
     {
-        return Box(name)->palette().color(QPalette::Base) != Box("Text4")->palette().color(QPalette::Base);
+        return Box(name)->palette().color(QPalette::Base) != QPalette().color(QPalette::Base);
     }
 
     QTemporaryDir folder;

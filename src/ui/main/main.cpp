@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "main.h"
 
+#include "base/dress.h"
+#include "base/glyph.h"
 #include "base/messages.h"
+#include "base/screenfit.h"
 #include "base/title.h"
 #include "base/tone.h"
 #include "link/command.h"
@@ -18,6 +21,8 @@
 #include <optional>
 
 namespace {
+constexpr QSize modeIcon(20, 20); // pixels
+
 /// A run, in a sentence.
 QString Name(RunNews::Kind kind)
 {
@@ -63,6 +68,13 @@ Main::Main(std::unique_ptr<Port> port)
     AddStrip(*this, QStringLiteral("Couper maintenant"))->LeaveAdvice();
     streams_->setObjectName(QStringLiteral("streams"));
     ui_.statusbar->addPermanentWidget(streams_);
+    for (const auto &[button, window] :
+         {std::pair(ui_.cb_chargeur, "chargeur"), std::pair(ui_.CbDechargeur, "dechargeur"),
+          std::pair(ui_.CbCapa, "mescapa"), std::pair(ui_.CbMoni, "moni"), std::pair(ui_.Cb_Reglage, "reglage"),
+          std::pair(ui_.Cb_Debug, "micro")}) {
+        button->setIcon(Glyph(QLatin1String(window)));
+        button->setIconSize(modeIcon);
+    }
     const auto widgets = QApplication::topLevelWidgets();
     for (QWidget *widget : widgets)
         if (auto *window = qobject_cast<Window *>(widget))
@@ -166,9 +178,12 @@ void Main::Load()
     link_.InitSerialPort();
     link_.LinkDropped = false;
     link_.ReconnectOnActivate = 1;
+    if (!std::exchange(dressed_, true))
+        Dress(*this);
     adjustSize();
     const QRect room = screen()->availableGeometry();
     move(room.center() - rect().center());
+    FitOnScreen(*this);
     show();
     activateWindow();
     activation_.Shown();

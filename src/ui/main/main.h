@@ -132,6 +132,7 @@ private:
     Unwatched unwatched_{link_};
     BoardState board_{link_};
     bool guardMissing_ = false;
+    bool dressed_ = false;
     QPointer<QMessageBox> question_; ///< what is to become of that which is on
     std::vector<Strip *> strips_;    ///< of all windows
     std::vector<std::pair<const QWidget *, const RunNews *>> runs_;

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "dress.h"
+
+#include "glyph.h"
+#include "keyletters.h"
+#include "tone.h"
+
+#include <QApplication>
+#include <QHBoxLayout>
+#include <QLineEdit>
+#include <QMainWindow>
+#include <QPlainTextEdit>
+#include <QStatusBar>
+
+#include <algorithm>
+
+namespace {
+constexpr int spacing = 8;       // pixels from one group of controls to the next
+constexpr double designSize = 9; // points of the application's letters for which the windows are designed
+
+/// What is designed as 12 points is a third larger than the application's letters.
+void ScaleLetters(const QMainWindow &window)
+{
+    const double scale = QApplication::font().pointSizeF() / designSize;
+    for (QWidget *widget : window.findChildren<QWidget *>()) {
+        QFont font = widget->font();
+        const bool own = widget->testAttribute(Qt::WA_SetFont) && (font.resolveMask() & QFont::SizeResolved) != 0 &&
+                         font.pointSizeF() != widget->parentWidget()->font().pointSizeF();
+        if (!own || font.pointSizeF() <= 0)
+            continue;
+        font.setPointSizeF(scale * font.pointSizeF());
+        widget->setFont(font);
+    }
+}
+
+/// Curves and texts have a use for all the room that there is.
+bool HasUseForRoom(const QWidget &widget)
+{
+    return qobject_cast<const QPlainTextEdit *>(&widget) || widget.inherits("QCustomPlot");
+}
+
+/// In a window of fields that is larger than it need be these keep their width, in the middle.
+void KeepWidth(QMainWindow &window)
+{
+    if (std::ranges::any_of(window.centralWidget()->findChildren<QWidget *>(),
+                            [](const QWidget *widget) { return HasUseForRoom(*widget); }))
+        return;
+    QWidget *const content = window.takeCentralWidget();
+    auto *middle = new QWidget(&window);
+    auto *row = new QHBoxLayout(middle);
+    row->setContentsMargins({});
+    row->addStretch(1);
+    row->addWidget(content);
+    row->addStretch(1);
+    content->show();
+    window.setCentralWidget(middle);
+}
+/// A control that stands for others in the order of the tabulator takes the first of them along, and what is in the bar
+/// below comes last.
+void OrderTabs(QMainWindow &window)
+{
+    for (QWidget *control : window.findChildren<QWidget *>())
+        if (QWidget *const first = control->focusProxy(); first && control->isAncestorOf(first))
+            QWidget::setTabOrder(control->previousInFocusChain(), first);
+
+    const auto *bar = window.findChild<QStatusBar *>(QString(), Qt::FindDirectChildrenOnly);
+    if (!bar)
+        return;
+    QWidget *last = nullptr;
+    for (QWidget *next = window.nextInFocusChain(); next != &window; next = next->nextInFocusChain())
+        if (window.centralWidget()->isAncestorOf(next))
+            last = next;
+    for (QWidget *control : bar->findChildren<QWidget *>()) {
+        QWidget::setTabOrder(last, control);
+        last = control;
+    }
+}
+} // namespace
+
+void Dress(QMainWindow &window)
+{
+    if (const auto *designed = window.findChild<QWidget *>(QStringLiteral("central")))
+        designed->layout()->setSpacing(spacing);
+    ScaleLetters(window);
+    for (QLineEdit *entry : window.findChildren<QLineEdit *>()) {
+        if (entry->isReadOnly())
+            SetFlat(*entry);
+        if (!entry->placeholderText().isEmpty())
+            SetReadableHint(*entry);
+    }
+    KeepWidth(window);
+    OrderTabs(window);
+    GiveKeyLetters(window);
+    if (const QIcon icon = TitleIcon(window.objectName()); !icon.isNull())
+        window.setWindowIcon(icon);
+}

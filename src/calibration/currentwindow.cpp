@@ -5,6 +5,7 @@
 #include "base/number.h"
 #include "correction.h"
 #include "link/measurement.h"
+#include "link/settingbox.h"
 
 #include <QApplication>
 #include <QMouseEvent>
@@ -23,6 +24,7 @@ CurrentWindow::CurrentWindow(const QString &name, Codebas &link, Kind kind)
 void CurrentWindow::SetPanel(const Panel &panel)
 {
     panel_ = panel;
+    new SettingBox(panel_.slider, link_);
     connect(panel_.slider, &QSlider::valueChanged, this, [this](int value) { Start(Slider_Change(value)); });
     panel_.setting->installEventFilter(this);
 }

@@ -4,6 +4,7 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "link/measurement.h"
+#include "link/settingbox.h"
 
 #include <QCloseEvent>
 
@@ -92,6 +93,10 @@ FEtat::FEtat(Codebas &link)
         label->setSizePolicy(policy);
     }
     RememberDesign();
+    new SettingBox(ui_.Slider1, link, SettingBox::Amperes(link, 4));
+    new SettingBox(ui_.Slider2, link, SettingBox::Amperes(link, 5));
+    for (QSlider *slider : {ui_.Slider3, ui_.Slider4, ui_.SliderPWMFreq, ui_.SliderPWMDelta})
+        new SettingBox(slider, link);
     connect(&tmrEtat_, &Timer::Tick, this, [this] { Start(TmrEtat_Timer()); });
     OnClick(ui_.Cbcutch, &FEtat::Cbcutch_Click);
     OnClick(ui_.CbCutdech, &FEtat::CbCutdech_Click);

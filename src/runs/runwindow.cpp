@@ -47,6 +47,9 @@ void RunWindow::SetPanel(const Panel &panel)
     panel_ = panel;
     ShowUnconfirmed(link_.outputs, panel_.state);
     panel_.limits->Watch(link_, {&kind_.current});
+    panel_.head->Watch(news_);
+    panel_.lamp->Watch(news_, *panel_.state);
+    panel_.last->Watch(news_);
     pane_ = AddRunCurve(*this, news_, panel_.supplyCount->parentWidget(),
                         [this](const Error &error) { Window::Failed(error); });
 }

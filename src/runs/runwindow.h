@@ -6,10 +6,13 @@
 #include "base/onset.h"
 #include "base/timer.h"
 #include "base/window.h"
+#include "lastsettings.h"
 #include "limitsbox.h"
 #include "link/codebas.h"
 #include "link/quantity.h"
 #include "runcurve.h"
+#include "runhead.h"
+#include "runlamp.h"
 #include "runlog.h"
 #include "runnews.h"
 #include "watch.h"
@@ -113,6 +116,9 @@ protected:
         QLabel *supplyCount, *supplyVolts, *doublerCount, *doublerVolts, *temperatureCount, *temperature;
         QLabel *capacity;
         LimitsBox *limits;
+        RunHead *head;
+        RunLamp *lamp;
+        LastSettings *last;
     };
 
     /// The last measurements; a quantity that is not calibrated keeps its former value.

@@ -6,8 +6,8 @@
 
 class QLabel;
 
-/// The number box of a slider whose setting the board is sent. What the board is set to is not known after an opening of
-/// the window or a connection: until it is sent a setting the slider is grey and says so, and can be moved as ever.
+/// The number box of a slider whose setting the board is sent. What the board is set to is not known after an opening
+/// of the window or a connection: until it is sent a setting the slider is grey and says so, and can be moved as ever.
 class SettingBox : public SliderBox
 {
     Q_OBJECT
@@ -30,6 +30,6 @@ private:
     bool eventFilter(QObject *object, QEvent *event) override;
 
     QSlider *const slider_;
-    const QString tip_; ///< the slider's own
+    const QString tip_;  ///< the slider's own
     QLabel *const note_; ///< on the slider's groove, away from its handle
 };

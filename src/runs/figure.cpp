@@ -14,8 +14,7 @@ constexpr int gap = 8; // from the stroke to the number
 constexpr double large = 2.2; // times the size of other texts
 } // namespace
 
-Figure::Figure(const QString &name, const QString &caption, const QString &unit, QWidget *parent,
-               const QColor &stroke)
+Figure::Figure(const QString &name, const QString &caption, const QString &unit, QWidget *parent, const QColor &stroke)
     : QWidget(parent), number_(new QLabel(dash, this)), stroke_(stroke)
 {
     number_->setObjectName(name);

@@ -63,7 +63,8 @@ RunCard::RunCard(const RunNews &news, QWidget *parent)
     , capacity_(new Figure(QStringLiteral("bilanCapacite"),
                            news.What() == RunNews::Kind::Charge ? QStringLiteral("Chargé") : QStringLiteral("Déchargé"),
                            QStringLiteral("mAh"), this))
-    , temperature_(new Figure(QStringLiteral("bilanTemperature"), QStringLiteral("Temp. max."), QStringLiteral("°C"), this))
+    , temperature_(
+          new Figure(QStringLiteral("bilanTemperature"), QStringLiteral("Temp. max."), QStringLiteral("°C"), this))
     , cause_(new QLabel(this))
     , log_(new QLabel(this))
     , folder_(Button(QStringLiteral("CbDossier"), QStringLiteral("Ouvrir le dossier"),
@@ -78,8 +79,8 @@ RunCard::RunCard(const RunNews &news, QWidget *parent)
     SetTone(*cause_, Tone::Plain);
     for (QLabel *label : {cause_, log_})
         label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // a long text has its tip
-    QToolButton *const close = Button(QStringLiteral("CbFermerBilan"), QStringLiteral("✕"),
-                                      QStringLiteral("Ferme ce bilan"), this);
+    QToolButton *const close =
+        Button(QStringLiteral("CbFermerBilan"), QStringLiteral("✕"), QStringLiteral("Ferme ce bilan"), this);
     close->setAutoRaise(true);
 
     auto *grid = new QGridLayout(this);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "runs/lastsettings.h"
 #include "runbench.h"
 #include "runs/chargeur.h"
 #include "runs/dechargeur.h"
+#include "runs/lastsettings.h"
 #include "support/suite.h"
 
 namespace {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "runs/runhead.h"
 #include "runbench.h"
 #include "runs/chargeur.h"
 #include "runs/dechargeur.h"
+#include "runs/runhead.h"
 #include "runs/runlamp.h"
 #include "support/boxes.h"
 #include "support/suite.h"

@@ -100,9 +100,15 @@ RunCard::RunCard(const RunNews &news, QWidget *parent)
     grid->addWidget(close, 0, column + 2);
     grid->setColumnStretch(column, 1);
 
-    connect(&news, &RunNews::Began, this, [this] { sum_ = {}; });
+    connect(&news, &RunNews::Began, this, [this] {
+        sum_ = {};
+        currentKnown_ = false;
+    });
     connect(&news, &RunNews::PhaseBegan, this, [this] { sum_.EndPhase(); });
-    connect(&news, &RunNews::Measured, this, [this](const RunPoint &point) { sum_.Add(point); });
+    connect(&news, &RunNews::Measured, this, [this](const RunPoint &point) {
+        sum_.Add(point);
+        currentKnown_ = currentKnown_ || point.currentKnown;
+    });
     connect(&news, &RunNews::Over, this, &RunCard::Fill);
     connect(folder_, &QToolButton::clicked, this, &RunCard::OpenFolder);
     connect(close, &QToolButton::clicked, this, &RunCard::Closed);
@@ -116,7 +122,7 @@ void RunCard::Fill(const RunEnd &end)
         sum_.EndPhase();
     const RunFigures &figures = sum_.Figures();
     duration_->Show(runwords::Duration(news_.Seconds()));
-    capacity_->Show(Whole(Capacity(news_.What(), figures)));
+    capacity_->Show(currentKnown_ ? Whole(Capacity(news_.What(), figures)) : QString());
     temperature_->Show(Whole(figures.highestTemperature));
     if (resistance_)
         resistance_->Show(Whole(figures.resistance));

@@ -27,6 +27,7 @@ private:
 
     const RunNews &news_;
     RunSum sum_;
+    bool currentKnown_ = false; ///< at some point of the run
     Figure *const duration_, *const capacity_, *const temperature_;
     Figure *resistance_ = nullptr; ///< where one is measured
     QLabel *const cause_, *const log_;

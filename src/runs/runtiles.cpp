@@ -50,8 +50,10 @@ void RunTiles::Take(const RunPoint &point)
 {
     const QLocale here = locale();
     volts_->Show(here.toString(point.volts, 'f', 2));
-    amperes_->Show(here.toString(point.amperes, 'f', 2));
-    capacity_->Show(QString::number(std::floor(point.milliampereHours), 'f', 0)); // as its window shows them
+    amperes_->Show(point.currentKnown ? here.toString(point.amperes, 'f', 2) : QString());
+    capacity_->Show(point.currentKnown
+                        ? QString::number(std::floor(point.milliampereHours), 'f', 0) // as its window does
+                        : QString());
     temperature_->Show(std::isnan(point.temperature) ? QString() : QString::number(point.temperature, 'f', 0));
     SetTone(Tone::Plain);
 }

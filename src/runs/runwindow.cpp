@@ -400,6 +400,7 @@ RunPoint RunWindow::Point(const Run &run) const
     point.volts = read_.batteryVolts;
     point.amperes = read_.amps;
     point.milliampereHours = run.flow.MilliampereHours();
+    point.currentKnown = kind_.current.calibrated(link_);
     if (Quantity::temperature.calibrated(link_))
         point.temperature = read_.temperature;
     return point;

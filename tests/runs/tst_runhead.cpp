@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "capacity/mescapa.h"
 #include "runbench.h"
 #include "runs/chargeur.h"
 #include "runs/dechargeur.h"
@@ -93,6 +94,25 @@ private Q_SLOTS:
         head.news.Begin({});
         head.Tell(5.9, 1.92, 0, std::numeric_limits<double>::quiet_NaN());
         QCOMPARE(head.Text("temperature"), QStringLiteral("–"));
+        RunPoint uncalibrated;
+        uncalibrated.volts = 5.9;
+        uncalibrated.currentKnown = false;
+        head.news.Tell(uncalibrated);
+        QCOMPARE(head.Text("tension"), QStringLiteral("5.90"));
+        QCOMPARE(head.Text("courant"), QStringLiteral("–"));
+        QCOMPARE(head.Text("capacite"), QStringLiteral("–"));
+    }
+
+    void AChargeWithoutACalibrationOfTheCurrentHasNone()
+    {
+        RunBench<Chargeur> bench;
+        bench.link.SlaveEeprom[0] = bench.link.SlaveEeprom[1] = 0;
+        bench.Button("CBstart")->click();
+        SOON(bench.Text("tension") == QStringLiteral("5.12"));
+        QCOMPARE(bench.Text("courant"), QStringLiteral("–"));
+        bench.Button("CBStop")->click();
+        SOON_EQUAL(bench.Text("Label18"), QStringLiteral("Arret"));
+        QCOMPARE(bench.Text("bilanCapacite"), QStringLiteral("–"));
     }
 
     void WhatIsNoLongerTrueIsGrey()
@@ -283,6 +303,43 @@ private Q_SLOTS:
         QCOMPARE(bench.Text("bilanCause"), QStringLiteral("Charge arrêtée"));
         QCOMPARE(bench.Text("bilanJournal"), QFileInfo(bench.window.LogPath()).fileName());
         QCOMPARE(bench.Find<QWidget>("releves")->geometry(), head);
+    }
+
+    void TheWindowsFitASmallScreenWithTheirCurve()
+    {
+        constexpr QSize room(1024, 768 - 60); // without title bar and panel
+        RunBench<Chargeur> charge;
+        Kept<Dechargeur> discharge(charge.link);
+        Kept<MesCapa> capacity(charge.link);
+        discharge.Open();
+        capacity.Open();
+        for (QMainWindow *window : std::initializer_list<QMainWindow *>{&charge.window, &discharge, &capacity}) {
+            window->findChild<QToolButton *>(QStringLiteral("CbCourbe"))->click();
+            QVERIFY(window->findChild<QWidget *>(QStringLiteral("Courbe"))->isVisible());
+            const QSize least = window->minimumSizeHint();
+            QVERIFY2(
+                least.width() <= room.width() && least.height() <= room.height(),
+                qPrintable(
+                    QStringLiteral("%1: %2 x %3").arg(window->objectName()).arg(least.width()).arg(least.height())));
+        }
+    }
+
+    void WhatNeedsItIsExplained()
+    {
+        RunBench<Chargeur> charge;
+        const Kept<Dechargeur> discharge(charge.link);
+        const Kept<MesCapa> capacity(charge.link);
+        const std::map<const QWidget *, QStringList> explained{
+            {&charge.window,
+             {"Label28", "Label31", "Text1", "Label32", "Check1", "Label23", "Label25", "Slider2", "Label24", "Slider3",
+              "mesureCharge", "cadCharge", "mesureAlim", "cadAlim", "temperatureMaxActive", "dureeMax", "capaciteMax"}},
+            {&discharge, {"Label21", "Text1", "Label28", "mesureDecharge", "cadDecharge", "temperatureMax"}},
+            {&capacity, {"Label23", "TxNbElem", "TxNbrCycles", "TxMode", "mesureCharge", "cadCharge", "capaciteMax"}}};
+        for (const auto &[window, names] : explained)
+            for (const QString &name : names) {
+                const auto *control = window->findChild<QWidget *>(name);
+                QVERIFY2(control && control->toolTip().size() > 20, qPrintable(window->objectName() + u'.' + name));
+            }
     }
 
     void TheRawCountsStandInAColumnOfTheirOwn_data()

@@ -5,6 +5,7 @@
 #include "base/number.h"
 #include "correction.h"
 #include "link/measurement.h"
+#include "link/settingbox.h"
 
 #include <QApplication>
 #include <QMouseEvent>
@@ -24,6 +25,7 @@ void CurrentWindow::SetPanel(const Panel &panel)
 {
     panel_ = panel;
     SetReading(panel_.reading);
+    new SettingBox(panel_.slider, link_);
     connect(panel_.slider, &QSlider::valueChanged, this, [this](int value) { Start(Slider_Change(value)); });
     panel_.setting->installEventFilter(this);
 }

@@ -17,6 +17,7 @@ Rcourant::Rcourant(Codebas &link)
 {
     ui_.setupUi(this);
     SetNote(ui_.note);
+    RememberDesign();
     SetPanel({.reading = ui_.RegcText1,
               .count = ui_.RegcText2,
               .measured = ui_.courText4,
@@ -26,7 +27,6 @@ Rcourant::Rcourant(Codebas &link)
               .slider = ui_.Slcour,
               .storedWord = ui_.storedWord,
               .storedScale = ui_.storedScale});
-    RememberDesign();
     connect(ui_.Btcalcul, &QPushButton::clicked, this, &Rcourant::Btcalcul_Click);
     OnClick(ui_.Courset, &Rcourant::Courset_Click);
     connect(ui_.Courquit, &QPushButton::clicked, this, &QWidget::close);

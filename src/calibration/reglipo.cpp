@@ -5,6 +5,7 @@
 #include "base/number.h"
 #include "correction.h"
 #include "link/command.h"
+#include "link/settingbox.h"
 
 namespace {
 constexpr int readingMs = 500;
@@ -80,6 +81,8 @@ RegLIPO::RegLIPO(Codebas &link) : ReadingWindow(QStringLiteral("RegLIPO"), link,
     for (QCheckBox *check : checks_)
         check->setAttribute(Qt::WA_TransparentForMouseEvents); // indicators
     RememberDesign();
+    for (QSlider *trim : {ui_.REGDelta, ui_.REGOfs})
+        new SettingBox(trim, link);
     connect(ui_.List1, &QListWidget::currentRowChanged, this, &RegLIPO::List1_Click);
     connect(ui_.List1, &QListWidget::itemClicked, this, [this] { List1_Click(ui_.List1->currentRow()); });
     for (size_t row = 0; row < rows_.size(); ++row)

@@ -17,6 +17,7 @@ RglDech::RglDech(Codebas &link)
 {
     ui_.setupUi(this);
     SetNote(ui_.note);
+    RememberDesign();
     SetPanel({.reading = ui_.RegcText1,
               .count = ui_.Vaclcad,
               .measured = ui_.courmes,
@@ -26,7 +27,6 @@ RglDech::RglDech(Codebas &link)
               .slider = ui_.SlDech,
               .storedWord = ui_.storedWord,
               .storedScale = ui_.storedScale});
-    RememberDesign();
     connect(ui_.Btcalcul, &QPushButton::clicked, this, &RglDech::Btcalcul_Click);
     OnClick(ui_.Dechset, &RglDech::Dechset_Click);
     connect(ui_.Btquit, &QPushButton::clicked, this, &QWidget::close);

@@ -387,6 +387,7 @@ void MesCapa::Tell()
     point.volts = now_.VBattery;
     point.amperes = charging ? now_.ICharge : -now_.IDischarge;
     point.milliampereHours = capacity::MilliampereHours(charging ? now_.TotalCharge : now_.TotalDischarge);
+    point.currentKnown = (charging ? Quantity::chargeCurrent : Quantity::dischargeCurrent).calibrated(link_);
     if (Quantity::temperature.calibrated(link_))
         point.temperature = now_.Temperature;
     if (charging)

@@ -7,6 +7,7 @@
 #include "base/title.h"
 #include "link/measurement.h"
 #include "link/quantity.h"
+#include "link/settingbox.h"
 #include "runs/chargerules.h"
 #include "runs/runnote.h"
 #include "runs/stopbutton.h"
@@ -48,6 +49,14 @@ MesCapa::MesCapa(Codebas &link)
 {
     ui_.setupUi(this);
     RememberDesign();
+    LastSettings &last = *ui_.CbReprendre;
+    last.Keep(new SettingBox(ui_.SlIChrg, link, SettingBox::Amperes(link, 4)), QStringLiteral("charge %1"));
+    last.Keep(new SettingBox(ui_.SlIDech, link, SettingBox::Amperes(link, 5)), QStringLiteral("décharge %1"));
+    last.Keep(ui_.TxNbElem, QStringLiteral("%1 éléments"));
+    last.Keep(ui_.TxNbrCycles, QStringLiteral("%1 cycles"));
+    last.Watch(news_);
+    ui_.releves->Watch(news_);
+    ui_.temoin->Watch(news_, *ui_.LbEtat);
     OnClick(ui_.CBstart, &MesCapa::CBstart_Click);
     OnClick(ui_.CBStop, &MesCapa::CBStop_Click);
     OnClick(ui_.CbRetour, &MesCapa::CbRetour_Click);
@@ -63,6 +72,7 @@ MesCapa::MesCapa(Codebas &link)
     ui_.securites->Watch(link_, {&Quantity::chargeCurrent, &Quantity::dischargeCurrent});
     pane_ =
         AddRunCurve(*this, news_, ui_.LbCadAlim->parentWidget(), [this](const Error &error) { Window::Failed(error); });
+    ui_.SlIChrg->setFocus(); // rather than its box
 }
 
 void MesCapa::Load()

@@ -4,6 +4,7 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "link/measurement.h"
+#include "link/settingbox.h"
 
 #include <QCloseEvent>
 
@@ -95,6 +96,10 @@ FEtat::FEtat(Codebas &link)
     freshness_.Add({ui_.LbTempcad, ui_.LbTemp, ui_.LbValimcad, ui_.LBValim, ui_.LBVdblCad, ui_.LBVdbl, ui_.LBInvCad,
                     ui_.LBVinv, ui_.LBTembatCad, ui_.LbIchargCad, ui_.Icharg, ui_.LbIdechCad, ui_.LbIDech,
                     ui_.LbVdeltaCad, ui_.LbVbatinCad, ui_.LbVbatin, ui_.Label28});
+    new SettingBox(ui_.Slider1, link, SettingBox::Amperes(link, 4));
+    new SettingBox(ui_.Slider2, link, SettingBox::Amperes(link, 5));
+    for (QSlider *slider : {ui_.Slider3, ui_.Slider4, ui_.SliderPWMFreq, ui_.SliderPWMDelta})
+        new SettingBox(slider, link);
     connect(&tmrEtat_, &Timer::Tick, this, [this] { Start(TmrEtat_Timer()); });
     OnClick(ui_.Cbcutch, &FEtat::Cbcutch_Click);
     OnClick(ui_.CbCutdech, &FEtat::CbCutdech_Click);

@@ -3,7 +3,7 @@
 
 #include "logbook.h"
 #include "runs/packbox.h"
-#include "runsum.h"
+#include "runs/runsum.h"
 
 /// Enters the runs of a window into the logbook by themselves, and says in its "Accu" how such a run went last time.
 /// Nothing is written before the window has told the board what it has to.

@@ -2,6 +2,7 @@
 #include "import.h"
 
 #include "oldlog.h"
+#include "runs/runwords.h"
 #include "words.h"
 
 #include <cstdio>
@@ -12,9 +13,9 @@ QString Describe(const RunEntry &run)
     const RunFigures &figures = run.figures;
     return QStringLiteral("%1 du %2, %3, %4, %5")
         .arg(words::Kind(run.kind), run.began.toString(QStringLiteral("dd/MM/yyyy HH:mm")),
-             words::Duration(figures.seconds),
-             words::Capacity(run.kind == RunNews::Kind::Charge ? figures.milliampereHoursIn
-                                                               : figures.milliampereHoursOut),
+             runwords::Duration(figures.seconds),
+             runwords::Capacity(run.kind == RunNews::Kind::Charge ? figures.milliampereHoursIn
+                                                                  : figures.milliampereHoursOut),
              words::End(run));
 }
 

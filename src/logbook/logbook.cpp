@@ -5,7 +5,7 @@
 #include "base/drive.h"
 #include "base/filelock.h"
 #include "oldlog.h"
-#include "runsum.h"
+#include "runs/runsum.h"
 
 #include <QDir>
 #include <QFileInfo>

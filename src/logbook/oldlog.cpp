@@ -7,7 +7,7 @@
 #include "runs/chargerules.h"
 #include "runs/dechargeur.h"
 #include "runs/runnote.h"
-#include "runsum.h"
+#include "runs/runsum.h"
 
 #include <QCryptographicHash>
 #include <QFileInfo>

@@ -6,6 +6,7 @@
 #include "base/wholefile.h"
 #include "chart/picturemenu.h"
 #include "packsheet.h"
+#include "runs/runwords.h"
 #include "ui_packpanel.h"
 #include "words.h"
 
@@ -101,7 +102,8 @@ void PackPanel::ShowChosen()
     ui_->Resume->setText(QStringLiteral("%1 %2 ; le dernier, du %3 : %4%5")
                              .arg(cycles.size())
                              .arg(cycles.size() > 1 ? QStringLiteral("cycles") : QStringLiteral("cycle"),
-                                  last->began.toString(QStringLiteral("dd/MM/yyyy")), words::Capacity(*last->capacity),
+                                  last->began.toString(QStringLiteral("dd/MM/yyyy")),
+                                  runwords::Capacity(*last->capacity),
                                   share.isEmpty() ? QString() : QStringLiteral(", ") + share));
 }
 

@@ -2,6 +2,7 @@
 #include "packsheet.h"
 
 #include "historychart.h"
+#include "runs/runwords.h"
 #include "words.h"
 
 #include <QAbstractTextDocumentLayout>
@@ -40,7 +41,7 @@ QString Facts(const PackSheet &sheet)
     };
     add(QStringLiteral("Chimie"), pack.chemistry);
     add(QStringLiteral("Éléments"), pack.cells > 0 ? QString::number(pack.cells) : QString());
-    add(QStringLiteral("Capacité nominale"), pack.nominal > 0 ? words::Capacity(pack.nominal) : QString());
+    add(QStringLiteral("Capacité nominale"), pack.nominal > 0 ? runwords::Capacity(pack.nominal) : QString());
     add(QStringLiteral("Date"), pack.since.isValid() ? pack.since.toString(QStringLiteral("dd/MM/yyyy")) : QString());
     add(QStringLiteral("Note"), pack.note.left(longestNote));
     double in = 0, out = 0;
@@ -50,13 +51,13 @@ QString Facts(const PackSheet &sheet)
     }
     add(QStringLiteral("Travaux"), QStringLiteral("%1, en tout %2 chargés et %3 déchargés")
                                        .arg(sheet.runs.size())
-                                       .arg(words::Capacity(in), words::Capacity(out)));
+                                       .arg(runwords::Capacity(in), runwords::Capacity(out)));
     const auto last = std::ranges::find_if(sheet.cycles.rbegin(), sheet.cycles.rend(),
                                            [](const PackCycle &cycle) { return cycle.capacity.has_value(); });
     if (last != sheet.cycles.rend()) {
         const QString share = words::Share(*last->capacity, pack.nominal);
         add(QStringLiteral("Dernière capacité"),
-            words::Capacity(*last->capacity) + (share.isEmpty() ? QString() : QStringLiteral(", ") + share));
+            runwords::Capacity(*last->capacity) + (share.isEmpty() ? QString() : QStringLiteral(", ") + share));
     }
     return QStringLiteral("<table>%1</table>").arg(facts.join(QString()));
 }

@@ -1,27 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "runs/runnews.h"
+#include "runs/runsum.h"
 
 #include <QDate>
 #include <QDateTime>
 
 #include <optional>
-
-/// What a run amounts to.
-struct RunFigures
-{
-    double milliampereHoursIn = 0;
-    double milliampereHoursOut = 0;
-    double wattHoursIn = 0;
-    double wattHoursOut = 0;
-    double seconds = 0;
-    std::optional<double> highestTemperature; ///< °C; none while the board is not calibrated for it
-    std::optional<double> lowestVolts;
-    std::optional<double> highestVolts;
-    std::optional<double> resistance; ///< milliohms, as it was measured last
-    std::optional<double> capacity;   ///< milliampere-hours of the last discharge that went to its end
-};
 
 /// A run as the logbook has it.
 struct RunEntry

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runtable.h"
 
+#include "runs/runwords.h"
 #include "words.h"
 
 #include <QFileInfo>
@@ -30,7 +31,7 @@ const Column columns[] = {
     {"Début", [](const RunEntry &run) { return run.began.toString(QStringLiteral("dd/MM/yyyy HH:mm")); }},
     {"Type", [](const RunEntry &run) { return words::Kind(run.kind); }},
     {"Accu", [](const RunEntry &run) { return run.pack; }},
-    {"Durée", [](const RunEntry &run) { return words::Duration(run.figures.seconds); }, true},
+    {"Durée", [](const RunEntry &run) { return runwords::Duration(run.figures.seconds); }, true},
     {"Chargé\nmAh", [](const RunEntry &run) { return Flowed(std::floor(run.figures.milliampereHoursIn), 0); }, true},
     {"Déchargé\nmAh", [](const RunEntry &run) { return Flowed(std::floor(run.figures.milliampereHoursOut), 0); }, true},
     {"Chargé\nWh", [](const RunEntry &run) { return Flowed(run.figures.wattHoursIn, 2); }, true},

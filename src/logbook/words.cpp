@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "words.h"
 
+#include "runs/runwords.h"
+
 #include <cmath>
 
 namespace words {
-namespace {
-constexpr int minute = 60;
-constexpr int hour = 60 * minute;
-} // namespace
-
 QString Kind(RunNews::Kind kind)
 {
     switch (kind) {
@@ -52,19 +49,6 @@ QString End(const RunEntry &run)
     return {};
 }
 
-QString Duration(double seconds)
-{
-    const auto whole = static_cast<int>(seconds);
-    if (whole >= hour)
-        return QStringLiteral("%1 h %2").arg(whole / hour).arg(whole % hour / minute, 2, 10, QLatin1Char('0'));
-    return whole >= minute ? QStringLiteral("%1 min").arg(whole / minute) : QStringLiteral("%1 s").arg(whole);
-}
-
-QString Capacity(double milliampereHours)
-{
-    return QStringLiteral("%1 mAh").arg(std::floor(milliampereHours), 0, 'f', 0);
-}
-
 QString Share(double milliampereHours, int nominal)
 {
     constexpr double percent = 100;
@@ -78,8 +62,8 @@ QString Progress(const std::optional<LastTime> &last, int nominal, const std::op
 {
     QStringList parts;
     if (last)
-        parts.append(
-            QStringLiteral("dernière fois %1, %2").arg(Duration(last->seconds), Capacity(last->milliampereHours)));
+        parts.append(QStringLiteral("dernière fois %1, %2")
+                         .arg(runwords::Duration(last->seconds), runwords::Capacity(last->milliampereHours)));
     if (now && nominal > 0)
         parts.append(QStringLiteral("maintenant ") + Share(*now, nominal));
     else if (last && nominal > 0)

@@ -7,10 +7,6 @@
 namespace words {
 QString Kind(RunNews::Kind kind);
 QString End(const RunEntry &run);
-/// "1 h 12", "12 min" or "45 s".
-QString Duration(double seconds);
-/// "1480 mAh"
-QString Capacity(double milliampereHours);
 /// "74 % de la capacité nominale"; empty while the nominal capacity is not known.
 QString Share(double milliampereHours, int nominal);
 /// How such a run went last time with a pack, and, of one that is on, how far it has come; empty when there is nothing

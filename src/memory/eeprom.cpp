@@ -6,6 +6,7 @@
 #include "base/messages.h"
 #include "base/number.h"
 #include "base/paint.h"
+#include "base/sliderbox.h"
 #include "base/tone.h"
 #include "base/wholefile.h"
 #include "esvfile.h"
@@ -149,6 +150,7 @@ EEprom::EEprom(Codebas &link) : Window(QStringLiteral("EEprom")), link_(link)
     statusBar()->addPermanentWidget(edits_);
     statusBar()->addPermanentWidget(sideName_);
     RememberDesign();
+    new SliderBox(ui_.Vscroll1);
     connect(&activation_, &Activation::Activated, this, [this] { Start(Form_Activate()); });
     connect(ui_.Vscroll1, &QSlider::valueChanged, this, &EEprom::Vscroll1_Change);
     connect(ui_.table, &QTableWidget::cellClicked, ui_.Vscroll1, &QSlider::setValue);

@@ -5,6 +5,7 @@
 #include "base/drive.h"
 #include "base/messages.h"
 #include "base/number.h"
+#include "base/sliderbox.h"
 #include "base/tone.h"
 #include "base/wholefile.h"
 #include "link/command.h"
@@ -104,6 +105,7 @@ Exteepr::Exteepr(Codebas &link) : Window(QStringLiteral("Exteepr")), link_(link)
     SetTone(*edits_, Tone::Caution);
     ui_.statusbar->addPermanentWidget(edits_);
     RememberDesign();
+    profile_ = new SliderBox(ui_.Slider1);
 
     connect(ui_.Option1, &QRadioButton::toggled, this, [this](bool on) {
         if (on)
@@ -423,6 +425,7 @@ void Exteepr::ShowProfile(int number)
 {
     const QSignalBlocker quiet(ui_.Slider1);
     ui_.Slider1->setValue(number);
+    profile_->Follow();
     ui_.Label4->setText(number::Str(number));
     ShowFields(ProfileTable.Name(number), profile::Fields::Of(ProfileTable.Text(number)));
     chosen_ = number;
@@ -449,6 +452,7 @@ void Exteepr::FreeSlider()
     ui_.Slider1->setTracking(false);
     ui_.Slider1->setSliderPosition(ui_.Slider1->minimum() + 1);
     ui_.Slider1->setTracking(true);
+    profile_->Empty();
 }
 
 void Exteepr::ShowFields(const QByteArray &name, const profile::Fields &fields)

@@ -12,6 +12,8 @@
 #include <QFileDialog>
 #include <QPointer>
 
+class SliderBox;
+
 /// The external EEPROMs: shows and edits the battery types, reads and writes either EEPROM, and keeps both in files.
 class Exteepr : public Window
 {
@@ -70,6 +72,7 @@ private:
 
     Ui::Exteepr ui_;
     Codebas &link_;
+    SliderBox *profile_ = nullptr;  ///< beside the slider
     QFileDialog *dialog_ = nullptr; ///< made when the window is loaded first
     std::array<QCheckBox *, 6> options_;
     std::vector<QWidget *> fields_; ///< all that shows a profile

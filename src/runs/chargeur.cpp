@@ -3,6 +3,7 @@
 
 #include "base/number.h"
 #include "link/measurement.h"
+#include "link/settingbox.h"
 
 using namespace measurement;
 
@@ -33,12 +34,16 @@ Chargeur::Chargeur(Codebas &link)
           settleMs)
 {
     ui_.setupUi(this);
+    RememberDesign();
+    ui_.CbReprendre->Keep(new SettingBox(ui_.Slider1, link, SettingBox::Amperes(link, 4)), QStringLiteral("%1"));
+    ui_.CbReprendre->Keep(ui_.Text1, QStringLiteral("MODE %1"));
+    for (QSlider *trim : {ui_.Slider2, ui_.Slider3})
+        new SettingBox(trim, link, {}, [this] { return StopMode_; });
     SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,
-              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites, ui_.CBStop});
+              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites, ui_.CBStop, ui_.releves, ui_.temoin, ui_.CbReprendre});
     SetReadings(
         {ui_.Label10, ui_.Label11, ui_.Label16, ui_.Label17, ui_.Label21, ui_.Label22, ui_.Label33, ui_.Label34});
     ui_.Check1->setAttribute(Qt::WA_TransparentForMouseEvents); // an indicator
-    RememberDesign();
     OnClick(ui_.CBstart, &Chargeur::CBstart_Click);
     OnClick(ui_.CBStop, &Chargeur::CBStop_Click);
     connect(ui_.CQuitter, &QPushButton::clicked, this, &Chargeur::CQuitter_Click);

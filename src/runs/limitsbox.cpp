@@ -34,6 +34,13 @@ LimitsBox::LimitsBox(QWidget *parent) : QGroupBox(QStringLiteral("Sécurités"),
         MakeRow(1, QStringLiteral("dureeMax"), QStringLiteral("Durée max."), QStringLiteral(" min"), Limits::durations),
         MakeRow(2, QStringLiteral("capaciteMax"), QStringLiteral("Capacité max."), QStringLiteral(" mAh"),
                 Limits::capacities)};
+    rows_[0].Explain(QStringLiteral("Arrête quand la carte atteint cette température ; celle de la batterie n'est pas "
+                                    "mesurée"));
+    rows_[1].Explain(
+        QStringLiteral("Arrête au bout de ce temps ; une mesure de capacité compte chaque charge et chaque "
+                       "décharge pour elle-même"));
+    rows_[2].Explain(QStringLiteral("Arrête quand tant de mAh ont été mis ou tirés ; une mesure de capacité compte "
+                                    "chaque charge et chaque décharge pour elle-même"));
     setFocusPolicy(Qt::StrongFocus); // a place in the order of the window's controls, for all that is in it
     setFocusProxy(rows_[0].ticked);
 }
@@ -76,6 +83,12 @@ void LimitsBox::Watch(const Codebas &link, std::vector<const Quantity *> current
     blindness_->setObjectName(QStringLiteral("blindness"));
     PutOnTitleLine(blindness_, this);
     connect(&link.handshake, &Handshake::Connected, this, &LimitsBox::ShowBlindness);
+}
+
+void LimitsBox::Row::Explain(const QString &tip) const
+{
+    ticked->setToolTip(tip);
+    limit->setToolTip(tip);
 }
 
 std::optional<int> LimitsBox::Row::Value() const

@@ -48,6 +48,7 @@ private:
 
         std::optional<int> Value() const;
         void Set(std::optional<int> value);
+        void Explain(const QString &tip) const;
     };
 
     Row MakeRow(int column, const QString &key, const QString &caption, const QString &unit,

@@ -19,7 +19,8 @@ struct RunPoint
     double temperature = std::numeric_limits<double>::quiet_NaN(); ///< of the board in °C; none while not calibrated
     std::optional<int> delta;                                      ///< the count of the delta channel, of a charge
     std::optional<int> deltaPeak;                                  ///< its highest one
-    int resistance = 0;                                            ///< milliohms, 0 while it has not been measured
+    bool currentKnown = true; ///< the board is calibrated for the current; else it counts as none
+    int resistance = 0;       ///< milliohms, 0 while it has not been measured
 };
 
 /// How a run has ended.

@@ -1,41 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runnotice.h"
 
+#include "runwords.h"
+
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCall>
 #include <QVariantMap>
 
 namespace {
-QString Name(RunNews::Kind kind)
+/// What the user has done himself is no news to him.
+bool IsNews(RunEnd::How how)
 {
-    switch (kind) {
-    case RunNews::Kind::Charge:
-        return QStringLiteral("Charge");
-    case RunNews::Kind::Discharge:
-        return QStringLiteral("Décharge");
-    case RunNews::Kind::Capacity:
-        return QStringLiteral("Mesure de capacité");
-    }
-    return {};
-}
-
-/// Empty for an end that the user knows of.
-QString Said(RunEnd::How how)
-{
-    switch (how) {
-    case RunEnd::How::Rule:
-        return QStringLiteral(" terminée");
-    case RunEnd::How::Cause:
-        return QStringLiteral(" arrêtée");
-    case RunEnd::How::Error:
-        return QStringLiteral(" interrompue");
-    case RunEnd::How::Stop:
-    case RunEnd::How::Left:
-    case RunEnd::How::Restart:
-        return {};
-    }
-    return {};
+    return how == RunEnd::How::Rule || how == RunEnd::How::Cause || how == RunEnd::How::Error;
 }
 
 /// Bodies are read as markup.
@@ -52,8 +29,7 @@ RunNotice::RunNotice(const RunProgress &progress, QObject *parent) : QObject(par
 
 void RunNotice::Tell(const RunEnd &end)
 {
-    const QString said = Said(end.how);
-    if (said.isEmpty())
+    if (!IsNews(end.how))
         return;
     const QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
@@ -67,7 +43,7 @@ void RunNotice::Tell(const RunEnd &end)
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("/org/freedesktop/Notifications"),
         QStringLiteral("org.freedesktop.Notifications"), QStringLiteral("Notify"));
     call << QStringLiteral("Voltaire") << 0U /* takes no other's place */ << QStringLiteral("battery")
-         << Name(progress_.Run().What()) + said << body.join(u'\n') << QStringList() /* no actions */
+         << runwords::Ended(progress_.Run().What(), end.how) << body.join(u'\n') << QStringList() /* no actions */
          << QVariantMap{{QStringLiteral("urgency"), QVariant::fromValue(urgency)}} << -1 /* as long as usual */;
     bus.asyncCall(call);
 }

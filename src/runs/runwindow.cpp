@@ -50,6 +50,9 @@ void RunWindow::SetPanel(const Panel &panel)
     SetReadings({panel_.supplyCount, panel_.supplyVolts, panel_.doublerCount, panel_.doublerVolts,
                  panel_.temperatureCount, panel_.temperature});
     panel_.limits->Watch(link_, {&kind_.current});
+    panel_.head->Watch(news_);
+    panel_.lamp->Watch(news_, *panel_.state);
+    panel_.last->Watch(news_);
     pane_ = AddRunCurve(*this, news_, panel_.supplyCount->parentWidget(),
                         [this](const Error &error) { Window::Failed(error); });
 }
@@ -406,6 +409,7 @@ RunPoint RunWindow::Point(const Run &run) const
     point.volts = read_.batteryVolts;
     point.amperes = read_.amps;
     point.milliampereHours = run.flow.MilliampereHours();
+    point.currentKnown = kind_.current.calibrated(link_);
     if (Quantity::temperature.calibrated(link_))
         point.temperature = read_.temperature;
     return point;

@@ -6,11 +6,14 @@
 #include "base/onset.h"
 #include "base/timer.h"
 #include "base/window.h"
+#include "lastsettings.h"
 #include "limitsbox.h"
 #include "link/codebas.h"
 #include "link/freshness.h"
 #include "link/quantity.h"
 #include "runcurve.h"
+#include "runhead.h"
+#include "runlamp.h"
 #include "runlog.h"
 #include "runnews.h"
 #include "stopbutton.h"
@@ -116,6 +119,9 @@ protected:
         QLabel *capacity;
         LimitsBox *limits;
         QPushButton *stop;
+        RunHead *head;
+        RunLamp *lamp;
+        LastSettings *last;
     };
 
     /// The last measurements; a quantity that is not calibrated keeps its former value.

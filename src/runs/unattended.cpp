@@ -3,6 +3,7 @@
 
 #include "base/messages.h"
 #include "base/title.h"
+#include "lastsettings.h"
 #include "limitsbox.h"
 #include "link/measurement.h"
 #include "packbox.h"
@@ -26,6 +27,7 @@ Unattended::Unattended(Window &window)
                              QStringLiteral("La carte ne répond pas : rien n'a été commencé."));
     })
 {
+    window_.findChild<LastSettings *>()->Rest();
     tooLate_.Start(beginning);
 }
 

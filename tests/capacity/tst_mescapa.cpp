@@ -25,6 +25,12 @@ private Q_SLOTS:
 
     // ---- the window
 
+    void TheFirstSliderHasTheFocus()
+    {
+        CapacityBench bench;
+        SOON_EQUAL(QApplication::focusWidget(), bench.SliderOf("SlIChrg"));
+    }
+
     void Controls_data()
     {
         AddControls({

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "logbook/runsum.h"
+#include "runs/runsum.h"
 #include "support/suite.h"
 
 namespace {

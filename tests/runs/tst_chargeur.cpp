@@ -117,6 +117,34 @@ private Q_SLOTS:
         SOON_EQUAL(bench.board.Received(), Bytes({27, 19, 1}));
     }
 
+    void ANumberThatIsTypedIsSentAsAMoveIs()
+    {
+        Bench bench;
+        auto *const box = bench.Find<QSpinBox>("Slider1Box");
+        box->selectAll();
+        QTest::keyClicks(box, QStringLiteral("1.5"));
+        SOON(bench.Rests());
+        QCOMPARE(bench.board.Received(), QByteArray()); // it is not entered yet
+        QTest::keyClick(box, Qt::Key_Return);
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 19, 120}));
+        QCOMPARE(bench.Text("Label12"), QStringLiteral("COURANT DE CHARGE = 1.5 A"));
+        QCOMPARE(box->text(), QStringLiteral("1.50 A"));
+    }
+
+    void ATrimThatIsNotSentInMidChargeIsUnknown()
+    {
+        Bench bench;
+        auto *const box = bench.Find<QSpinBox>("Slider2Box");
+        QCOMPARE(box->text(), QStringLiteral("–"));
+        bench.SliderOf("Slider2")->setValue(90);
+        QCOMPARE(box->text(), QStringLiteral("90"));
+        SOON(bench.Rests());
+        bench.board.TakeReceived();
+        bench.Start();
+        bench.SliderOf("Slider2")->setValue(91);
+        QCOMPARE(box->text(), QStringLiteral("–"));
+    }
+
     void StepTimersHaveTheirIntervals()
     {
         Bench bench;

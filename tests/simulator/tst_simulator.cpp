@@ -100,7 +100,7 @@ private Q_SLOTS:
     void EveryFaultStrikes()
     {
         QFETCH(QString, kind);
-        Order order = Seed(6);
+        Order order = Seed(7);
         order.window = QStringLiteral("Chargeur");
         order.fault = kind;
         const Outcome outcome = World(order).Explore();

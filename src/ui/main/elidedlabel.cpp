@@ -14,10 +14,10 @@ bool ElidedLabel::event(QEvent *event)
     return true;
 }
 
-void ElidedLabel::paintEvent(QPaintEvent *event)
+void ElidedLabel::paintEvent(QPaintEvent *)
 {
-    QFrame::paintEvent(event);
     QPainter painter(this);
+    drawFrame(&painter); // and with it the background of a style
     const QRect room = contentsRect();
     style()->drawItemText(&painter, room, Qt::AlignLeft | Qt::AlignVCenter, palette(), isEnabled(),
                           fontMetrics().elidedText(text(), mode_, room.width()), foregroundRole());

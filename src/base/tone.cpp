@@ -85,8 +85,8 @@ private:
         if (ground_ != Tone::Plain)
             toned.setColor(ground, Mixed(plain.color(ground), Ink(ground_, plain), groundPart));
         if (tone_ != Tone::Plain || colour_) {
-            const QColor ink = tone_ != Tone::Plain ? Ink(tone_, plain)
-                                                    : Readable(*colour_, plain.color(ground), textContrast);
+            const QColor ink =
+                tone_ != Tone::Plain ? Ink(tone_, plain) : Readable(*colour_, plain.color(ground), textContrast);
             for (const QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText})
                 toned.setColor(role, ink);
         }

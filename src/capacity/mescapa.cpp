@@ -5,6 +5,7 @@
 #include "base/number.h"
 #include "base/paint.h"
 #include "base/title.h"
+#include "base/tone.h"
 #include "link/measurement.h"
 #include "link/quantity.h"
 #include "link/settingbox.h"
@@ -69,6 +70,8 @@ MesCapa::MesCapa(Codebas &link)
     freshness_.Add({ui_.LbH, ui_.LbM, ui_.LbS, ui_.LbCadAlim, ui_.LbVAlim, ui_.LbCadDbl, ui_.LbVDbl, ui_.LbCadTemp,
                     ui_.LbTemp, ui_.LCadIchrg, ui_.LbIchrg, ui_.LbCadIDech, ui_.LbIDech, ui_.LbCadVbat, ui_.LbVbat,
                     ui_.LbCadVDelta});
+    freshness_.Add(ui_.releves->Readings());
+    SetTone(*ui_.saturation, Tone::Danger);
     ui_.securites->Watch(link_, {&Quantity::chargeCurrent, &Quantity::dischargeCurrent});
     pane_ =
         AddRunCurve(*this, news_, ui_.LbCadAlim->parentWidget(), [this](const Error &error) { Window::Failed(error); });

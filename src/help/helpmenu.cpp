@@ -14,8 +14,7 @@ HelpMenu::HelpMenu(QMainWindow &main, const QString &version) : main_(main), ver
 {
     QMenu *const menu = main.menuBar()->addMenu(QStringLiteral("Aide"));
     menu->setObjectName(QStringLiteral("MnuAide"));
-    QAction *const guide =
-        menu->addAction(QStringLiteral("Guide"), this, [this] { ShowGuide(main_.objectName()); });
+    QAction *const guide = menu->addAction(QStringLiteral("Guide"), this, [this] { ShowGuide(main_.objectName()); });
     guide->setObjectName(QStringLiteral("MnuGuide"));
     guide->setShortcut(QKeySequence::HelpContents);
     QAction *const about = menu->addAction(QStringLiteral("À propos de Voltaire"), this, &HelpMenu::ShowAbout);

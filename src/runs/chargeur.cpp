@@ -2,6 +2,7 @@
 #include "chargeur.h"
 
 #include "base/number.h"
+#include "base/tone.h"
 #include "link/measurement.h"
 #include "link/settingbox.h"
 
@@ -40,9 +41,11 @@ Chargeur::Chargeur(Codebas &link)
     for (QSlider *trim : {ui_.Slider2, ui_.Slider3})
         new SettingBox(trim, link, {}, [this] { return StopMode_; });
     SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,
-              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites, ui_.CBStop, ui_.releves, ui_.temoin, ui_.CbReprendre});
+              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites, ui_.CBStop, ui_.releves, ui_.temoin,
+              ui_.CbReprendre});
     SetReadings(
         {ui_.Label10, ui_.Label11, ui_.Label16, ui_.Label17, ui_.Label21, ui_.Label22, ui_.Label33, ui_.Label34});
+    SetTone(*ui_.saturation, Tone::Danger);
     ui_.Check1->setAttribute(Qt::WA_TransparentForMouseEvents); // an indicator
     OnClick(ui_.CBstart, &Chargeur::CBstart_Click);
     OnClick(ui_.CBStop, &Chargeur::CBStop_Click);

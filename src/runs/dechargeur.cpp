@@ -32,7 +32,8 @@ Dechargeur::Dechargeur(Codebas &link)
     ui_.CbReprendre->Keep(new SettingBox(ui_.Slider1, link, SettingBox::Amperes(link, 5)), QStringLiteral("%1"));
     ui_.CbReprendre->Keep(ui_.Text1, QStringLiteral("%1 éléments"));
     SetPanel({ui_.Label1, ui_.Label2, ui_.Label3, ui_.Label18, ui_.Label4, ui_.Label6, ui_.Label5, ui_.Label7,
-              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites, ui_.CBStop, ui_.releves, ui_.temoin, ui_.CbReprendre});
+              ui_.Label8, ui_.Label9, ui_.Label29, ui_.securites, ui_.CBStop, ui_.releves, ui_.temoin,
+              ui_.CbReprendre});
     SetReadings({ui_.Label10, ui_.Label11, ui_.Label16, ui_.Label17, ui_.Label26});
     OnClick(ui_.CBstart, &Dechargeur::CBstart_Click);
     OnClick(ui_.CBStop, &Dechargeur::CBStop_Click);

@@ -18,6 +18,7 @@ public:
     /// Nothing is a dash.
     void Show(const QString &number = {});
     void SetTone(Tone tone) { ::SetTone(*number_, tone); }
+    QLabel *Number() const { return number_; }
 
 private:
     void paintEvent(QPaintEvent *event) override;

@@ -35,6 +35,11 @@ void RunHead::Watch(const RunNews &news)
     connect(card, &RunCard::Closed, place, [this, place] { place->setCurrentWidget(tiles_); });
 }
 
+QList<QWidget *> RunHead::Readings() const
+{
+    return tiles_->Readings();
+}
+
 /// Its window opens: nothing is measured yet.
 void RunHead::showEvent(QShowEvent *event)
 {

@@ -19,6 +19,9 @@ public:
     /// To be called once.
     void Watch(const RunNews &news);
 
+    /// What is measured, once it is watched.
+    QList<QWidget *> Readings() const;
+
 private:
     void showEvent(QShowEvent *event) override;
 

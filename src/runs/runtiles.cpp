@@ -46,6 +46,11 @@ void RunTiles::Clear()
         figure->Show();
 }
 
+QList<QWidget *> RunTiles::Readings() const
+{
+    return {volts_->Number(), amperes_->Number(), capacity_->Number(), temperature_->Number()};
+}
+
 void RunTiles::Take(const RunPoint &point)
 {
     const QLocale here = locale();

@@ -16,6 +16,9 @@ public:
     /// Nothing is measured.
     void Clear();
 
+    /// The numbers.
+    QList<QWidget *> Readings() const;
+
 private:
     void Take(const RunPoint &point);
     void SetTone(Tone tone);

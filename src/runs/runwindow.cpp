@@ -51,6 +51,7 @@ void RunWindow::SetPanel(const Panel &panel)
                  panel_.temperatureCount, panel_.temperature});
     panel_.limits->Watch(link_, {&kind_.current});
     panel_.head->Watch(news_);
+    SetReadings(panel_.head->Readings());
     panel_.lamp->Watch(news_, *panel_.state);
     panel_.last->Watch(news_);
     pane_ = AddRunCurve(*this, news_, panel_.supplyCount->parentWidget(),

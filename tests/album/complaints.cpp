@@ -3,7 +3,7 @@
 
 #include "base/tone.h"
 #include "chart/chart.h"
-#include "ui/main/linkstatus.h"
+#include "ui/main/elidedlabel.h"
 
 #include <QAbstractButton>
 #include <QAbstractScrollArea>
@@ -117,7 +117,7 @@ QRect InsideButton(const QAbstractButton &button)
 std::optional<Text> TextOf(const QWidget &widget)
 {
     if (const auto *label = qobject_cast<const QLabel *>(&widget)) {
-        if (label->text().isEmpty() || Qt::mightBeRichText(label->text()) || qobject_cast<const LinkStatus *>(label))
+        if (label->text().isEmpty() || Qt::mightBeRichText(label->text()) || qobject_cast<const ElidedLabel *>(label))
             return std::nullopt;
         const QRect place =
             label->contentsRect().marginsRemoved({label->margin(), label->margin(), label->margin(), label->margin()});

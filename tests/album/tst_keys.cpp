@@ -160,7 +160,10 @@ private Q_SLOTS:
             if (!Follows(place(order[i]), place(order[i - 1])))
                 backwards.append(order[i]->objectName() + QStringLiteral(" comes after ") + order[i - 1]->objectName());
         }
-        if(!backwards.isEmpty()) for (QWidget *next = window.nextInFocusChain(); next != &window; next = next->nextInFocusChain()) qDebug() << next->objectName() << next->metaObject()->className() << next->focusPolicy() << next->isVisible();
+        if (!backwards.isEmpty())
+            for (QWidget *next = window.nextInFocusChain(); next != &window; next = next->nextInFocusChain())
+                qDebug() << next->objectName() << next->metaObject()->className() << next->focusPolicy()
+                         << next->isVisible();
         QVERIFY2(backwards.isEmpty(), qPrintable(backwards.join(u'\n')));
     }
 

@@ -2,7 +2,8 @@
 #include "sliderbox.h"
 
 #include <QBoxLayout>
-#include <QEvent>
+#include <QCoreApplication>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QLocale>
 #include <QShowEvent>
@@ -36,8 +37,9 @@ SliderBox::SliderBox(QSlider *slider, Amount amount, const QString &unit)
     both->setContentsMargins(0, 0, 0, 0);
     both->addWidget(slider, 1, upright ? Qt::AlignHCenter : Qt::Alignment());
     both->addWidget(this);
+    for (QWidget *entry : std::initializer_list<QWidget *>{this, lineEdit()})
+        entry->setFocusPolicy(Qt::ClickFocus); // the tabulator has the slider, which passes digits on
     setTabOrder(slider, this);
-    setTabOrder(this, slider); // which keeps its neighbour behind it
 
     Show();
     connect(slider, &QSlider::rangeChanged, this, &SliderBox::Show);
@@ -146,9 +148,23 @@ std::optional<double> SliderBox::Number(const QString &text) const
     return isNumber ? std::optional(number) : std::nullopt;
 }
 
+/// A digit that is pressed on the slider begins a number here.
+bool SliderBox::TakesKey(const QKeyEvent &key)
+{
+    if (key.text().size() != 1 || !key.text().at(0).isDigit() || !isEnabled())
+        return false;
+    setFocus();
+    selectAll();
+    QKeyEvent digit(key.type(), key.key(), key.modifiers(), key.text());
+    QCoreApplication::sendEvent(this, &digit);
+    return true;
+}
+
 bool SliderBox::eventFilter(QObject *object, QEvent *event)
 {
     if (object == slider_ && event->type() == QEvent::EnabledChange)
         setEnabled(slider_->isEnabled());
+    if (object == slider_ && event->type() == QEvent::KeyPress && TakesKey(*static_cast<QKeyEvent *>(event)))
+        return true;
     return QSpinBox::eventFilter(object, event);
 }

@@ -10,6 +10,7 @@ class QSlider;
 
 /// A number box beside a slider, by its name ("Slider1Box"): the same setting in the same range, typed or stepped. A
 /// number moves the slider once it is entered, not key by key; whoever listens to the slider needs not know the box.
+/// The tabulator passes it by: a digit that is pressed on the slider goes there.
 class SliderBox : public QSpinBox
 {
     Q_OBJECT
@@ -49,6 +50,7 @@ protected:
 private:
     double NumberOf(int setting) const;
     QString Bare(QString text) const;
+    bool TakesKey(const QKeyEvent &key);
     std::optional<double> Number(const QString &text) const;
     void Show();
 

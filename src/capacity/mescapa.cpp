@@ -75,7 +75,6 @@ MesCapa::MesCapa(Codebas &link)
     ui_.securites->Watch(link_, {&Quantity::chargeCurrent, &Quantity::dischargeCurrent});
     pane_ =
         AddRunCurve(*this, news_, ui_.LbCadAlim->parentWidget(), [this](const Error &error) { Window::Failed(error); });
-    ui_.SlIChrg->setFocus(); // rather than its box
 }
 
 void MesCapa::Load()

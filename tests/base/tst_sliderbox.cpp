@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "base/sliderbox.h"
+#include "simulation/simulatedclock.h"
 #include "support/suite.h"
 
 #include <QHBoxLayout>
+#include <QLineEdit>
 #include <QSignalSpy>
 #include <QSlider>
 #include <QtTest>
@@ -55,7 +57,6 @@ private Q_SLOTS:
         QCOMPARE(bench.box->maximum(), 255);
         const auto left = [&bench](QWidget *widget) { return widget->mapTo(&bench.window, QPoint()).x(); };
         QVERIFY(left(bench.box) >= left(bench.slider) + bench.slider->width());
-        QCOMPARE(bench.slider->previousInFocusChain()->parentWidget(), bench.box); // the box's entry
         bench.slider->setRange(1, 100);
         QCOMPARE(bench.box->minimum(), 1);
         QCOMPARE(bench.box->maximum(), 100);
@@ -63,6 +64,45 @@ private Q_SLOTS:
         QVERIFY(!bench.box->isEnabled());
         bench.slider->setEnabled(true);
         QVERIFY(bench.box->isEnabled());
+    }
+
+    void ADigitOnTheSliderBeginsANumber()
+    {
+        Bench bench;
+        bench.slider->setValue(96);
+        bench.sent.clear();
+        QTest::keyClick(bench.slider, Qt::Key_1);
+        QTest::keyClick(bench.box, Qt::Key_2);
+        QCOMPARE(bench.box->text(), QStringLiteral("12"));
+        QCOMPARE(bench.sent, QList<int>());
+        bench.Enter();
+        QCOMPARE(bench.sent, QList<int>{12});
+        QTest::keyClick(bench.slider, Qt::Key_Right); // is the slider's own
+        QCOMPARE(bench.sent, (QList<int>{12, 13}));
+    }
+
+    void TheTabulatorPassesItBy()
+    {
+        Bench bench;
+        auto *before = new QLineEdit;
+        auto *behind = new QLineEdit;
+        bench.row->insertWidget(0, before);
+        bench.row->addWidget(behind);
+        QWidget::setTabOrder(before, bench.slider);
+        QWidget::setTabOrder(bench.slider, bench.box);
+        QWidget::setTabOrder(bench.box, behind);
+        bench.window.activateWindow();
+        const SimulatedClock clock;
+        SOON_EQUAL(QGuiApplication::focusWindow(), bench.window.windowHandle());
+        before->setFocus();
+        const QList<std::pair<Qt::Key, QWidget *>> steps{{Qt::Key_Tab, bench.slider},
+                                                         {Qt::Key_Tab, behind},
+                                                         {Qt::Key_Backtab, bench.slider},
+                                                         {Qt::Key_Backtab, before}};
+        for (const auto &[key, reached] : steps) {
+            QTest::keyClick(QApplication::focusWidget(), key);
+            QCOMPARE(QApplication::focusWidget(), reached);
+        }
     }
 
     void ItStandsBelowAnUprightOne()

@@ -10,7 +10,6 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QPlainTextEdit>
-#include <QStatusBar>
 
 #include <algorithm>
 
@@ -55,25 +54,12 @@ void KeepWidth(QMainWindow &window)
     content->show();
     window.setCentralWidget(middle);
 }
-/// A control that stands for others in the order of the tabulator takes the first of them along, and what is in the bar
-/// below comes last.
-void OrderTabs(QMainWindow &window)
+/// A control that stands for others in the order of the tabulator takes the first of them along.
+void OrderTabs(const QMainWindow &window)
 {
     for (QWidget *control : window.findChildren<QWidget *>())
         if (QWidget *const first = control->focusProxy(); first && control->isAncestorOf(first))
             QWidget::setTabOrder(control->previousInFocusChain(), first);
-
-    const auto *bar = window.findChild<QStatusBar *>(QString(), Qt::FindDirectChildrenOnly);
-    if (!bar)
-        return;
-    QWidget *last = nullptr;
-    for (QWidget *next = window.nextInFocusChain(); next != &window; next = next->nextInFocusChain())
-        if (window.centralWidget()->isAncestorOf(next))
-            last = next;
-    for (QWidget *control : bar->findChildren<QWidget *>()) {
-        QWidget::setTabOrder(last, control);
-        last = control;
-    }
 }
 } // namespace
 

@@ -32,6 +32,15 @@ void ScaleLetters(const QMainWindow &window)
     }
 }
 
+/// Not in a window with a pane, whose places are its own.
+void SetSpaces(const QMainWindow &window)
+{
+    if (window.centralWidget()->objectName() != QLatin1String("central"))
+        return;
+    window.centralWidget()->layout()->setSpacing(spacing);
+    window.centralWidget()->layout()->activate();
+}
+
 /// Curves and texts have a use for all the room that there is.
 bool HasUseForRoom(const QWidget &widget)
 {
@@ -54,19 +63,11 @@ void KeepWidth(QMainWindow &window)
     content->show();
     window.setCentralWidget(middle);
 }
-/// A control that stands for others in the order of the tabulator takes the first of them along.
-void OrderTabs(const QMainWindow &window)
-{
-    for (QWidget *control : window.findChildren<QWidget *>())
-        if (QWidget *const first = control->focusProxy(); first && control->isAncestorOf(first))
-            QWidget::setTabOrder(control->previousInFocusChain(), first);
-}
 } // namespace
 
 void Dress(QMainWindow &window)
 {
-    if (const auto *designed = window.findChild<QWidget *>(QStringLiteral("central")))
-        designed->layout()->setSpacing(spacing);
+    SetSpaces(window);
     ScaleLetters(window);
     for (QLineEdit *entry : window.findChildren<QLineEdit *>()) {
         if (entry->isReadOnly())
@@ -75,8 +76,8 @@ void Dress(QMainWindow &window)
             SetReadableHint(*entry);
     }
     KeepWidth(window);
-    OrderTabs(window);
     GiveKeyLetters(window);
     if (const QIcon icon = TitleIcon(window.objectName()); !icon.isNull())
         window.setWindowIcon(icon);
+    window.layout()->activate(); // so that the window knows what it needs before it is shown
 }

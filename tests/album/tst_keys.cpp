@@ -28,6 +28,9 @@ void Wheel(QWidget *widget)
     QApplication::sendEvent(widget, &turn);
 }
 
+/// The pane's button comes with its pane, after what is beside that, and so does the pack.
+const QStringList comeLast{QStringLiteral("CbCourbe"), QStringLiteral("accu")};
+
 /// What the tabulator comes to in a window, from its first control on.
 QList<QWidget *> TabOrder(QWidget &window)
 {
@@ -35,7 +38,7 @@ QList<QWidget *> TabOrder(QWidget &window)
     for (QWidget *next = window.nextInFocusChain(); next != &window; next = next->nextInFocusChain())
         if (next->window() == &window && next->isVisible() && next->isEnabled() && !next->focusProxy() &&
             (next->focusPolicy() & Qt::TabFocus) == Qt::TabFocus && !qobject_cast<QScrollArea *>(next) &&
-            next->objectName() != QLatin1String("CbCourbe")) // which comes with its pane, after what is beside that
+            !comeLast.contains(next->objectName()))
             order.append(next);
     // The order goes round; it begins above the bar at the bottom.
     const auto above = [](const QWidget *widget) {

@@ -10,7 +10,6 @@
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QPlainTextEdit>
-#include <QStatusBar>
 
 #include <algorithm>
 
@@ -31,6 +30,15 @@ void ScaleLetters(const QMainWindow &window)
         font.setPointSizeF(scale * font.pointSizeF());
         widget->setFont(font);
     }
+}
+
+/// Not in a window with a pane, whose places are its own.
+void SetSpaces(const QMainWindow &window)
+{
+    if (window.centralWidget()->objectName() != QLatin1String("central"))
+        return;
+    window.centralWidget()->layout()->setSpacing(spacing);
+    window.centralWidget()->layout()->activate();
 }
 
 /// Curves and texts have a use for all the room that there is.
@@ -55,32 +63,11 @@ void KeepWidth(QMainWindow &window)
     content->show();
     window.setCentralWidget(middle);
 }
-/// A control that stands for others in the order of the tabulator takes the first of them along, and what is in the bar
-/// below comes last.
-void OrderTabs(QMainWindow &window)
-{
-    for (QWidget *control : window.findChildren<QWidget *>())
-        if (QWidget *const first = control->focusProxy(); first && control->isAncestorOf(first))
-            QWidget::setTabOrder(control->previousInFocusChain(), first);
-
-    const auto *bar = window.findChild<QStatusBar *>(QString(), Qt::FindDirectChildrenOnly);
-    if (!bar)
-        return;
-    QWidget *last = nullptr;
-    for (QWidget *next = window.nextInFocusChain(); next != &window; next = next->nextInFocusChain())
-        if (window.centralWidget()->isAncestorOf(next))
-            last = next;
-    for (QWidget *control : bar->findChildren<QWidget *>()) {
-        QWidget::setTabOrder(last, control);
-        last = control;
-    }
-}
 } // namespace
 
 void Dress(QMainWindow &window)
 {
-    if (const auto *designed = window.findChild<QWidget *>(QStringLiteral("central")))
-        designed->layout()->setSpacing(spacing);
+    SetSpaces(window);
     ScaleLetters(window);
     for (QLineEdit *entry : window.findChildren<QLineEdit *>()) {
         if (entry->isReadOnly())
@@ -89,8 +76,8 @@ void Dress(QMainWindow &window)
             SetReadableHint(*entry);
     }
     KeepWidth(window);
-    OrderTabs(window);
     GiveKeyLetters(window);
     if (const QIcon icon = TitleIcon(window.objectName()); !icon.isNull())
         window.setWindowIcon(icon);
+    window.layout()->activate(); // so that the window knows what it needs before it is shown
 }

@@ -74,20 +74,31 @@ private:
 
 void FitOnScreen(QMainWindow &window)
 {
-    const QRect screen = window.screen()->availableGeometry();
     const QSize room = Room(window);
-    window.setMinimumSize(window.minimumSize().boundedTo(room));
+    const auto fits = [&room](const QSize &size) { return size.boundedTo(room) == size; };
+    bool scrolls = window.centralWidget()->objectName() == scrolled;
     const QSize needed = window.minimumSizeHint();
-    if ((needed.width() > room.width() || needed.height() > room.height()) &&
-        window.centralWidget()->objectName() != scrolled) {
+    const bool folds = window.centralWidget()->objectName() == QLatin1String("withPane"); // rather than scroll sideways
+    if (!scrolls && (needed.height() > room.height() || (needed.width() > room.width() && !folds))) {
         auto *content = new ScrolledContent(window.takeCentralWidget());
         window.setCentralWidget(content);
         content->widget()->show();
+        window.layout()->activate();
+        scrolls = true;
     }
-    const bool scrolls = window.centralWidget()->objectName() == scrolled;
-    const QSize wanted = scrolls ? window.size().expandedTo(window.sizeHint()) : window.size();
-    window.resize(wanted.boundedTo(room));
-    if (!screen.contains(window.geometry()))
-        window.move(std::clamp(window.x(), screen.left(), screen.right() - window.width() - frame.width() + 1),
-                    std::clamp(window.y(), screen.top(), screen.bottom() - window.height() - frame.height() + 1));
+    if (!folds && !fits(window.minimumSize()))
+        window.setMinimumSize(window.minimumSize().boundedTo(room));
+    const QSize before = window.size();
+    if (folds && !scrolls)
+        return;
+    const QSize wanted = (scrolls ? before.expandedTo(window.sizeHint()) : before).boundedTo(room);
+    if (wanted == before)
+        return;
+    window.resize(wanted);
+    if (fits(before))
+        return;
+    const QRect screen = window.screen()->availableGeometry();
+    const QPoint corner = window.pos() + QRect(QPoint(), before).center() - window.rect().center(); // about its middle
+    window.move(std::clamp(corner.x(), screen.left(), screen.right() - window.width()),
+                std::clamp(corner.y(), screen.top(), screen.bottom() - window.height()));
 }

@@ -28,6 +28,7 @@ FoldingPane::FoldingPane(QMainWindow &window, QWidget *content, QWidget *frame, 
     : window_(window), controls_(window.takeCentralWidget()), button_(new QToolButton(frame->parentWidget()))
 {
     auto *both = new QWidget(&window);
+    both->setObjectName(QStringLiteral("withPane"));
     auto *row = new QHBoxLayout(both);
     row->setContentsMargins({});
     row->setSpacing(0);
@@ -86,7 +87,8 @@ void FoldingPane::Fold(bool shown)
     if (window_.isMaximized() || window_.isFullScreen())
         return;
     window_.resize(shown ? before + pane : before - pane, window_.height());
-    FitOnScreen(window_);
+    if (window_.centralWidget() != parentWidget()) // it scrolls, and would not have to grow
+        FitOnScreen(window_);
     KeepOnScreen();
 }
 

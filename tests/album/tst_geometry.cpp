@@ -85,6 +85,9 @@ private Q_SLOTS:
     void TheWindowsHaveTheSameSpaces()
     {
         for (const QString &name : Album::Windows()) {
+            if (name == QLatin1String("Chargeur") || name == QLatin1String("Dechargeur") ||
+                name == QLatin1String("MesCapa"))
+                continue; // which have a pane
             const auto *layout = album_.Show(name).findChild<QWidget *>(QStringLiteral("central"))->layout();
             QCOMPARE(layout->contentsMargins(), QMargins(9, 9, 9, 9));
             const auto *grid = qobject_cast<const QGridLayout *>(layout);

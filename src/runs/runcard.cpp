@@ -82,6 +82,7 @@ RunCard::RunCard(const RunNews &news, QWidget *parent)
     QToolButton *const close =
         Button(QStringLiteral("CbFermerBilan"), QStringLiteral("✕"), QStringLiteral("Ferme ce bilan"), this);
     close->setAutoRaise(true);
+    setTabOrder(close, folder_); // which stands below it
 
     auto *grid = new QGridLayout(this);
     grid->setContentsMargins(0, 0, 0, 0);

@@ -16,7 +16,6 @@
 #include <QShortcut>
 #include <QSlider>
 #include <QSpinBox>
-#include <QStatusBar>
 #include <QtTest>
 
 namespace {
@@ -31,7 +30,12 @@ void Wheel(QWidget *widget)
 /// The pane's button comes with its pane, after what is beside that, and so does the pack.
 const QStringList comeLast{QStringLiteral("CbCourbe"), QStringLiteral("accu")};
 
-/// What the tabulator comes to in a window, from its first control on.
+QRect PlaceOf(const QWidget *widget)
+{
+    return {widget->mapTo(widget->window(), QPoint()), widget->size()};
+}
+
+/// What the tabulator comes to in a window.
 QList<QWidget *> TabOrder(QWidget &window)
 {
     QList<QWidget *> order;
@@ -40,12 +44,6 @@ QList<QWidget *> TabOrder(QWidget &window)
             (next->focusPolicy() & Qt::TabFocus) == Qt::TabFocus && !qobject_cast<QScrollArea *>(next) &&
             !comeLast.contains(next->objectName()))
             order.append(next);
-    // The order goes round; it begins above the bar at the bottom.
-    const auto above = [](const QWidget *widget) {
-        return !qobject_cast<QStatusBar *>(widget->parentWidget()) &&
-               !qobject_cast<QStatusBar *>(widget->parentWidget()->parentWidget());
-    };
-    std::ranges::rotate(order, std::ranges::find_if(order, above));
     return order;
 }
 
@@ -164,14 +162,13 @@ private Q_SLOTS:
         const QList<QWidget *> order = TabOrder(window);
         QVERIFY(!order.isEmpty());
         QStringList backwards;
-        for (qsizetype i = 1; i < order.size(); ++i) {
-            const auto place = [&window](const QWidget *widget) {
-                return QRect(widget->mapTo(&window, QPoint()), widget->size());
-            };
-            if (!Follows(place(order[i]), place(order[i - 1])))
-                backwards.append(order[i]->objectName() + QStringLiteral(" comes after ") + order[i - 1]->objectName());
+        const QWidget *before = order.constLast();
+        for (const QWidget *next : order) {
+            if (!Follows(PlaceOf(next), PlaceOf(before)))
+                backwards.append(next->objectName() + QStringLiteral(" comes after ") + before->objectName());
+            before = next;
         }
-        QVERIFY2(backwards.isEmpty(), qPrintable(backwards.join(u'\n')));
+        QVERIFY2(backwards.size() <= 1, qPrintable(backwards.join(u'\n'))); // the order goes round
     }
 
     void TheWheelChangesNothingThatHasNotTheFocus_data() { AddWindows(); }

@@ -10,6 +10,8 @@
 #include <QShortcut>
 #include <QToolButton>
 
+#include <algorithm>
+
 namespace {
 /// Each letter once.
 class Letters
@@ -40,9 +42,10 @@ private:
 /// The letters with Ctrl that texts have their own use for.
 const QString editing = QStringLiteral("ACVXYZ");
 
+/// Not an indicator, which only looks like one.
 bool IsButton(const QAbstractButton *button)
 {
-    return !button->text().isEmpty() &&
+    return !button->text().isEmpty() && !button->testAttribute(Qt::WA_TransparentForMouseEvents) &&
            (qobject_cast<const QPushButton *>(button) || qobject_cast<const QToolButton *>(button) ||
             qobject_cast<const QCheckBox *>(button) || qobject_cast<const QRadioButton *>(button));
 }
@@ -73,7 +76,11 @@ void GiveKeyLetters(QMainWindow &window)
                 if (!entry->isSeparator() && !entry->isCheckable() && entry->shortcut().isEmpty())
                     entry->setShortcut(Qt::CTRL | Qt::Key(withCtrl.Take(entry->text()).unicode()));
         }
-    for (QAbstractButton *button : window.findChildren<QAbstractButton *>())
+    QList<QAbstractButton *> buttons = window.findChildren<QAbstractButton *>();
+    std::ranges::stable_partition(
+        buttons, // they have the first choice
+        [](const QAbstractButton *button) { return qobject_cast<const QPushButton *>(button); });
+    for (QAbstractButton *button : buttons)
         if (IsButton(button))
             if (const QChar letter = withAlt.Take(button->text()); !letter.isNull())
                 GiveLetter(window, button, letter);

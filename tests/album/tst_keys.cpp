@@ -103,6 +103,15 @@ private Q_SLOTS:
                      qPrintable(button->objectName()));
     }
 
+    void AnIndicatorHasNoLetter()
+    {
+        const QWidget &window = album_.Show(QStringLiteral("Chargeur"));
+        album_.Time().Run(1s);
+        QVERIFY(!window.findChild<QCheckBox *>(QStringLiteral("Check1"))->toolTip().contains(QStringLiteral("Alt+")));
+        QVERIFY(
+            window.findChild<QPushButton *>(QStringLiteral("CBstart"))->toolTip().contains(QStringLiteral("Alt+D")));
+    }
+
     void ALetterPressesItsButtonAndNoOther()
     {
         QWidget &window = album_.Show(QStringLiteral("Main"));

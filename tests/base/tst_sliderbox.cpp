@@ -30,11 +30,11 @@ struct Bench
     }
     void Enter() { QTest::keyClick(box, Qt::Key_Return); }
 
+    QList<int> sent; ///< what a window would send, until it is gone
     QWidget window;
     QSlider *slider;
     QHBoxLayout *row;
     SliderBox *box;
-    QList<int> sent; ///< what a window would send
 };
 
 std::optional<double> Fiftieths(int setting)

@@ -182,7 +182,7 @@ void Judge::Answered(const Question &question, const QByteArray &data)
 
 void Judge::LookForGrowth(int alarms)
 {
-    constexpr int some = 150; // three curves make their axes and lines with their first run
+    constexpr int some = 400; // three curves with their first run, and keys and icons of windows that open first
     constexpr int someAlarms = 50;
     int objects = 0;
     for (const QWidget *window : QApplication::topLevelWidgets()) {

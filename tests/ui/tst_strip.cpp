@@ -72,6 +72,23 @@ class TestStrip : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void ALastingWordStandsBesideThePort()
+    {
+        House house;
+        house.Load();
+        house.main.SetNote(QStringLiteral("Démo × 60"));
+        house.Press("cb_chargeur");
+        for (const QWidget *window : std::initializer_list<QWidget *>{&house.main, &house.main.ChargeWindow()}) {
+            const auto *note = Of<QLabel>(*window, "note");
+            QCOMPARE(note->text(), QStringLiteral("Démo × 60"));
+            QVERIFY(note->width() >= note->sizeHint().width());
+            QVERIFY(note->mapTo(window, QPoint(note->width(), 0)).x() <= window->width());
+            QVERIFY(note->geometry().left() >= Of<QLabel>(*window, "link")->geometry().right());
+        }
+        house.main.SetNote({});
+        QCOMPARE(Says(house.main.ChargeWindow(), "note"), QString());
+    }
+
     void EveryWindowHasOneAndNoneIsWidenedByIt()
     {
         House house;

@@ -80,8 +80,6 @@ Main::Main(std::unique_ptr<Port> port)
         if (auto *window = qobject_cast<Window *>(widget))
             AddStrip(*window, QStringLiteral("Couper"));
     ui_.statusbar->addPermanentWidget(UnconfirmedWarning(link_.outputs, this));
-    ui_.statusbar->addPermanentWidget(note_);
-    note_->hide();
 
     connect(&link_.handshake, &Handshake::Display, ui_.TXT_Display, &QPlainTextEdit::setPlainText);
     connect(&link_.handshake, &Handshake::LoadStarted, this, [this](const QString &caption, int maximum) {
@@ -589,8 +587,8 @@ void Main::ShowAgain()
 
 void Main::SetNote(const QString &note)
 {
-    note_->setText(note);
-    note_->setVisible(!note.isEmpty());
+    for (Strip *strip : strips_)
+        strip->SetNote(note);
 }
 
 Task<void> Main::Send51On()

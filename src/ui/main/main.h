@@ -46,7 +46,7 @@ public:
     MesCapa &CapacityWindow() { return capacity_; }
     Logbook &Book() { return book_; }
 
-    /// A lasting word in the status bar; none when it is empty.
+    /// A lasting word in the strip of every window; none when it is empty.
     void SetNote(const QString &note);
 
     /// Puts the window in the middle of the screen, configures the port and shows the window, which then connects.
@@ -137,7 +137,6 @@ private:
     std::vector<Strip *> strips_;    ///< of all windows
     std::vector<std::pair<const QWidget *, const RunNews *>> runs_;
     QLabel *silence_ = new QLabel(Silence::advice, this);
-    QLabel *note_ = new QLabel(this);
     QLabel *streams_ = RedWarning(QStringLiteral("La carte émet : session à rouvrir"), this);
     Window *opensLater_ = nullptr; ///< once the session is there
     Logbook book_;

@@ -35,6 +35,7 @@ Strip::Strip(const Codebas &link, const BoardState &board, const QString &cutTex
     , readings_(Line(QStringLiteral("lastReading"), this))
     , watched_(Line(QStringLiteral("watched"), this))
     , port_(new LinkStatus(link, this))
+    , note_(Line(QStringLiteral("note"), this))
 {
     setObjectName(QStringLiteral("strip"));
     stop_->setText(QStringLiteral("Arret"));
@@ -88,6 +89,12 @@ void Strip::ShowRun(const QString &text)
     Arrange();
 }
 
+void Strip::SetNote(const QString &note)
+{
+    note_->setText(note);
+    Arrange();
+}
+
 void Strip::ShowBoard()
 {
     const bool past = board_.IsPast();
@@ -129,6 +136,7 @@ std::vector<Strip::Part> Strip::Parts() const
             {warnings_, !warnings_->isHidden()},
             {does_, true},
             {silence_, !silence_->text().isEmpty()},
+            {note_, calm && !note_->text().isEmpty()},
             portFirst ? port : other,
             {readings_, calm && !readings_->text().isEmpty()},
             {watched_, calm && !run && !watched_->text().isEmpty()},
@@ -151,7 +159,7 @@ QSize Strip::minimumSizeHint() const
     return {lamp_->sizeHint().width() + gap + warnings_->UsualWidth(), sizeHint().height()};
 }
 
-/// From left to right what the board does, what is said of it, and at the right end port and "Arret".
+/// From left to right what the board does, what is said of it, and at the right end port, note and "Arret".
 void Strip::Arrange()
 {
     setMaximumWidth(spoken_ ? sizeHint().width() : QWIDGETSIZE_MAX);
@@ -174,9 +182,9 @@ void Strip::Arrange()
     for (QWidget *widget :
          std::initializer_list<QWidget *>{lamp_, does_, watched_, run_, readings_, silence_, warnings_})
         x += place(widget, x);
-    x = width() - widths[stop_];
-    place(stop_, x);
-    place(port_, x - widths[port_] - (widths[stop_] > 0 ? gap : 0));
+    int right = width();
+    for (QWidget *widget : std::initializer_list<QWidget *>{stop_, note_, port_})
+        right -= place(widget, right - widths[widget]);
 }
 
 void Strip::resizeEvent(QResizeEvent *)

@@ -27,6 +27,9 @@ public:
     /// Which run is on in another window; none when the text is empty.
     void ShowRun(const QString &text);
 
+    /// A lasting word on the board, beside its port; none when it is empty.
+    void SetNote(const QString &note);
+
     /// The window itself says what to look at while the board is silent.
     void LeaveAdvice() { advises_ = false; }
 
@@ -66,6 +69,7 @@ private:
     ElidedLabel *const readings_;
     ElidedLabel *const watched_;
     LinkStatus *const port_;
+    ElidedLabel *const note_;
     bool advises_ = true;
     bool spoken_ = false; ///< the status bar has a passing word
 };

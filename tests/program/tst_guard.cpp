@@ -202,6 +202,10 @@ private Q_SLOTS:
         const pid_t first = charging.program.Guard();
         kill(first, SIGKILL);
         QTRY_VERIFY_WITH_TIMEOUT(charging.program.Guard() != 0 && charging.program.Guard() != first, 30000);
+        // A process that is there has no orders yet: they are out when the program has gone on to its next exchanges.
+        constexpr qsizetype exchanges = 20; // bytes of several
+        const qsizetype heard = charging.board.SentSoFar().size();
+        QTRY_VERIFY_WITH_TIMEOUT(charging.board.SentSoFar().size() > heard + exchanges, 30000);
         charging.KillAndSeeItSwitchedOff();
     }
 

@@ -284,7 +284,7 @@ private Q_SLOTS:
         court.judge.LookForGrowth(0);
         court.judge.LookForGrowth(20);
         QVERIFY(!court.judge.Verdict());
-        for (int i = 0; i < 200; ++i)
+        for (int i = 0; i < 500; ++i)
             new QObject(&court.program);
         court.judge.LookForGrowth(0);
         QCOMPARE(court.Verdict(), QStringLiteral("grows"));

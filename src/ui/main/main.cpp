@@ -10,6 +10,7 @@
 #include "link/command.h"
 #include "runs/runnotice.h"
 #include "runs/runtitle.h"
+#include "runs/runwords.h"
 #include "runs/unconfirmed.h"
 
 #include <QApplication>
@@ -22,20 +23,6 @@
 
 namespace {
 constexpr QSize modeIcon(20, 20); // pixels
-
-/// A run, in a sentence.
-QString Name(RunNews::Kind kind)
-{
-    switch (kind) {
-    case RunNews::Kind::Charge:
-        return QStringLiteral("Une charge");
-    case RunNews::Kind::Discharge:
-        return QStringLiteral("Une décharge");
-    case RunNews::Kind::Capacity:
-        return QStringLiteral("Une mesure de capacité");
-    }
-    return {};
-}
 } // namespace
 
 Main::Main(std::unique_ptr<Port> port)
@@ -299,7 +286,8 @@ void Main::ShowRuns()
         QString text;
         for (const auto &[window, news] : runs_)
             if (news->On() && window != strip->window())
-                text = QStringLiteral("%1 est en cours dans « %2 »").arg(Name(news->What()), title::Of(*window));
+                text = QStringLiteral("Une %1 est en cours dans « %2 »")
+                           .arg(runwords::Name(news->What()).toLower(), title::Of(*window));
         strip->ShowRun(text);
     }
 }

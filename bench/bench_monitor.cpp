@@ -143,7 +143,8 @@ struct Window
         com.SetPortName(terminal.name);
         link.InitSerialPort();
         moni.Open();
-        QCoreApplication::processEvents();
+        while (!link.Streaming) // what comes before is lost with the speed of before
+            QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
         Button("CbDepart")->click();
     }
     QPushButton *Button(const char *name) { return moni.findChild<QPushButton *>(QLatin1String(name)); }

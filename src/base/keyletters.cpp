@@ -10,8 +10,6 @@
 #include <QShortcut>
 #include <QToolButton>
 
-#include <algorithm>
-
 namespace {
 /// Each letter once.
 class Letters
@@ -76,12 +74,10 @@ void GiveKeyLetters(QMainWindow &window)
                 if (!entry->isSeparator() && !entry->isCheckable() && entry->shortcut().isEmpty())
                     entry->setShortcut(Qt::CTRL | Qt::Key(withCtrl.Take(entry->text()).unicode()));
         }
-    QList<QAbstractButton *> buttons = window.findChildren<QAbstractButton *>();
-    std::ranges::stable_partition(
-        buttons, // they have the first choice
-        [](const QAbstractButton *button) { return qobject_cast<const QPushButton *>(button); });
-    for (QAbstractButton *button : buttons)
-        if (IsButton(button))
-            if (const QChar letter = withAlt.Take(button->text()); !letter.isNull())
-                GiveLetter(window, button, letter);
+    const QList<QAbstractButton *> buttons = window.findChildren<QAbstractButton *>();
+    for (const bool first : {true, false}) // push buttons have the first choice
+        for (QAbstractButton *button : buttons)
+            if (IsButton(button) && (qobject_cast<QPushButton *>(button) != nullptr) == first)
+                if (const QChar letter = withAlt.Take(button->text()); !letter.isNull())
+                    GiveLetter(window, button, letter);
 }

@@ -30,7 +30,7 @@ QString ForFile(const QString &text)
 
 QString Plain(double value)
 {
-    const QString text = Shortest(value);
+    QString text = Shortest(value);
     const auto exponent = text.indexOf(u'E');
     if (exponent < 0)
         return text;

@@ -141,11 +141,15 @@ void BoardLine::Hear(std::uint8_t byte, double seconds)
 void BoardLine::HearReplayed(std::uint8_t byte, double seconds)
 {
     const Replay::Answer answer = replay_->Take(byte);
-    if (answer.anew)
+    if (answer.greeting) {
+        if (answer.bytes == greeted_ && !outgoing_.Empty())
+            return; // a PC that could not wait: the board of then took its time
+        greeted_ = answer.bytes;
         outgoing_.Clear();
+    }
     if (answer.bytes)
         for (const ReplayScript::Byte &each : *answer.bytes)
-            outgoing_.Add(each.byte, seconds + each.after, ByteSeconds());
+            outgoing_.Add(each.byte, seconds + each.after / options_.timeScale, ByteSeconds());
 }
 
 void BoardLine::Suffer(double seconds)

@@ -75,7 +75,8 @@ private:
 
     const Options options_;
     Controller board_;
-    std::optional<Replay> replay_; ///< answers in the place of the board
+    std::optional<Replay> replay_;                             ///< answers in the place of the board
+    const std::vector<ReplayScript::Byte> *greeted_ = nullptr; ///< what it has answered to the last greeting
     Faults faults_;
     LineQueue incoming_;
     LineQueue outgoing_;

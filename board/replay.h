@@ -20,7 +20,7 @@ public:
     struct Answer
     {
         const std::vector<ReplayScript::Byte> *bytes = nullptr; ///< null while no request is complete
-        bool anew = false; ///< a greeting: what is still to come is void, as a board that streams ends that
+        bool greeting = false; ///< what is still to come is void, as a board that streams ends that
     };
     Answer Take(std::uint8_t byte);
 

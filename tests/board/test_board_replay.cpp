@@ -134,12 +134,12 @@ private Q_SLOTS:
         QCOMPARE(pc.said, QStringList({QStringLiteral("la trace est finie : le programme demande « 27 13 »")}));
     }
 
-    void AGreetingEndsWhatIsStillToCome()
+    void AGreetingIsToldFromARequest()
     {
         Pc pc("0 > 27 3\n1 < 10 1\n2 > 85\n3 < 27\n");
-        QVERIFY(!pc.replay.Take(27).anew);
-        QVERIFY(!pc.replay.Take(3).anew);
-        QVERIFY(pc.replay.Take(85).anew);
+        QVERIFY(!pc.replay.Take(27).greeting);
+        QVERIFY(!pc.replay.Take(3).greeting);
+        QVERIFY(pc.replay.Take(85).greeting);
     }
 
     void ABoosterTakesMoreBytes()

@@ -9,6 +9,8 @@
 /// The virtual board and a link to it, without any window.
 struct BoardLink : ProgramLink
 {
+    using ProgramLink::ProgramLink;
+
     /// Switches the board on and opens the port.
     bool Start(const QStringList &options = {})
     {

@@ -9,6 +9,14 @@
 /// The program's end of a simulated line, on a simulated clock, without any window.
 struct ProgramLink
 {
+    /// What stands between the program and its end of the line.
+    using Between = std::function<std::unique_ptr<Port>(std::unique_ptr<Port>)>;
+
+    explicit ProgramLink(const Between &between = [](std::unique_ptr<Port> port) { return port; })
+        : com(between(std::unique_ptr<Port>(port)))
+    {
+    }
+
     /// Closes the port as the program does, which waits until what was sent has left.
     void ClosePort()
     {
@@ -37,7 +45,7 @@ struct ProgramLink
 
     SimulatedClock clock;
     MemoryPort *port = new MemoryPort;
-    Com com{std::unique_ptr<Port>(port)};
+    Com com;
     Timer timer1{QStringLiteral("Timer1"), 200, nullptr};
     Timer timer2{QStringLiteral("Timer2"), 20, nullptr};
     Codebas link{com, timer1, timer2};

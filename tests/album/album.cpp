@@ -8,7 +8,9 @@
 #include <QComboBox>
 #include <QLineEdit>
 #include <QPushButton>
+#include <QRadioButton>
 #include <QSlider>
+#include <QToolButton>
 
 #include <algorithm>
 #include <map>
@@ -58,6 +60,8 @@ Album::Album()
     drive::Prepare();
     clock_.SetLocalTime(QDateTime(QDate(2026, 3, 14), QTime(15, 9, 26)));
     main_.emplace(std::unique_ptr<Port>(port_));
+    portMenu_.emplace(*main_, PortSwitch::Scales());
+    helpMenu_.emplace(*main_, QStringLiteral("1.0"));
     board_.SwitchOn({QStringLiteral("--seed"), QStringLiteral("1")});
     Connect();
 }
@@ -99,7 +103,7 @@ void Album::Press(const QWidget &window, const char *button)
     window.findChild<QPushButton *>(QLatin1String(button))->click();
 }
 
-/// Whatever is open but the main window is closed, the last one first.
+/// Whatever is open but the main window is closed, the last one first, so that the board is left at rest.
 void Album::Leave()
 {
     for (const char *name :
@@ -110,6 +114,10 @@ void Album::Leave()
             window.close();
             clock_.Run(1s);
         }
+    }
+    if (auto *cut = main_->findChild<QToolButton *>(QStringLiteral("cut")); cut->isVisible()) {
+        cut->click();
+        clock_.Run(1s);
     }
 }
 
@@ -161,6 +169,15 @@ QWidget &Album::ShowAtWork(const QString &window)
     } else if (window == QLatin1String("Moni")) {
         Press(shown, "CbDepart");
         clock_.Run(30min);
+    } else if (window == QLatin1String("FEtat")) {
+        Press(shown, "CBmanuel");
+        clock_.Run(5s);
+    } else if (window == QLatin1String("Exteepr")) {
+        for (const char *memory : {"Option1", "Option2"}) {
+            shown.findChild<QRadioButton *>(QLatin1String(memory))->click();
+            clock_.Run(5min);
+        }
+        slide("Slider1", 2);
     }
     return shown;
 }

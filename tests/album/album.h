@@ -2,9 +2,11 @@
 #pragma once
 
 #include "base/houserules.h"
+#include "help/helpmenu.h"
 #include "simulation/simulatedboard.h"
 #include "simulation/simulatedclock.h"
 #include "ui/main/main.h"
+#include "ui/main/portswitch.h"
 
 #include <QTemporaryDir>
 
@@ -45,4 +47,6 @@ private:
     MemoryPort *port_ = new MemoryPort;
     SimulatedBoard board_{*port_};
     std::optional<Main> main_; ///< begins at the moment that the pictures are of
+    std::optional<PortSwitch> portMenu_;
+    std::optional<HelpMenu> helpMenu_;
 };

@@ -82,7 +82,8 @@ private Q_SLOTS:
         file.close();
         Charge replay({QStringLiteral("--replay"), trace}, folder.filePath(QStringLiteral("again")));
         QByteArray answered;
-        connect(&replay.board, &SimulatedBoard::Sent, this, [&answered](const QByteArray &bytes) { answered += bytes; });
+        connect(&replay.board, &SimulatedBoard::Sent, this,
+                [&answered](const QByteArray &bytes) { answered += bytes; });
         for (int i = 0; i < 20; ++i) {
             replay.com.Output("U");
             replay.clock.Run(10ms);

@@ -61,7 +61,8 @@ Guide::Guide() : text_(new Browser)
     contents_->setSpacing(2);
     contents_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setCentralWidget(row);
-    resize(1020, 700);
+    if (!place_.Restore())
+        resize(1020, 700);
     connect(contents_, &QListWidget::currentRowChanged, this, &Guide::GoTo);
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/place.h"
+
 #include <QListWidget>
 #include <QMainWindow>
 #include <QTextBrowser>
@@ -31,4 +33,5 @@ private:
     std::vector<std::pair<QString, int>> pictures_; ///< by their window's name in small letters, and their page
     QListWidget *contents_ = new QListWidget;
     QTextBrowser *text_;
+    Place place_{*this};
 };

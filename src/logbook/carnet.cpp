@@ -62,7 +62,8 @@ Carnet::~Carnet() = default; // here, where the controls are known
 
 void Carnet::Load()
 {
-    resize(size().boundedTo(screen()->availableSize()));
+    if (!place_.Restore())
+        resize(size().boundedTo(screen()->availableSize()));
     Refresh();
     ui_->Travaux->resizeColumnsToContents();
     for (int column = 0; column < table_.columnCount(); ++column)

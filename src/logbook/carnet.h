@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/place.h"
 #include "base/window.h"
 #include "logbook.h"
 #include "runtable.h"
@@ -43,4 +44,5 @@ private:
     std::unique_ptr<Ui::Carnet> ui_;
     Logbook &book_;
     RunTable table_{book_};
+    Place place_{*this};
 };

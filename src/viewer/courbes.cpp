@@ -77,7 +77,8 @@ Courbes::~Courbes() = default; // here, where the controls are known
 /// The logs of before are still open.
 void Courbes::Load()
 {
-    resize(size().boundedTo(screen()->availableSize()));
+    if (!place_.Restore())
+        resize(size().boundedTo(screen()->availableSize()));
 }
 
 // ---- the logs

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
+#include "base/place.h"
 #include "base/window.h"
 #include "filewatch.h"
 #include "logs/logfile.h"
@@ -56,4 +57,5 @@ private:
     LogTable table_;
     FileWatch watch_;
     std::unique_ptr<Overlay> overlay_;
+    Place place_{*this};
 };

@@ -7,6 +7,7 @@
 #include <QLineEdit>
 #include <QMenuBar>
 #include <QScrollBar>
+#include <QTemporaryDir>
 #include <QTextBlock>
 #include <QtTest>
 
@@ -56,6 +57,20 @@ private Q_SLOTS:
         QCOMPARE(top(), guide.Page());
         guide.findChild<QListWidget *>()->setCurrentRow(1);
         QCOMPARE(top(), QStringLiteral("Connexion"));
+    }
+
+    void ItOpensAsLargeAsItWas()
+    {
+        const QTemporaryDir folder;
+        drive::SetRoot(folder.path());
+        {
+            Guide guide;
+            guide.ShowFor(QStringLiteral("Main"));
+            guide.resize(640, 480);
+            guide.close();
+        }
+        QCOMPARE(Guide().size(), QSize(640, 480));
+        drive::SetRoot({});
     }
 
     void F1OpensThePageOfTheWindow()

@@ -116,6 +116,17 @@ private Q_SLOTS:
         clock_.reset();
     }
 
+    void ItOpensAsLargeAsItWas()
+    {
+        carnet_->Open();
+        const QSize larger = carnet_->size() + QSize(0, 9);
+        carnet_->resize(larger);
+        carnet_->close();
+        carnet_.emplace(*book_);
+        carnet_->Open();
+        QCOMPARE(carnet_->size(), larger);
+    }
+
     void Controls_data()
     {
         QTest::addColumn<QString>("text");

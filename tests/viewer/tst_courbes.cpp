@@ -90,6 +90,15 @@ private Q_SLOTS:
         QCOMPARE(Find<QPushButton>(QTest::currentDataTag())->text(), text);
     }
 
+    void ItOpensAsLargeAsItWas()
+    {
+        viewer_->resize(790, 600);
+        viewer_->close();
+        viewer_.emplace();
+        viewer_->Open();
+        QCOMPARE(viewer_->size(), QSize(790, 600));
+    }
+
     void WithoutALogThereIsNothingToDoButToOpenOne()
     {
         QCOMPARE(viewer_->windowTitle(), QStringLiteral("Courbes"));

@@ -449,6 +449,7 @@ Task<void> FEtat::ReadStates()
     Cutdech = ShowOutput(ui_.Label20, switches, 1);
     Cutchrg = ShowOutput(ui_.Label21, switches, 2);
     CutPower = ShowOutput(ui_.Label3, switches, 4);
+    link_.outputs.WereRead(switches);
 }
 
 Task<void> FEtat::ReadClock()

@@ -8,15 +8,7 @@
 namespace words {
 QString Kind(RunNews::Kind kind)
 {
-    switch (kind) {
-    case RunNews::Kind::Charge:
-        return QStringLiteral("charge");
-    case RunNews::Kind::Discharge:
-        return QStringLiteral("décharge");
-    case RunNews::Kind::Capacity:
-        return QStringLiteral("mesure de capacité");
-    }
-    return {};
+    return runwords::Name(kind).toLower();
 }
 
 QString End(const RunEntry &run)

@@ -2,6 +2,7 @@
 #include "dashboardbench.h"
 #include "support/suite.h"
 
+#include "link/command.h"
 #include "link/measurement.h"
 
 /// The refresh, by hand and automatic, and what happens around it.
@@ -39,6 +40,21 @@ private Q_SLOTS:
         };
         for (const auto &[label, text] : shown)
             QCOMPARE(bench.Text(label), QString::fromLatin1(text));
+    }
+
+    void WhatItReadsOfTheSwitchesIsKnownEverywhere()
+    {
+        DashboardBench bench;
+        bench.Open();
+        bench.bits[31] = 2 | 4; // charge and power are cut
+        bench.Refresh();
+        QCOMPARE(bench.link.outputs.Known(command::CutCharge), std::optional(false));
+        QCOMPARE(bench.link.outputs.Known(command::CutPower), std::optional(false));
+        QCOMPARE(bench.link.outputs.Known(command::CutDischarge), std::optional(true));
+        bench.bits[31] = 1;
+        bench.Refresh();
+        QCOMPARE(bench.link.outputs.Known(command::CutCharge), std::optional(true));
+        QCOMPARE(bench.link.outputs.Known(command::CutDischarge), std::optional(false));
     }
 
     void Conversions_data()

@@ -87,9 +87,11 @@ Task<void> MesCapa::StartCycle(RunPtr run)
 
 QString MesCapa::Settings() const
 {
-    return QStringLiteral("%1 éléments, %2 cycles")
+    const int cycles = capacity::Cycles(ui_.TxNbrCycles->text());
+    return QStringLiteral("%1 éléments, %2 %3")
         .arg(number::Val(ui_.TxNbElem->text()))
-        .arg(capacity::Cycles(ui_.TxNbrCycles->text()));
+        .arg(cycles)
+        .arg(cycles == 1 ? QStringLiteral("cycle") : QStringLiteral("cycles"));
 }
 
 /// Two minutes in one-second ticks. The tick flag that a charge leaves set makes the first of them end at once.

@@ -40,6 +40,7 @@ private:
     QWidget &Find(const QString &window) const;
     static void Press(const QWidget &window, const char *button);
     void Connect();
+    void Work(const QWidget &window, Clock::Duration length);
 
     HouseRules rules_;
     SimulatedClock clock_;

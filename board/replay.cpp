@@ -18,8 +18,11 @@ constexpr std::ptrdiff_t mostLeftOut = 3;
 std::string Text(const Bytes &request)
 {
     std::string text;
-    for (const std::uint8_t byte : request)
-        text += (text.empty() ? "" : " ") + std::to_string(byte);
+    for (const std::uint8_t byte : request) {
+        if (!text.empty())
+            text += ' ';
+        text += std::to_string(byte);
+    }
     return text;
 }
 

@@ -3,6 +3,8 @@
 
 #include "base/errors.h"
 
+#include <QByteArrayList>
+
 namespace {
 constexpr int timeWidth = 12;
 constexpr int bytesWidth = 20; // most requests and answers are shorter, and their meanings stand in line

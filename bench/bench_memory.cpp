@@ -3,6 +3,7 @@
 // programming of the whole master flash, on a line paced at 9600 baud, against the time that their bytes take on such a
 // wire; and how fast HEX files are read.
 
+#include "link/systemport.h"
 #include "memory/micro.h"
 
 #include <QApplication>

@@ -16,12 +16,6 @@ namespace {
 constexpr QSize frame(10, 40); // of a window, in pixels; nobody knows it before the window is shown
 const QString scrolled = QStringLiteral("scrolled");
 
-/// The room for a window without its frame.
-QSize Room(const QWidget &window)
-{
-    return window.screen()->availableSize() - frame;
-}
-
 /// The height of a window's bars, which do not scroll.
 int Bars(const QWidget &window)
 {
@@ -62,7 +56,7 @@ private:
     /// That, with the scroll bars which it takes to have no more than there is room for.
     QSize Fitting(QSize needed) const
     {
-        const QSize room = Room(*window()) - QSize(0, Bars(*window()));
+        const QSize room = RoomOnScreen(*window()) - QSize(0, Bars(*window()));
         if (needed.height() > room.height())
             needed.rwidth() += verticalScrollBar()->sizeHint().width();
         if (needed.width() > room.width())
@@ -72,9 +66,14 @@ private:
 };
 } // namespace
 
+QSize RoomOnScreen(const QWidget &window)
+{
+    return window.screen()->availableSize() - frame;
+}
+
 void FitOnScreen(QMainWindow &window)
 {
-    const QSize room = Room(window);
+    const QSize room = RoomOnScreen(window);
     const auto fits = [&room](const QSize &size) { return size.boundedTo(room) == size; };
     bool scrolls = window.centralWidget()->objectName() == scrolled;
     const QSize needed = window.minimumSizeHint();

@@ -62,7 +62,7 @@ FoldingPane::FoldingPane(QMainWindow &window, QWidget *content, QWidget *frame, 
 void FoldingPane::Recall()
 {
     const QVariant kept = Remembered(window_).value(key);
-    const int room = window_.screen()->availableSize().width() - controls_->sizeHint().width();
+    const int room = RoomOnScreen(window_).width() - controls_->sizeHint().width();
     setMinimumWidth(OpeningWidth()); // until the window has taken its size
     Show(kept.isValid() ? kept.toBool() : room >= inviting);
 }
@@ -86,7 +86,7 @@ void FoldingPane::Fold(bool shown)
     Show(shown);
     if (window_.isMaximized() || window_.isFullScreen())
         return;
-    window_.resize(shown ? before + pane : before - pane, window_.height());
+    window_.resize(shown ? std::min(before + pane, RoomOnScreen(window_).width()) : before - pane, window_.height());
     if (window_.centralWidget() != parentWidget()) // it scrolls, and would not have to grow
         FitOnScreen(window_);
     KeepOnScreen();
@@ -95,8 +95,7 @@ void FoldingPane::Fold(bool shown)
 /// What the screen has room for beside the controls.
 int FoldingPane::OpeningWidth() const
 {
-    const int room = window_.screen()->availableSize().width() - controls_->sizeHint().width();
-    return std::clamp(room, least, usual);
+    return std::clamp(RoomOnScreen(window_).width() - controls_->sizeHint().width(), least, usual);
 }
 
 /// A window that has grown is moved to the left if it has to be.

@@ -7,6 +7,7 @@
 #include <QLayout>
 #include <QLineEdit>
 #include <QSpinBox>
+#include <QToolButton>
 #include <QtTest>
 
 namespace {
@@ -50,6 +51,28 @@ private Q_SLOTS:
         const QStringList found =
             complaints::OfPlace(window) + complaints::OfTexts(window) + complaints::OfOverlaps(window);
         QVERIFY2(found.isEmpty(), qPrintable(found.join(u'\n')));
+    }
+
+    void ACurveThatIsUnfoldedStaysOnTheScreen_data()
+    {
+        QTest::addColumn<bool>("atWork");
+        for (const bool atWork : {false, true})
+            for (const char *name : {"Chargeur", "Dechargeur", "MesCapa"})
+                QTest::newRow(qPrintable(QLatin1String(name) + (atWork ? QStringLiteral(" at work") : QString())))
+                    << atWork;
+    }
+    void ACurveThatIsUnfoldedStaysOnTheScreen()
+    {
+        QFETCH(bool, atWork);
+        const QString name = QString::fromLatin1(QTest::currentDataTag()).section(u' ', 0, 0);
+        QWidget &window = atWork ? album_.ShowAtWork(name) : album_.Show(name);
+        auto *button = window.findChild<QToolButton *>(QStringLiteral("CbCourbe"));
+        for (int times = button->isChecked() ? 3 : 2; times > 0; --times) {
+            button->click();
+            album_.Time().Run(1s);
+            const QStringList found = complaints::OfPlace(window) + complaints::OfOverlaps(window);
+            QVERIFY2(found.isEmpty(), qPrintable(found.join(u'\n')));
+        }
     }
 
     void FieldsKeepTheirWidthInALargeWindow_data()

@@ -203,12 +203,13 @@ int Handshake::TakeBurst()
     return last;
 }
 
-/// What is still on its way when the board has answered must not be taken for the answer to what follows.
+/// What is still on its way when the board has answered must not be taken for the answer to what follows. Nothing of
+/// the greetings is owed then: the board answers in order, and has answered the last one.
 Task<void> Handshake::AwaitQuiet()
 {
     link_.line.HeardOut();
     link_.com.KeepNewest(0);
-    if (unanswered_ == 0)
+    if (std::exchange(unanswered_, 0) == 0)
         co_return;
     const Stopwatch began;
     do {

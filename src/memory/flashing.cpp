@@ -160,10 +160,10 @@ Task<void> Micro::ReadSlave()
     ui_.ProgBar1->setValue(0);
     ui_.ProgBar1->show();
     for (int address = 0; address <= LastAddr; ++address) {
-        ui_.LBinfos->setText(QStringLiteral("Mots restant à lire : ") + number::Str(LastAddr - address));
         ui_.ProgBar1->setValue(address);
         Task<int> reading = ReadWord(address);
         const int word = co_await reading;
+        ui_.LBinfos->setText(QStringLiteral("Mots restant à lire : ") + number::Str(LastAddr - address));
         if (word > 32767)
             throw Overflow(QStringLiteral("mot lu à l'adresse %1 de la mémoire du slave").arg(address));
         FlashRead[static_cast<size_t>(address)] = static_cast<quint16>(word);

@@ -92,10 +92,10 @@ bool Micro::Refuses()
     return true;
 }
 
-/// Whether a programming keeps the window open. Not one that a dead board would keep waiting for ever.
+/// Whether a programming keeps the window open. Not one that a dead board or a lost port would keep waiting for ever.
 bool Micro::StaysOpen()
 {
-    const bool dead = link_.line.Silence() >= deadAfter;
+    const bool dead = link_.line.Silence() >= deadAfter || !link_.line.IsUsable();
     if (!programming_ || !dead)
         return Refuses();
     DropHandlers();

@@ -96,10 +96,10 @@ QString Chargeur::Settings(const Run &run) const
         .arg(SettingText(ui_.Slider1->value(), link_.SlaveEeprom[4]));
 }
 
-Task<void> Chargeur::Stop(QString cause)
+void Chargeur::ShowStopped(const QString &cause)
 {
     StopMode_ = true;
-    return RunWindow::Stop(std::move(cause));
+    RunWindow::ShowStopped(cause);
 }
 
 // ---- settings

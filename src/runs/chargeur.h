@@ -23,7 +23,7 @@ protected:
     void WriteRecord(Run &run) override;
     void EndPause() override { settleDone_.Set(); }
     void Leave(bool running) override;
-    Task<void> Stop(QString cause) override;
+    void ShowStopped(const QString &cause) override;
 
 private:
     struct Charge : Run

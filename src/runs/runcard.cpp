@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "runcard.h"
 
+#include "base/elidedlabel.h"
 #include "base/messages.h"
 #include "base/title.h"
 #include "runwords.h"
@@ -66,19 +67,21 @@ RunCard::RunCard(const RunNews &news, QWidget *parent)
     , temperature_(
           new Figure(QStringLiteral("bilanTemperature"), QStringLiteral("Temp. max."), QStringLiteral("°C"), this))
     , cause_(new QLabel(this))
-    , log_(new QLabel(this))
+    , why_(new ElidedLabel(this))
+    , log_(new ElidedLabel(this, Qt::ElideMiddle))
     , folder_(Button(QStringLiteral("CbDossier"), QStringLiteral("Ouvrir le dossier"),
                      QStringLiteral("Montre le journal dans le gestionnaire de fichiers"), this))
 {
     setObjectName(QStringLiteral("bilan"));
     cause_->setObjectName(QStringLiteral("bilanCause"));
+    why_->setObjectName(QStringLiteral("bilanRaison"));
     log_->setObjectName(QStringLiteral("bilanJournal"));
     QFont bold = cause_->font();
     bold.setBold(true);
     cause_->setFont(bold);
     SetTone(*cause_, Tone::Plain);
-    for (QLabel *label : {cause_, log_})
-        label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred); // a long text has its tip
+    for (QLabel *label : {why_, log_})
+        label->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     QToolButton *const close =
         Button(QStringLiteral("CbFermerBilan"), QStringLiteral("✕"), QStringLiteral("Ferme ce bilan"), this);
     close->setAutoRaise(true);
@@ -94,12 +97,14 @@ RunCard::RunCard(const RunNews &news, QWidget *parent)
                                                 QStringLiteral("mΩ"), this));
     int column = 0;
     for (Figure *figure : figures)
-        grid->addWidget(figure, 0, column++, 2, 1);
+        grid->addWidget(figure, 0, column++, 3, 1);
     grid->addWidget(cause_, 0, column, 1, 2);
-    grid->addWidget(log_, 1, column);
-    grid->addWidget(folder_, 1, column + 1, 1, 2);
     grid->addWidget(close, 0, column + 2);
+    grid->addWidget(why_, 1, column, 1, 3);
+    grid->addWidget(log_, 2, column);
+    grid->addWidget(folder_, 2, column + 1, 1, 2);
     grid->setColumnStretch(column, 1);
+    setMinimumHeight(sizeHint().height()); // also without a reason
 
     connect(&news, &RunNews::Began, this, [this] {
         sum_ = {};
@@ -127,10 +132,10 @@ void RunCard::Fill(const RunEnd &end)
     temperature_->Show(Whole(figures.highestTemperature));
     if (resistance_)
         resistance_->Show(Whole(figures.resistance));
-    const QString ended = runwords::Ended(news_.What(), end.how);
-    cause_->setText(end.why.isEmpty() ? ended : ended + QStringLiteral(" : ") + end.why);
-    cause_->setToolTip(cause_->text());
+    cause_->setText(runwords::Ended(news_.What(), end.how));
     SetTone(*cause_, ToneOf(end.how));
+    why_->setText(end.why.left(1).toUpper() + end.why.mid(1));
+    why_->setHidden(end.why.isEmpty());
     const bool logged = !news_.Log().isEmpty();
     log_->setText(logged ? QFileInfo(news_.Log()).fileName() : QStringLiteral("sans journal"));
     log_->setToolTip(news_.Log());

@@ -30,6 +30,6 @@ private:
     bool currentKnown_ = false; ///< at some point of the run
     Figure *const duration_, *const capacity_, *const temperature_;
     Figure *resistance_ = nullptr; ///< where one is measured
-    QLabel *const cause_, *const log_;
+    QLabel *const cause_, *const why_, *const log_;
     QToolButton *const folder_;
 };

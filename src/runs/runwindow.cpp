@@ -142,7 +142,7 @@ void RunWindow::Failed(const Error &error)
         SwitchOffUnanswered();
     if (run_)
         run_->log.reset();
-    ShowState(QStringLiteral("Arret")); // not what was under way
+    ShowStopped(); // not what was under way
     EndProgram(error);
 }
 
@@ -204,7 +204,7 @@ Task<bool> RunWindow::BeginRun(RunPtr run)
             run->log.reset();
             if (run->outputs->on)
                 SwitchOffUnanswered();
-            ShowState(QStringLiteral("Arret"));
+            ShowStopped();
         }
         throw;
     }
@@ -318,11 +318,16 @@ Task<void> RunWindow::Stop(QString cause)
     if (run_ == run) { // not started anew meanwhile
         if (run)
             run->log.reset();
-        ShowState(cause.isEmpty() ? QStringLiteral("Arret") : QStringLiteral("Arret : ") + cause);
+        ShowStopped(cause);
         Q_EMIT Stopped();
     }
     if (closed)
         throw *closed;
+}
+
+void RunWindow::ShowStopped(const QString &cause)
+{
+    ShowState(cause.isEmpty() ? QStringLiteral("Arret") : QStringLiteral("Arret : ") + cause);
 }
 
 /// The board has not measured for so long that nobody knows what it does.
@@ -335,7 +340,7 @@ void RunWindow::Overdue()
     SwitchOffUnanswered();
     link_.outputs.StepOver(Switched()); // in doubt from the start
     run->log.reset();
-    ShowState(QStringLiteral("Arret"));
+    ShowStopped();
     messages::Show(this, QMessageBox::Critical, title::Of(*this),
                    QStringLiteral("La carte n'a fourni aucune mesure depuis 15 secondes : « %1 » est arrêté.\n"
                                   "Le programme coupe les sorties dès que la carte répond. "

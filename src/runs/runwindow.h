@@ -166,7 +166,7 @@ protected:
     virtual QString Settings(const Run &run) const = 0;
     /// Switches off by "Arret", for a cause that the state names or for none. It reaches the board at once, or after
     /// the line's patience when somebody keeps the line.
-    virtual Task<void> Stop(QString cause);
+    Task<void> Stop(QString cause);
     /// Measures once; true when the run is over by its rule.
     virtual Task<bool> Step(RunPtr run) = 0;
     /// Writes the step's record into the run's log.
@@ -177,6 +177,8 @@ protected:
     virtual void Leave(bool running) = 0;
 
     void ShowState(const QString &text);
+    /// What a run is that was ended otherwise than by its rule.
+    virtual void ShowStopped(const QString &cause = {});
 
     /// A write of a step: void once it would undo the end of its run, or another run has started.
     Task<void> WriteOf(RunPtr run, quint8 reg, quint8 value);

@@ -3,7 +3,7 @@
 
 #include "base/tone.h"
 #include "chart/chart.h"
-#include "ui/main/elidedlabel.h"
+#include "base/elidedlabel.h"
 
 #include <QAbstractButton>
 #include <QAbstractScrollArea>

@@ -178,8 +178,8 @@ private Q_SLOTS:
         bench.Program("CbPgmSlave", SlaveRecord(0, {1, 2, 3}));
         SOON(OpenQuestion());
         QCOMPARE(infos,
-                 (QStringList{QStringLiteral("Mots restant à lire :  3"), QStringLiteral("Mots restant à lire :  2"),
-                              QStringLiteral("Mots restant à lire :  1"), QStringLiteral("Mots restant à lire :  0")}));
+                 (QStringList{QStringLiteral("Dernière adresse :  3"), QStringLiteral("Mots restant à lire :  3"),
+                              QStringLiteral("Mots restant à lire :  2"), QStringLiteral("Mots restant à lire :  1")}));
         QCOMPARE(types, QStringList(4, QStringLiteral("Lecture Flash")));
         QCOMPARE(bars, (QList<int>{0, 1, 2, 3}));
         QCOMPARE(bench.Bar()->maximum(), 3);
@@ -209,7 +209,7 @@ private Q_SLOTS:
         bench.board.SetSilent(true);
         bench.Program("CbPgmSlave", SlaveRecord(700, {1}));
         SOON_EQUAL(bench.board.Received(), Bytes({27, 46, 0, 0}));
-        QCOMPARE(bench.Text("LBinfos"), QStringLiteral("Mots restant à lire :  701"));
+        QCOMPARE(bench.Text("LBinfos"), QStringLiteral("Dernière adresse :  701"));
     }
 
     void NoDifference()
@@ -616,6 +616,26 @@ private Q_SLOTS:
         SOON(bench.runner.Idle());
         QVERIFY(Simulated().RunUntil([&] { return bench.Idle(); }));
         QCOMPARE(bench.board.Received().size(), 448 * 68 + 2);
+    }
+
+    void AProgrammingWhosePortIsLostCanBeLeft()
+    {
+        Bench bench;
+        bench.holdBack = true;
+        bench.Program("CBMIC1", lowBank);
+        bench.Answer(yes);
+        SOON_EQUAL(bench.board.Received().size(), 68);
+        bench.port->Unplug();
+        Simulated().Run(1s);
+        bench.Button("MQuitter")->click();
+        QVERIFY(!bench.window.isVisible());
+        SOON(OpenQuestion());
+        QVERIFY(OpenQuestion()->text().startsWith(QStringLiteral("La carte ne répond plus")));
+        AnswerBoxes();
+        bench.holdBack = false;
+        bench.port->Plug();
+        SOON(bench.link.line.IsUsable() && bench.link.line.Idle());
+        QCOMPARE(bench.board.Received().size(), 68); // nothing goes on by itself
     }
 
     void ALostPortEndsIt()

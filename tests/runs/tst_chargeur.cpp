@@ -772,6 +772,27 @@ private Q_SLOTS:
         QCOMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
         QVERIFY(!bench.TimerOf("Timerchargeur")->Enabled());
         QVERIFY(bench.window.LogPath().isEmpty());
+        AnswerBoxes();
+        bench.link.OpenPort();
+        bench.board.TakeReceived();
+        bench.SliderOf("Slider2")->setValue(95);
+        SOON(bench.board.Received().contains(Bytes({27, 21, 95})));
+    }
+
+    void TheTrimsCanBeMovedAfterAnAlarm()
+    {
+        Bench bench;
+        bench.Start();
+        SOON(bench.Records() >= 1);
+        bench.HoldBack(6);
+        SOON(Simulated().RunUntil([] { return !BoxTexts().isEmpty(); }));
+        QCOMPARE(bench.Text("Label18"), QStringLiteral("Arret"));
+        AnswerBoxes();
+        bench.board.Healthy();
+        Simulated().Run(20s);
+        bench.board.TakeReceived();
+        bench.SliderOf("Slider2")->setValue(95);
+        SOON(bench.board.Received().contains(Bytes({27, 21, 95})));
     }
 
     void AStepSurvivesTheReopeningOfThePort()

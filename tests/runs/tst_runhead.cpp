@@ -175,12 +175,13 @@ private Q_SLOTS:
         QTest::addColumn<QString>("said");
         QTest::addColumn<Tone>("tone");
         using enum RunEnd::How;
-        QTest::newRow("rule") << Rule << "" << "Décharge terminée" << Tone::Good;
-        QTest::newRow("the user") << Stop << "" << "Décharge arrêtée" << Tone::Plain;
+        QTest::addColumn<QString>("reason");
+        QTest::newRow("rule") << Rule << "" << "Décharge terminée" << Tone::Good << "";
+        QTest::newRow("the user") << Stop << "" << "Décharge arrêtée" << Tone::Plain << "";
         QTest::newRow("limit") << Cause << "température 60 °C (limite 60 °C)"
-                               << "Décharge arrêtée : température 60 °C (limite 60 °C)" << Tone::Danger;
-        QTest::newRow("error") << Error << "port fermé" << "Décharge interrompue : port fermé" << Tone::Danger;
-        QTest::newRow("left") << Left << "" << "Décharge laissée" << Tone::Caution;
+                               << "Décharge arrêtée" << Tone::Danger << "Température 60 °C (limite 60 °C)";
+        QTest::newRow("error") << Error << "port fermé" << "Décharge interrompue" << Tone::Danger << "Port fermé";
+        QTest::newRow("left") << Left << "" << "Décharge laissée" << Tone::Caution << "";
     }
     void TheCauseIsOnTheCard()
     {
@@ -191,6 +192,7 @@ private Q_SLOTS:
         head.news.Begin({});
         head.news.End(how, why);
         QTEST(head.Text("bilanCause"), "said");
+        QTEST(head.Text("bilanRaison"), "reason");
         QCOMPARE(head.InkOf("bilanCause"), Ink(tone, head.window.palette()));
         QCOMPARE(head.Text("bilanJournal"), QStringLiteral("sans journal"));
         QVERIFY(!head.Button("CbDossier")->isEnabled());

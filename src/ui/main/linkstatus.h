@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "elidedlabel.h"
+#include "base/elidedlabel.h"
 #include "link/codebas.h"
 
 /// The port, its speed and the state of the connection, for a status bar.

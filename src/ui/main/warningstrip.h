@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "elidedlabel.h"
+#include "base/elidedlabel.h"
 
 #include <QToolButton>
 #include <QWidget>

@@ -66,7 +66,8 @@ void Guardian::Follow()
     SetMissing(socket_ < 0);
 }
 
-/// In a session of its own: what ends those of a terminal does not end the guard.
+/// In a session of its own, and deaf from its first moment to what ends a program and all of its kin: what ends the
+/// guard is the end of its work.
 bool Guardian::StartProcess()
 {
     int ends[2];
@@ -79,7 +80,12 @@ bool Guardian::StartProcess()
         posix_spawn_file_actions_addopen(&files, output, "/dev/null", O_WRONLY, 0);
     posix_spawnattr_t attributes;
     posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    for (const int number : {SIGHUP, SIGINT, SIGTERM, SIGPIPE})
+        sigaddset(&blocked, number);
+    posix_spawnattr_setsigmask(&attributes, &blocked);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK);
     char *const arguments[] = {program_.data(), nullptr};
     const int failed = posix_spawn(&process_, program_.constData(), &files, &attributes, arguments, environ);
     posix_spawnattr_destroy(&attributes);

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // voltaire-guard: switches the board off when the program that has switched it on is dead or stands still. It is small
 // on purpose: it knows no windows, opens no port and keeps no state of its own. The program gives it the open port, the
-// writes that are to go out, and a beat a second; its death is the end of the socket.
+// writes that are to go out, and a beat a second; its death is the end of the socket. Signals that end a program are
+// blocked when the guard is started.
 
 #include "protocol.h"
 
 #include <algorithm>
 #include <array>
-#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <ctime>
@@ -167,9 +167,6 @@ void Guard::Tell(const std::string &text) const
 
 int main()
 {
-    // Whoever ends the program may send these to all of its kin; what ends the guard is the end of its work.
-    for (const int number : {SIGHUP, SIGINT, SIGTERM, SIGPIPE})
-        std::signal(number, SIG_IGN);
     if (chdir("/") != 0)
         return 1;
     return Guard().Run();

@@ -9,6 +9,10 @@
 #include <QSignalSpy>
 #include <QtTest>
 
+#include <csignal>
+
+#include <sys/wait.h>
+
 namespace {
 struct Bench : ProgramLink
 {
@@ -60,6 +64,23 @@ private Q_SLOTS:
         QCOMPARE(bench.missing.size(), 1);
         bench.SwitchOff();
         SOON(!bench.guardian.IsMissing());
+    }
+
+    void OneThatHasJustBeenStartedIsDeafToWhatEndsTheProgram()
+    {
+        pid_t process = 0;
+        {
+            Bench bench;
+            bench.SwitchOn();
+            SOON(bench.guardian.Process() != 0);
+            process = bench.guardian.Process();
+            for (const int number : {SIGHUP, SIGINT, SIGTERM})
+                kill(process, number); // it may not have begun with its main function
+        }
+        int status = 0;
+        QCOMPARE(waitpid(process, &status, 0), process);
+        QVERIFY(WIFEXITED(status)); // when its socket was closed
+        QCOMPARE(WEXITSTATUS(status), 0);
     }
 
     void OneThatEndsAtOnceIsNotStartedAllTheTime()

@@ -213,8 +213,10 @@ private Q_SLOTS:
     {
         Charging charging;
         charging.Begin();
+        const pid_t guard = charging.program.Guard();
+        QVERIFY(guard > 0);
         for (const int signal : {SIGHUP, SIGINT, SIGTERM})
-            kill(charging.program.Guard(), signal);
+            kill(guard, signal);
         charging.KillAndSeeItSwitchedOff();
     }
 

@@ -91,13 +91,19 @@ void Moni::Escape()
 
 void Moni::Form_Activate()
 {
-    if (MonitorRunning_ || switching_)
-        return; // the stream is not torn
+    if (switching_ || (MonitorRunning_ && HasStream()))
+        return; // it is not torn
     activationDue_ = link_.com.Lost();
     if (activationDue_ || (!holding_ && mayTakeLine_ && !mayTakeLine_()))
         return;
     Q_EMIT TakingLine();
     Start(SwitchToStream());
+}
+
+/// Whether nobody has had the board or the line since they were switched to the stream.
+bool Moni::HasStream() const
+{
+    return hasLine_ && link_.BoardStreams && link_.com.Settings() == Codebas::streamSettings;
 }
 
 /// The port was lost and is open again.

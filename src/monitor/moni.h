@@ -54,6 +54,7 @@ private:
     void CbArret_Click();
     void CbQuit_Click();
 
+    bool HasStream() const;
     Task<void> SwitchToStream();
     Task<void> HoldLine();
     Task<void> Reopen();

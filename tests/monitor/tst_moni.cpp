@@ -55,6 +55,15 @@ Task<void> Ask(Codebas *link, QByteArray request, Reply reply, QByteArray *answe
     *answer = co_await exchange;
 }
 
+/// What the main window does without a handshake when it becomes active.
+Task<void> ReopenAtOrdinarySpeed(Codebas *link)
+{
+    Task<void> closing = link->ClosePort();
+    co_await closing;
+    link->InitSerialPort();
+    link->OpenPort();
+}
+
 Task<void> Reconnect(Codebas *link)
 {
     Task<void> closing = link->ClosePort();
@@ -880,6 +889,37 @@ private Q_SLOTS:
         SOON_EQUAL(bench.LineCount(), 11);
         QVERIFY(bench.Lines().startsWith(LineOf(1) + LineOf(3)));
         QCOMPARE(bench.Chart()->Rows(), 1);
+    }
+
+    void ActiveAgainInARunAfterTheMainWindowHadTheLineSwitchesAgain_data()
+    {
+        QTest::addColumn<bool>("greeted");
+        QTest::newRow("a handshake") << true;
+        QTest::newRow("the ordinary speed") << false;
+    }
+    void ActiveAgainInARunAfterTheMainWindowHadTheLineSwitchesAgain()
+    {
+        QFETCH(bool, greeted);
+        Bench bench;
+        bench.board.Healthy();
+        bench.OpenAndStart();
+        bench.Feed(Sample(1).Bytes());
+        SOON_EQUAL(bench.LineCount(), 1);
+        SOON_EQUAL(qGuiApp->focusWindow(), bench.window.windowHandle());
+        QWidget other;
+        other.show();
+        other.activateWindow();
+        SOON_EQUAL(qGuiApp->focusWindow(), other.windowHandle());
+        bench.runner.Start(greeted ? Reconnect(&bench.link) : ReopenAtOrdinarySpeed(&bench.link));
+        SOON(bench.runner.Idle() && bench.link.Streaming);
+        bench.board.TakeReceived();
+        bench.window.activateWindow();
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 3}));
+        SOON_EQUAL(bench.board.Speed(), 19200);
+        SOON(bench.link.Streaming);
+        QVERIFY(bench.window.MonitorRunning());
+        bench.board.Send(Sample(2).Bytes());
+        SOON_EQUAL(bench.Lines(), LineOf(1) + LineOf(2)); // in the same log
     }
 
     void ADisconnectionLeavesTheMonitorWaiting()

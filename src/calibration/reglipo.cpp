@@ -25,17 +25,21 @@ constexpr quint8 PointAddress(size_t row)
 }
 } // namespace
 
-/// An action of one of the buttons; as long as it lasts the others are refused.
+/// The writes of one of the buttons; as long as they last those of the others wait.
 class RegLIPO::Work
 {
 public:
-    explicit Work(RegLIPO &window) : window_(window), lasts_(window.works_.Next()) { window_.working_ = true; }
+    explicit Work(RegLIPO &window) : window_(window), lasts_(window.works_.Present()) { window_.working_ = true; }
     Work(const Work &) = delete;
     Work &operator=(const Work &) = delete;
     ~Work()
     {
-        if (Lasts())
-            window_.working_ = false;
+        if (!Lasts())
+            return;
+        window_.working_ = false;
+        // Later: the next one must not run in the middle of the one that ends.
+        RegLIPO *window = &window_;
+        QMetaObject::invokeMethod(window, [window] { window->workOver_.Wake(); }, Qt::QueuedConnection);
     }
     /// False once the window was left or another number of cells was chosen.
     bool Lasts() const { return lasts_(); }
@@ -137,12 +141,22 @@ void RegLIPO::ShowStored()
     ShowWord(ui_.storedOffset, &BoardEeproms::Master, offsetAddress);
 }
 
-/// An action that waits for a measurement ends, and so does what is left of one that writes.
+/// An action that waits ends, and so does what is left of one that writes.
 void RegLIPO::EndWork()
 {
     works_.Next();
     working_ = false;
     freshSample_.Wake();
+    workOver_.Wake();
+}
+
+/// Waits until the writes of the other buttons are over; false when what wants to write has been called off meanwhile.
+Task<bool> RegLIPO::Turn()
+{
+    const auto lasts = works_.Present();
+    while (working_ && lasts())
+        co_await workOver_;
+    co_return lasts();
 }
 
 // ---- points
@@ -170,17 +184,19 @@ void RegLIPO::List1_Click(int row)
 
 Task<void> RegLIPO::MeasurePoint(size_t row)
 {
-    if (working_)
-        co_return;
-    const Work work(*this);
+    const auto lasts = works_.Present();
     Say(QStringLiteral("Mesure du point %1 en attente…").arg(rows_[row].reference->text()));
     freshSample_.Clear();
-    while (work.Lasts() && !freshSample_.IsSet())
+    while (lasts() && !freshSample_.IsSet())
         co_await freshSample_;
-    if (!work.Lasts())
+    if (!lasts())
         co_return;
     rows_[row].measured->setChecked(true);
     Points[row].count = latestCount_;
+    Task<bool> turn = Turn();
+    if (!co_await turn)
+        co_return;
+    const Work work(*this);
     Task<void> writes = WriteWord(PointAddress(row), Points[row].count, sets_.Next());
     co_await writes;
     if (!work.Lasts())
@@ -193,7 +209,8 @@ Task<void> RegLIPO::MeasurePoint(size_t row)
 
 Task<void> RegLIPO::BtnCoef_Click()
 {
-    if (working_)
+    Task<bool> turn = Turn();
+    if (!co_await turn)
         co_return;
     const auto isMissing = [](const Row &row) { return !row.measured->isChecked(); };
     if (std::ranges::any_of(rows_, isMissing)) {
@@ -221,7 +238,8 @@ Task<void> RegLIPO::BtnCoef_Click()
 
 Task<void> RegLIPO::BtnPot_Click()
 {
-    if (working_)
+    Task<bool> turn = Turn();
+    if (!co_await turn)
         co_return;
     const Work work(*this);
     ui_.Check6->setChecked(true);

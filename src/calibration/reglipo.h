@@ -46,6 +46,7 @@ private:
     Task<void> WriteWord(quint8 address, double value, std::function<bool()> wanted);
     Task<void> WriteMaster(quint8 address, quint8 value, std::function<bool()> wanted);
     void EndWork();
+    Task<bool> Turn();
 
     Ui::RegLIPO ui_;
     Outputs::RunPtr lines_; ///< that the window lets through, and leaves so
@@ -55,8 +56,9 @@ private:
 
     int latestCount_ = 0;
     Flag freshSample_;
-    Newest works_; ///< the actions of the buttons, and what calls them off
+    Newest works_; ///< what calls the actions of the buttons off
     bool working_ = false;
+    Flag workOver_; ///< woken when one of them is over
     int holds_ = 0; ///< handlers that keep TimerLipo stopped
     std::map<QSlider *, Newest> moves_;
 };

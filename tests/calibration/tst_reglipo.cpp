@@ -187,16 +187,48 @@ private Q_SLOTS:
         QCOMPARE(bench.Press("BtnV4_2"), QByteArray());
         QVERIFY(!bench.Checked("Check2"));
         QVERIFY(bench.Text("note").contains(QStringLiteral("4,2 V")));
-        // The others are refused meanwhile.
-        for (const char *button : {"BtnV4_4", "BtnV4_2", "BtnCoef", "BtnPot"})
-            QCOMPARE(bench.Press(button), QByteArray());
-        QVERIFY(OpenBoxes().isEmpty());
-        QVERIFY(!bench.Checked("Check6"));
         QCOMPARE(bench.Tick(), readings + Bytes({27, 39, 4, 2, 27, 39, 5, 188}));
         QVERIFY(bench.Checked("Check2"));
         QVERIFY(!bench.Checked("Check1"));
-        bench.Ticker()->SetEnabled(false);
-        QCOMPARE(bench.Press("BtnPot"), Bytes({27, 39, 0, 0, 27, 39, 1, 0})); // no longer refused
+    }
+
+    void WhileAPointWaitsTheOtherButtonsWork()
+    {
+        Bench bench;
+        bench.Open();
+        QCOMPARE(bench.Press("BtnV4_2"), QByteArray());
+        QCOMPARE(bench.Press("BtnV4_4"), QByteArray());
+        QCOMPARE(bench.Press("BtnCoef"), QByteArray());
+        QCOMPARE(BoxTexts(), QStringList{QStringLiteral("Valeurs manquantes, opération annulée")});
+        AnswerBoxes();
+        bench.Find<QPushButton>("BtnPot")->click();
+        SOON_EQUAL(bench.board.Received(), Bytes({27, 39, 0, 0, 27, 39, 1, 0}));
+        SOON(bench.Text("note").contains(QStringLiteral("écrits")));
+        bench.board.TakeReceived();
+        // Both points take the next measurement.
+        QCOMPARE(bench.Tick(), readings + Bytes({27, 39, 4, 2, 27, 39, 5, 188, 27, 39, 2, 2, 27, 39, 3, 188}));
+        QVERIFY(bench.Checked("Check2") && bench.Checked("Check1"));
+        QCOMPARE(bench.Caption("BtnV4_4"), QStringLiteral("700"));
+    }
+
+    void APressDuringTheWritesOfAnotherButtonWaitsForItsTurn()
+    {
+        Bench bench;
+        bench.Open();
+        bench.HoldBack(39, 2);
+        bench.Find<QPushButton>("BtnV4_4")->click();
+        bench.Ticker()->SetEnabled(true);
+        SOON(bench.Checked("Check1"));
+        bench.Find<QPushButton>("BtnPot")->click();
+        bench.Find<QPushButton>("BtnV4_2")->click();
+        SOON_EQUAL(bench.board.Received(), readings + Bytes({27, 39, 2, 2}));
+        QVERIFY(!bench.Checked("Check6"));
+        bench.board.On(39, 2, [](const QByteArray &) { return Bytes({1}); });
+        bench.board.Send(Bytes({1}));
+        SOON(bench.Checked("Check6") && bench.Checked("Check2"));
+        SOON_EQUAL(bench.board.Received(), readings +
+                                               Bytes({27, 39, 2, 2, 27, 39, 3, 188, 27, 39, 0, 0, 27, 39, 1, 0}) +
+                                               readings + Bytes({27, 39, 4, 2, 27, 39, 5, 188}));
     }
 
     void TheTimerIsStoppedDuringTheWrites()

@@ -25,7 +25,7 @@ void CurrentWindow::SetPanel(const Panel &panel)
 {
     panel_ = panel;
     SetReading(panel_.reading);
-    new SettingBox(panel_.slider, link_);
+    box_ = new SettingBox(panel_.slider, link_);
     connect(panel_.slider, &QSlider::valueChanged, this, [this](int value) { Start(Slider_Change(value)); });
     panel_.setting->installEventFilter(this);
 }
@@ -86,6 +86,7 @@ Task<void> CurrentWindow::Setting_Click()
         CalibrationWindow::Failed(error); // nothing is lost: the user types another one
         co_return;
     }
+    box_->Follow(value);
     const auto newest = settings_.Next();
     co_await measurement::WriteRegister(link_, kind_.settingRegister, value, newest);
 }

@@ -5,6 +5,8 @@
 
 #include <QSlider>
 
+class SettingBox;
+
 /// What the calibrations of the charge and the discharge current have in common: a current that the user sets with a
 /// slider, the mean count that the board makes of it, what a meter shows, and the word and the scale that follow.
 class CurrentWindow : public ReadingWindow
@@ -75,5 +77,6 @@ private:
     Outputs::RunPtr current_; ///< that the window lets flow while it is open
     const Activity activity_;
     Panel panel_{};
+    SettingBox *box_ = nullptr; ///< beside the slider
     Newest settings_; ///< that were asked for
 };

@@ -7,6 +7,7 @@
 #include <QEvent>
 #include <QLabel>
 #include <QShowEvent>
+#include <QSignalBlocker>
 #include <QSlider>
 
 namespace {
@@ -41,6 +42,16 @@ SliderBox::Amount SettingBox::Amperes(const Codebas &link, size_t scaleAddress)
         const int scale = link.SlaveEeprom[scaleAddress];
         return scale == 0 ? std::nullopt : std::optional(measurement::CurrentSettingAmps(setting, scale));
     };
+}
+
+void SettingBox::Follow(int setting)
+{
+    {
+        const QSignalBlocker quiet(slider_);
+        slider_->setValue(setting);
+    }
+    SliderBox::Follow();
+    ShowKnown();
 }
 
 void SettingBox::Forget()

@@ -19,6 +19,9 @@ public:
     /// What a setting amounts to in amperes, by the scale of this address in the slave's EEPROM.
     static Amount Amperes(const Codebas &link, size_t scaleAddress);
 
+    /// The board is sent another setting than by the slider, which follows without its signals.
+    void Follow(int setting);
+
     static inline const QString unknown = QStringLiteral("réglage de la carte inconnu");
 
 private:

@@ -4,6 +4,8 @@
 #include "link/measurement.h"
 #include "support/suite.h"
 
+#include <QSpinBox>
+
 namespace {
 struct Bench : CurrentBench<Rcourant>
 {
@@ -162,6 +164,22 @@ private Q_SLOTS:
                  said ? QStringList(QStringLiteral("Dépassement de capacité : valeur Pot")) : QStringList());
         AnswerBoxes();
         QCOMPARE(bench.Tick(), readings); // the program goes on
+    }
+
+    void TheSliderFollowsATypedSetting()
+    {
+        Bench bench;
+        bench.Open();
+        bench.Find<QSlider>("Slcour")->setValue(50);
+        bench.Settled();
+        bench.Type("courtext3", "120");
+        bench.ClickSetting();
+        QCOMPARE(bench.Settled(), Bytes({27, 19, 120})); // once
+        QCOMPARE(bench.Find<QSlider>("Slcour")->value(), 120);
+        QCOMPARE(bench.Find<QSpinBox>("SlcourBox")->value(), 120);
+        QCOMPARE(bench.BoxText("courtext3"), QStringLiteral("120"));
+        bench.Find<QSlider>("Slcour")->setValue(50);
+        QCOMPARE(bench.Settled(), Bytes({27, 19, 50}));
     }
 
     void Calculation()

@@ -184,6 +184,7 @@ void Exchanges::SendUnanswered(const QByteArray &request, Reply reply, std::func
 
 void Exchanges::Owed::Take(quint8 byte)
 {
+    begun = true;
     if (!framed)
         framed = byte == *question.reply.until;
     else if (data.size() < question.reply.length)
@@ -557,7 +558,8 @@ void Exchanges::SetState(State state)
             answerDue_ = true;
             cut_ = Clock::Current().Now();
             ++disturbances_;
-            if (state == State::Lost || !prompt_ || overtaken_ || Silence() >= quiet)
+            const bool cutShort = std::ranges::any_of(owed_, &Owed::begun);
+            if (state == State::Lost || !prompt_ || overtaken_ || cutShort || Silence() >= quiet)
                 LeaveDoubt();     // what a board owes that goes away may come when it is back, however late
             else if (!probation_) // the answers are here once the line has been quiet for a moment
                 probation_ = owed_.front().sent;

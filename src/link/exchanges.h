@@ -245,6 +245,7 @@ private:
         QByteArray data;
         int spare;
         Clock::Duration sent;
+        bool begun = false; ///< a byte of it has come
 
         bool Answered() const { return framed && data.size() >= question.reply.length; }
         bool Complete() const { return Answered() && spare == 0; }

@@ -636,6 +636,9 @@ private Q_SLOTS:
         t.Reopen();
         SOON_EQUAL(t.board.Received(), Bytes({27, 13}));
         t.Sent();
+        t.board.Send(Bytes({27, 2, 2, 0})); // a sign of life: the rest of the first answer might still have come
+        SOON_EQUAL(t.board.Received(), Bytes({27, 13}));
+        t.Sent();
         QVERIFY(!result.done);
         t.board.Send(Bytes({27, 3, 4, 0}));
         SOON(result.done);
@@ -673,8 +676,9 @@ private Q_SLOTS:
     /// In some of them an answer may have been given up that still comes.
     static bool Doubtful(const QString &state)
     {
-        static const QStringList doubtful{QStringLiteral("overtaken"), QStringLiteral("damaged"),
-                                          QStringLiteral("draining"), QStringLiteral("unanswered")};
+        static const QStringList doubtful{QStringLiteral("touched"), QStringLiteral("overtaken"),
+                                          QStringLiteral("damaged"), QStringLiteral("draining"),
+                                          QStringLiteral("unanswered")};
         return doubtful.contains(state);
     }
     /// Where there is a doubt the first answer is only a sign of life.

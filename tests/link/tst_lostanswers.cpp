@@ -180,6 +180,26 @@ private Q_SLOTS:
 
     // ---- what silence is
 
+    void TheRestOfAnAnswerThatAClosingCutIsNotTakenForAnAcknowledgement() // seed 400233
+    {
+        LinkFixture f;
+        f.link.OpenPort();
+        Result read, write;
+        f.runner.Start(Ask(&f.link, Request(37, 0), Reply::Framed(1), &read));
+        f.board.Send(Bytes({27, 11}));
+        Simulated().Run(1ms);
+        f.Reopen(); // the window that has read is left, before the last byte has come
+        f.runner.Start(Ask(&f.link, Request(20, 165), acknowledge, &write));
+        SOON(f.board.Received().endsWith(Request(20, 165)));
+        f.board.TakeReceived();
+        Simulated().Run(45ms);
+        f.board.Send(Bytes({0}));
+        f.board.Send(Bytes({6}));
+        f.board.On(20, 1, [](const QByteArray &) { return Bytes({7}); });
+        SOON(write.done);
+        QCOMPARE(write.reply, Bytes({7}));
+    }
+
     void AnAnswerThatAClosingCutIsNotTakenForTheNextOneWhenTheOpeningTookItsTime()
     {
         LinkFixture f;

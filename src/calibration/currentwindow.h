@@ -78,5 +78,5 @@ private:
     const Activity activity_;
     Panel panel_{};
     SettingBox *box_ = nullptr; ///< beside the slider
-    Newest settings_; ///< that were asked for
+    Newest settings_;           ///< that were asked for
 };

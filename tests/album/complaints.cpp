@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "complaints.h"
 
+#include "base/elidedlabel.h"
 #include "base/tone.h"
 #include "chart/chart.h"
-#include "base/elidedlabel.h"
 
 #include <QAbstractButton>
 #include <QAbstractScrollArea>

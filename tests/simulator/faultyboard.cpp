@@ -13,6 +13,12 @@ void FaultyBoard::Invented()
     ++inventions_;
 }
 
+void FaultyBoard::BeginLife()
+{
+    if (!late_.empty() || thaw_.IsSet())
+        Invented();
+}
+
 void FaultyBoard::BeSilent(Clock::Duration length)
 {
     silent_ = length == Clock::Duration::zero();

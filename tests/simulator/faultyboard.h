@@ -32,6 +32,9 @@ public:
     /// Only the beginning of the next answer comes.
     void CutAnswer() { cut_ = true; }
 
+    /// A program begins that knows nothing of the one before: what is still to come was asked by nobody.
+    void BeginLife();
+
     /// Nothing more goes wrong; what is late still comes.
     void Heal();
 

@@ -219,6 +219,7 @@ void World::Live()
     life_ = &life;
     port_ = new MemoryPort;
     board_.Attach(port_);
+    board_.BeginLife();
     const auto program = std::make_unique<Main>(std::unique_ptr<Port>(port_));
     program_ = program.get();
     QObject::connect(port_, &MemoryPort::SentByProgram, port_,

@@ -202,12 +202,9 @@ private Q_SLOTS:
 
     void AProgramThatHasJustBegunKnowsNothingOfTheGreetingsOfTheOneBefore() // seed 502055
     {
-        const std::vector<Act> acts{Click(11472708us, "Main", "CbMoni"),
-                                    Fault(11472835us, "late", "10000"),
-                                    Click(11473059us, "Moni", "CbQuit"),
-                                    Click(17808233us, "Main", "Cb_quitter"),
-                                    Click(18834660us, "Main", "CbCapa"),
-                                    Click(18838844us, "MesCapa", "CBstart")};
+        const std::vector<Act> acts{Click(11472708us, "Main", "CbMoni"), Fault(11472835us, "late", "10000"),
+                                    Click(11473059us, "Moni", "CbQuit"), Click(17808233us, "Main", "Cb_quitter"),
+                                    Click(18834660us, "Main", "CbCapa"), Click(18838844us, "MesCapa", "CBstart")};
         const QByteArray told = Told(World(Seed(502055)).Replay(acts, 40s));
         QVERIFY2(told.isEmpty(), told.constData());
     }

@@ -563,6 +563,19 @@ private Q_SLOTS:
 
     // ---- others who want the line
 
+    void BehindAttemptsInVainASessionIsTheSame()
+    {
+        Greeting h;
+        h.Connect();
+        SOON(h.Attempts() >= 3);
+        const QByteArray inVain = h.board.TakeReceived();
+        QCOMPARE(inVain, Bytes({85, 85, 85}));
+        h.board.Healthy();
+        SOON_EQUAL(h.sessions, 1);
+        // An attempt looks at what has come since the one before: the answer to the first is seen by the second.
+        QCOMPARE(h.board.Received(), Bytes({85}) + WholeHandshake());
+    }
+
     void NobodyElseTalksDuringTheGreeting()
     {
         Greeting h;
